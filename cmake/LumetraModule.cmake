@@ -1,0 +1,31 @@
+# Builds plug-in modules.
+#
+#   lumetra_add_module(NAME source...)
+#
+# makes NAME.framework/NAME below LUMETRA_MODULE_DIRECTORY (by default modules/ in the build folder), from
+# which a host that runs in that folder loads it by the name NAME. The target is called NAME too; link
+# what the module needs to it.
+
+# By default g++ gives an inline function's statics unique symbols, and the loader never unmaps a library
+# that has one.
+function(lumetra_unloadable target)
+    target_compile_options(${target} PRIVATE
+        $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CXX_COMPILER_ID:GNU>>:-fno-gnu-unique>)
+endfunction()
+
+function(lumetra_add_module name)
+    if(NOT LUMETRA_MODULE_DIRECTORY)
+        set(LUMETRA_MODULE_DIRECTORY ${CMAKE_BINARY_DIR}/modules)
+    endif()
+    add_library(${name} MODULE ${ARGN})
+    set_target_properties(${name} PROPERTIES
+        PREFIX ""
+        SUFFIX ""
+        LIBRARY_OUTPUT_DIRECTORY ${LUMETRA_MODULE_DIRECTORY}/${name}.framework
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON)
+    target_compile_features(${name} PRIVATE cxx_std_17)
+    target_include_directories(${name} PRIVATE
+        $<TARGET_PROPERTY:LumetraCore::LumetraCore,INTERFACE_INCLUDE_DIRECTORIES>)
+    lumetra_unloadable(${name})
+endfunction()

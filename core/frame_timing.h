@@ -1,0 +1,30 @@
+// frame_timing.h - the clock that ids are made of, and the age at which a frame is let go.
+#ifndef LUMETRA_CORE_FRAME_TIMING_H
+#define LUMETRA_CORE_FRAME_TIMING_H
+
+#include <chrono>
+#include <cstdint>
+
+inline constexpr std::uint64_t MAX_FRESH_AGE_MS = 99;
+
+/// Milliseconds since the Unix epoch.
+inline std::uint64_t currentTimeMs() {
+    using namespace std::chrono;
+    const auto sinceEpoch = duration_cast<microseconds>(system_clock::now().time_since_epoch());
+    return static_cast<std::uint64_t>(sinceEpoch.count() / 1000);
+}
+
+/// Whether a chunk pushed at `id` may still be handed out. An id in the future wraps to a great age: after
+/// the clock was set back its frames go at once instead of staying for as long as it was set back.
+inline bool isFresh(std::uint64_t nowMs, std::uint64_t id) {
+    return nowMs - id <= MAX_FRESH_AGE_MS;
+}
+
+/// Workers for a machine with so many processors: one is left to the host, but two always work. An unknown
+/// number (0) wraps around and is used as it stands.
+inline std::uint32_t workerCount(std::uint32_t processors) {
+    const std::uint32_t others = processors - 1;
+    return others > 2 ? others : 2;
+}
+
+#endif

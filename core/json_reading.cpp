@@ -1,0 +1,31 @@
+// json_reading.cpp - parsing without recursion, members looked up with their type tested.
+#include "core/json_reading.h"
+
+JsonDocument parseJson(const char* text) {
+    JsonDocument document;
+    document.Parse<rapidjson::kParseIterativeFlag>(text);
+    return document;
+}
+
+const JsonValue* findMember(const JsonValue* object, const char* name) {
+    if (object == nullptr || !object->IsObject()) return nullptr;
+    const auto member = object->FindMember(name);
+    return member == object->MemberEnd() ? nullptr : &member->value;
+}
+
+std::optional<std::int32_t> readInteger(const JsonValue* object, const char* name) {
+    const JsonValue* value = findMember(object, name);
+    if (value == nullptr || !value->IsInt()) return std::nullopt;
+    return value->GetInt();
+}
+
+std::optional<std::string_view> readString(const JsonValue* object, const char* name) {
+    const JsonValue* value = findMember(object, name);
+    if (value == nullptr || !value->IsString()) return std::nullopt;
+    return std::string_view(value->GetString(), value->GetStringLength());
+}
+
+bool readTrue(const JsonValue* object, const char* name) {
+    const JsonValue* value = findMember(object, name);
+    return value != nullptr && value->IsTrue();
+}

@@ -1,0 +1,51 @@
+// json_reading.h - every read of a JSON text that comes from outside.
+// A value of another type than asked reads as a missing one, and so does everything in a text that is
+// not valid JSON or whose root is not an object. Nesting costs heap, never stack.
+#ifndef LUMETRA_CORE_JSON_READING_H
+#define LUMETRA_CORE_JSON_READING_H
+
+#include <rapidjson/document.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+#include <optional>
+#include <string_view>
+
+/// RapidJSON does not look at what its allocator returns, so running out of memory has to throw.
+struct ThrowingAllocator {
+    static constexpr bool kNeedFree = true;
+
+    void* Malloc(std::size_t size) { return size == 0 ? nullptr : checked(std::malloc(size)); }
+    void* Realloc(void* block, std::size_t, std::size_t size) {
+        if (size != 0) return checked(std::realloc(block, size));
+        std::free(block);
+        return nullptr;
+    }
+    static void Free(void* block) { std::free(block); }
+
+private:
+    static void* checked(void* block) {
+        if (block == nullptr) throw std::bad_alloc();
+        return block;
+    }
+};
+
+using JsonPool = rapidjson::MemoryPoolAllocator<ThrowingAllocator>;
+using JsonDocument = rapidjson::GenericDocument<rapidjson::UTF8<>, JsonPool, ThrowingAllocator>;
+using JsonValue = JsonDocument::ValueType;
+
+/// The whole text as one document, null if it is not valid JSON. Own the result for as long as its members
+/// are looked at.
+JsonDocument parseJson(const char* text);
+
+/// The member `name`, null if there is none or `object` is null or no object.
+const JsonValue* findMember(const JsonValue* object, const char* name);
+
+/// Typed reads of a member; nothing where it is missing or of another type. An integer has 32 bits.
+std::optional<std::int32_t> readInteger(const JsonValue* object, const char* name);
+std::optional<std::string_view> readString(const JsonValue* object, const char* name);
+bool readTrue(const JsonValue* object, const char* name);  ///< the literal true, nothing else
+
+#endif

@@ -1,0 +1,31 @@
+// logging.cpp - the one road of every message to the log callback. Any thread.
+#include "core/logging.h"
+
+#include <cstdio>
+#include <string>
+
+#include "LumetraCore/utf_conversion.h"
+#include "core/LumetraCoreExecutor.h"
+
+void stdlog(std::int32_t level, const char16_t* text) {
+    const std::string line = "---- STDLOG on DLL " + std::to_string(level) + ": " +
+                             convertUTFFormatVto8<char16_t, char>(text) + " ----\n";
+    std::fwrite(line.data(), 1, line.size(), stdout);  // whole, so that lines of two threads rarely mix
+    std::fflush(stdout);
+}
+
+void LumetraCoreExecutor::logViaCallback(const std::string& text) {
+    const auto sink = reinterpret_cast<LUMETRA_LOGFN>(callbackFor(CB_LOG).first);
+    if (sink == nullptr) return;
+
+    const std::u16string converted = convertUTFFormat8toV<char, char16_t>(text);
+    try {
+        sink(0, converted.c_str());
+    } catch (...) {
+        // A sink that fails must cost neither the frame nor the call that logged.
+    }
+}
+
+void LumetraCoreExecutor::passLogFromNativeLib(const char* text) {
+    logViaCallback(text);
+}

@@ -1,0 +1,6 @@
+// grey_kernels.cpp - which set of kernels this processor runs.
+#include "image/grey_kernels.h"
+
+const GreyKernels& greyKernels() {
+    return scalarGreyKernels();
+}

@@ -1,0 +1,35 @@
+// intake.cpp - one pushed frame becomes a chunk and a message. Runs on the pusher's thread.
+// The geometry is the configuration's; the pushed byte count only says how much there is to copy.
+#include <algorithm>
+#include <cstring>
+
+#include "core/LumetraCoreExecutor.h"
+#include "core/frame_timing.h"
+#include "image/frame_buffers.h"
+#include "image/pixel_formats.h"
+
+int LumetraCoreExecutor::pushImageData(const unsigned char* data, int size, const char* descriptor,
+                                       int frameIndex) {
+    const ICfg cfg = imageConfiguration();
+    if (!cfg.valid) return 0;
+
+    const auto chunk = std::make_shared<IChnk>(cfg.width, cfg.height, cfg.format, frameIndex, descriptor);
+    allocatePixels(*chunk, bufferBytes(cfg.format, cfg.width, cfg.height, size, cfg.mipMap));
+    const std::int32_t copied = std::min(chunk->size, size);
+    if (copied > 0) std::memcpy(chunk->data->lvl[0], data, static_cast<std::size_t>(copied));
+    if (cfg.mipMap) layOutLevels(*chunk);
+
+    const std::uint64_t id = currentTimeMs();
+    std::shared_ptr<IChnk> replaced = chunk;  // a frame of the same millisecond gives way to this one
+    {
+        const std::lock_guard lock(m_chunkMutex);
+        m_chunks[id].swap(replaced);
+    }
+    try {
+        postMessage(MSG_CONVERT, id);
+    } catch (...) {
+        takeChunk(id);  // without its message nothing would ever come for it
+        throw;
+    }
+    return 1;
+}

@@ -1,0 +1,90 @@
+// lifecycle.cpp - initialization and removal of modules, by id and by name. What is reported differs
+// between the two forms; hosts know them so. Runs on the host's thread.
+#include "core/LumetraCoreExecutor.h"
+
+namespace {
+
+std::string modulePath(std::string name) {
+    assemblePlatformLibraryString(name);
+    return name;
+}
+
+}  // namespace
+
+int LumetraCoreExecutor::initializeDllByName(const char* name, const char* configuration) {
+    const std::string path = modulePath(name);
+    const auto found = findModuleByPath(path);
+    if (!found) {
+        logViaCallback("Warning: " + path + " Library not available!");
+        return 0;
+    }
+    const auto initialize = entryPoint<InitializeFn>(found->second, FN_INITIALIZE);
+    if (initialize == nullptr) {
+        reportMissing(FN_INITIALIZE);
+        return 0;
+    }
+    initialize(configuration);
+    return 1;
+}
+
+int LumetraCoreExecutor::initializeDllByID(std::int32_t moduleId, const char* configuration) {
+    const auto module = findModule(moduleId);
+    if (!module) return 0;
+
+    const auto initialize = entryPoint<InitializeFn>(*module, FN_INITIALIZE);
+    if (initialize == nullptr) {
+        reportMissing(FN_INITIALIZE, "Error: ");
+        return 0;
+    }
+    initialize(configuration);
+    return 1;
+}
+
+int LumetraCoreExecutor::unregisterDllByID(std::int32_t moduleId) {
+    auto module = findModule(moduleId);
+    return module ? removeModule({moduleId, std::move(*module)}) : 0;
+}
+
+int LumetraCoreExecutor::unregisterDllByName(const char* name) {
+    auto found = findModuleByPath(modulePath(name));
+    return found ? removeModule(std::move(*found)) : 0;
+}
+
+std::optional<LumetraCoreExecutor::ModuleEntry> LumetraCoreExecutor::findModuleByPath(
+    const std::string& path) const {
+    const std::lock_guard lock(m_moduleMutex);
+    for (const auto& [id, module] : m_modules)
+        if (module.name == path && module.library != nullptr) return ModuleEntry(id, module);
+    return std::nullopt;
+}
+
+// The module cleans up while its library is mapped and its record is there; the library is closed before
+// the record goes, or with the last call into it that still runs.
+int LumetraCoreExecutor::removeModule(ModuleEntry entry) {
+    auto& [id, module] = entry;
+    if (!module.library->release()) return 0;
+    try {
+        if (const auto destroy = entryPoint<DestroyFn>(module, FN_DESTROY)) {
+            destroy();
+        } else {
+            reportMissing(FN_DESTROY);
+        }
+        logViaCallback("Unregistering " + module.name);
+    } catch (...) {
+        module.library->keep();
+        throw;
+    }
+
+    {
+        const std::lock_guard lock(m_moduleMutex);
+        const auto record = m_modules.find(id);
+        if (record != m_modules.end() && record->second.library == module.library)
+            record->second.library.reset();
+    }
+    module.library.reset();
+
+    const std::lock_guard lock(m_moduleMutex);
+    const auto record = m_modules.find(id);
+    if (record != m_modules.end() && record->second.library == nullptr) m_modules.erase(record);
+    return 1;
+}

@@ -1,0 +1,336 @@
+// Expected pixels are worked out here from the pushed bytes, picture by picture, never in place.
+#include "image/conversion.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "core/frame_timing.h"
+#include "image/frame_buffers.h"
+#include "image/grey_kernels.h"
+#include "image/pixel_formats.h"
+#include "tests/support/engine_probe.h"
+#include "tests/support/frames.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/waiting.h"
+
+using testing::ElementsAre;
+using testing::Pair;
+
+namespace {
+
+constexpr int GRAY = LUMETRA_CONVERT_GRAY, PYRAMID = LUMETRA_CONVERT_PYRAMID;
+constexpr int FLIP = LUMETRA_CONVERT_FLIPVERTICAL, DUMP = LUMETRA_CONVERT_DEBUGDUMP;
+
+int convert(IChnk& chunk, int flags, bool mipMap) {
+    return convertPixels(chunk, static_cast<LUMETRA_CONVERSIONMODIFIER>(flags), mipMap);
+}
+
+Bytes level(const IChnk& chunk, int k) {
+    const auto pixels = static_cast<std::size_t>((chunk.width >> k) * (chunk.height >> k));
+    return {chunk.data->lvl[k], chunk.data->lvl[k] + pixels};
+}
+
+Bytes expectedPicture(const std::uint8_t* src, int width, int height, LUMETRA_IMGFORMATTYPE format,
+                      bool flip) {
+    Bytes grey;
+    for (int row = 0; row < height; ++row) {
+        const int y = flip ? height - 1 - row : row;
+        for (int x = 0; x < width; ++x) {
+            const auto i = static_cast<std::size_t>(y * width + x);
+            switch (format) {
+                case LUMETRA_IMGFORMAT_RGB:
+                    grey.push_back(expectedGrey(src[3 * i], src[3 * i + 1], src[3 * i + 2]));
+                    break;
+                case LUMETRA_IMGFORMAT_BGR:
+                    grey.push_back(expectedGrey(src[3 * i + 2], src[3 * i + 1], src[3 * i]));
+                    break;
+                case LUMETRA_IMGFORMAT_BGRA:
+                    grey.push_back(expectedGrey(src[4 * i + 2], src[4 * i + 1], src[4 * i]));
+                    break;
+                case LUMETRA_IMGFORMAT_YUYV:
+                    grey.push_back(src[2 * i]);
+                    break;
+                default:
+                    grey.push_back(src[i]);
+            }
+        }
+    }
+    return grey;
+}
+
+Bytes expectedDerived(const Bytes& above, int width, int height) {
+    Bytes grey;
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            grey.push_back(above[static_cast<std::size_t>(2 * y * 2 * width + 2 * x)]);
+    return grey;
+}
+
+constexpr LUMETRA_IMGFORMATTYPE COLOURS[] = {LUMETRA_IMGFORMAT_RGB, LUMETRA_IMGFORMAT_BGR,
+                                             LUMETRA_IMGFORMAT_BGRA};
+
+}  // namespace
+
+TEST(GreyKernels, TurnKnownColoursIntoTheirGrey) {
+    const GreyKernels& kernels = greyKernels();
+    const struct {
+        Bytes pixel;
+        int rgb, bgr;
+    } cases[] = {{{255, 255, 255, 0}, 255, 255}, {{255, 0, 0, 255}, 76, 29}, {{0, 255, 0, 255}, 149, 149},
+                 {{0, 0, 255, 255}, 29, 76},     {{0, 0, 0, 255}, 0, 0},     {{1, 2, 3, 9}, 1, 2}};
+    for (const auto& [pixel, rgb, bgr] : cases) {
+        std::uint8_t grey = 1;
+        kernels.fromRgb(pixel.data(), &grey, 1);
+        EXPECT_EQ(rgb, grey);
+        kernels.fromBgr(pixel.data(), &grey, 1);
+        EXPECT_EQ(bgr, grey);
+        kernels.fromBgra(pixel.data(), &grey, 1);
+        EXPECT_EQ(bgr, grey) << "alpha is ignored";
+    }
+}
+
+TEST(Conversion, TurnsSuppliedColourLevelsGreyAndFlipsEach) {
+    const std::pair<int, int> sizes[] = {{1, 1}, {64, 48}, {37, 21}, {130, 3}, {3, 130}, {256, 256}};
+    for (const auto format : COLOURS)
+        for (const auto& [width, height] : sizes)
+            for (const int flags : {GRAY, GRAY | PYRAMID, GRAY | FLIP, GRAY | PYRAMID | FLIP}) {
+                IChnk chunk(width, height, format, 0, "");
+                allocatePixels(chunk, pyramidBytes(pictureBytes(format, width, height)));
+                layOutLevels(chunk);
+                const Bytes pushed = randomBytes(static_cast<std::size_t>(chunk.size), 3);
+                std::copy(pushed.begin(), pushed.end(), chunk.data->lvl[0]);
+
+                EXPECT_EQ(0, convert(chunk, flags, true));
+                EXPECT_EQ(LUMETRA_IMGFORMAT_GRAY8, chunk.format);
+                for (int k = 0; k < (flags & PYRAMID ? 8 : 1); ++k) {
+                    const auto* const src = pushed.data() + (chunk.data->lvl[k] - chunk.data->lvl[0]);
+                    ASSERT_EQ(expectedPicture(src, width >> k, height >> k, format, (flags & FLIP) != 0),
+                              level(chunk, k))
+                        << width << "x" << height << " format " << format << " flags " << flags << " level "
+                        << k;
+                }
+                if (!(flags & PYRAMID) && width > 1 && height > 1) {
+                    const auto* const src = pushed.data() + (chunk.data->lvl[1] - chunk.data->lvl[0]);
+                    EXPECT_TRUE(std::equal(src, pushed.data() + pushed.size(), chunk.data->lvl[1]));
+                }
+            }
+}
+
+TEST(Conversion, DerivesLevelsWhereNoneWereSupplied) {
+    const std::pair<int, int> sizes[] = {{1, 1}, {5, 4}, {64, 48}, {37, 21}, {1, 300}};
+    const LUMETRA_IMGFORMATTYPE formats[] = {LUMETRA_IMGFORMAT_RGB, LUMETRA_IMGFORMAT_BGR,
+                                             LUMETRA_IMGFORMAT_BGRA, LUMETRA_IMGFORMAT_YUYV,
+                                             LUMETRA_IMGFORMAT_GRAY8};
+    for (const auto format : formats)
+        for (const auto& [width, height] : sizes)
+            for (const bool flip : {false, true}) {
+                if (flip && format > LUMETRA_IMGFORMAT_BGRA && format != LUMETRA_IMGFORMAT_BGR) continue;
+                IChnk chunk(width, height, format, 0, "");
+                allocatePixels(chunk, static_cast<int>(pictureBytes(format, width, height)));
+                const Bytes pushed = randomBytes(static_cast<std::size_t>(chunk.size), 4);
+                std::copy(pushed.begin(), pushed.end(), chunk.data->lvl[0]);
+
+                EXPECT_EQ(0, convert(chunk, GRAY | PYRAMID | (flip ? FLIP : 0), true));
+                Bytes expected = expectedPicture(pushed.data(), width, height, format, flip);
+                for (int k = 1; k < 8; ++k) {
+                    expected = expectedDerived(expected, width >> k, height >> k);
+                    ASSERT_EQ(expected, level(chunk, k))
+                        << width << "x" << height << " format " << format << " level " << k;
+                }
+            }
+}
+
+TEST(Conversion, DerivesAShearedLevelFromOddWidth) {
+    Bytes pixels(20);
+    for (std::size_t i = 0; i < 20; ++i) pixels[i] = static_cast<std::uint8_t>(i);
+    pixels.resize(40);
+    const auto chunk = chunkOf(5, 4, LUMETRA_IMGFORMAT_GRAY8, pixels, 20);
+    convert(*chunk, GRAY | PYRAMID, true);
+    EXPECT_EQ((Bytes{0, 2, 8, 10}), level(*chunk, 1)) << "source rows count 4 pixels, not 5";
+    EXPECT_EQ((Bytes{0}), level(*chunk, 2));
+    for (int k = 3; k < 8; ++k) EXPECT_EQ(chunk->data->lvl[0] + 25, chunk->data->lvl[k]);
+}
+
+TEST(Conversion, DerivesNothingWithoutMipMap) {
+    for (const auto format : COLOURS) {
+        const auto chunk =
+            chunkOf(4, 4, format, randomBytes(64, 5), static_cast<int>(pictureBytes(format, 4, 4)));
+        EXPECT_EQ(0, convert(*chunk, GRAY | PYRAMID, false));
+        EXPECT_EQ(nullptr, chunk->data->lvl[1]);
+    }
+}
+
+TEST(Conversion, CountsTheStepsThatPackedLumaAndGreyDoNotHave) {
+    const struct {
+        int format, flags, size;
+        bool mipMap;
+        int leftOut;
+    } cases[] = {
+        {4, GRAY, 32, false, 0},
+        {4, GRAY | FLIP, 32, false, 1},
+        {4, GRAY | PYRAMID | FLIP, 32, false, 1},
+        {4, GRAY | PYRAMID | FLIP, 33, false, 2},
+        {4, GRAY | PYRAMID, 33, true, 1},
+        {4, GRAY | PYRAMID | FLIP, 32, true, 1},
+        {4, PYRAMID | FLIP, 33, true, 0},
+        {7, GRAY | FLIP, 16, true, 0},
+        {7, GRAY | PYRAMID, 17, true, 0},
+        {7, GRAY | PYRAMID | FLIP, 17, false, 1},
+        {7, GRAY | PYRAMID | FLIP, 16, true, 1},
+        {7, GRAY | PYRAMID | FLIP, 16, false, 0},
+        {2, GRAY | PYRAMID | FLIP, 24, true, 0},
+        {6, GRAY | PYRAMID | FLIP, 0, true, 0},
+        {-5, GRAY | PYRAMID | FLIP, 0, true, 0},
+    };
+    for (const auto& c : cases) {
+        const auto format = static_cast<LUMETRA_IMGFORMATTYPE>(c.format);
+        const auto chunk = chunkOf(4, 4, format, randomBytes(64, 6), c.size);
+        EXPECT_EQ(c.leftOut, convert(*chunk, c.flags, c.mipMap)) << c.format << " flags " << c.flags;
+        const bool turnsGrey = c.format == 4 && (c.flags & GRAY);
+        EXPECT_EQ(turnsGrey ? LUMETRA_IMGFORMAT_GRAY8 : format, chunk->format);
+    }
+}
+
+TEST(Conversion, LeavesPixelsAloneWhereNothingApplies) {
+    const struct {
+        int format, flags;
+    } cases[] = {{1, 0}, {1, PYRAMID | FLIP}, {2, 7}, {4, GRAY | FLIP},
+                 {6, 7}, {7, GRAY | PYRAMID}, {0, 7}, {8, 7}};
+    for (const auto& [format, flags] : cases) {
+        const Bytes pixels = randomBytes(64, 7);
+        const auto chunk = chunkOf(4, 4, static_cast<LUMETRA_IMGFORMATTYPE>(format), pixels);
+        convert(*chunk, flags, true);
+        EXPECT_TRUE(std::equal(pixels.begin(), pixels.end(), chunk->data->lvl[0]))
+            << format << " flags " << flags;
+    }
+}
+
+TEST(Conversion, FlipsGreyRowsOfAnyNumber) {
+    for (const int height : {1, 2, 3, 8}) {
+        const Bytes pixels = randomBytes(static_cast<std::size_t>(3 * height), 8);
+        const auto chunk = chunkOf(3, height, LUMETRA_IMGFORMAT_GRAY8, pixels);
+        convert(*chunk, GRAY | FLIP, false);
+        EXPECT_EQ(expectedPicture(pixels.data(), 3, height, LUMETRA_IMGFORMAT_GRAY8, true), level(*chunk, 0));
+    }
+}
+
+TEST(Conversion, OfFlippedPackedLumaDerivesOverLevelZero) {
+    Bytes pixels(32);
+    for (std::size_t i = 0; i < 32; ++i) pixels[i] = static_cast<std::uint8_t>(i);
+    const auto chunk = chunkOf(4, 4, LUMETRA_IMGFORMAT_YUYV, pixels);
+    EXPECT_EQ(1, convert(*chunk, GRAY | PYRAMID | FLIP, true));
+    EXPECT_EQ(chunk->data->lvl[0], chunk->data->lvl[1]);
+    EXPECT_EQ((Bytes{0, 2, 8, 10}), level(*chunk, 1));
+}
+
+TEST(Dump, NamesAreCutTo127Bytes) {
+    EXPECT_EQ("/tmp/dbg_12_lvl_7.pgm", dumpName("/tmp", 12, 7, "pgm"));
+    EXPECT_EQ("./dbg_-1_lvl_0.ppm", dumpName(".", -1, 0, "ppm"));
+    const std::string longPath(200, 'p');
+    EXPECT_EQ(longPath.substr(0, 127), dumpName(longPath, 1, 0, "pgm"));
+    EXPECT_EQ(std::string(110, 'p') + "/dbg_1_lvl_0.pgm", dumpName(std::string(110, 'p'), 1, 0, "pgm"));
+}
+
+// One engine whose conversions run in the test, dumping into a folder of its own.
+class ConversionInEngine : public testing::Test {
+protected:
+    ConversionInEngine() : log(engine) {
+        EngineProbe::stopLoop(engine);
+        char pattern[] = "/tmp/lumetra-test-XXXXXX";
+        folder = mkdtemp(pattern);
+    }
+    ~ConversionInEngine() override { std::filesystem::remove_all(folder); }
+
+    void configure(const std::string& rest) {
+        engine.configure(
+            (R"({"imageCfg":{"width":640,"height":480},"writablepath":")" + folder + "\"" + rest + "}")
+                .c_str());
+    }
+    std::vector<std::string> dumped() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(folder))
+            names.push_back(entry.path().filename().string() + " " + std::to_string(entry.file_size()));
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    LumetraCoreExecutor engine;
+    const LogCapture log;
+    std::string folder;
+    const std::uint64_t id = currentTimeMs();
+};
+
+TEST_F(ConversionInEngine, DumpsEverySetLevelOfAGreyFrame) {
+    configure(R"(,"format":7,"mipMap":true)");
+    engine.pushImageData(randomBytes(411648, 9).data(), 411648, "", 12);
+    EngineProbe::convert(engine, EngineProbe::chunks(engine).begin()->first, PYRAMID | DUMP);
+    std::vector<std::string> names;
+    for (const std::string& entry : dumped()) names.push_back(entry.substr(0, entry.find(' ')));
+    EXPECT_THAT(names,
+                ElementsAre("dbg_12_lvl_0.pgm", "dbg_12_lvl_1.pgm", "dbg_12_lvl_2.pgm", "dbg_12_lvl_3.pgm",
+                            "dbg_12_lvl_4.pgm", "dbg_12_lvl_5.pgm", "dbg_12_lvl_6.pgm", "dbg_12_lvl_7.pgm"));
+    EXPECT_EQ("dbg_12_lvl_7.pgm 33", dumped().back()) << "18 bytes of header, 5 x 3 pixels";
+}
+
+TEST_F(ConversionInEngine, DumpsColourOnlyWhileItIsRgbAndLevelsOnlyWhenAsked) {
+    const struct {
+        int format, flags;
+        std::vector<std::string> names;
+    } cases[] = {
+        {1, DUMP, {"dbg_0_lvl_0.ppm 30"}},
+        {1, DUMP | GRAY, {"dbg_0_lvl_0.pgm 22"}},
+        {1, DUMP | PYRAMID, {"dbg_0_lvl_0.ppm 30"}},
+        {3, DUMP, {}},
+        {5, DUMP | GRAY, {"dbg_0_lvl_0.pgm 22"}},
+        {2, DUMP | GRAY, {}},
+        {4, DUMP | GRAY | FLIP, {"dbg_0_lvl_0.pgm 22"}},
+    };
+    configure("");
+    for (const auto& [format, flags, names] : cases) {
+        EngineProbe::store(engine, id, chunkOf(2, 2, static_cast<LUMETRA_IMGFORMATTYPE>(format), Bytes(16)));
+        EngineProbe::convert(engine, id, flags);
+        EXPECT_EQ(names, dumped()) << "format " << format << " flags " << flags;
+        for (const auto& entry : std::filesystem::directory_iterator(folder)) std::filesystem::remove(entry);
+    }
+}
+
+TEST_F(ConversionInEngine, PostsItsNotificationInEveryCase) {
+    configure("");
+    EngineProbe::convert(engine, 77, GRAY | DUMP);
+    EXPECT_EQ(nullptr, EngineProbe::chunks(engine).at(77)) << "a missing frame leaves an empty entry";
+    for (const int flags : {0, GRAY, GRAY | PYRAMID | FLIP}) {
+        EngineProbe::store(engine, 78, chunkOf(2, 2, LUMETRA_IMGFORMAT_RGB, Bytes(12)));
+        EngineProbe::convert(engine, 78, flags);
+    }
+    EXPECT_THAT(EngineProbe::messages(engine),
+                ElementsAre(Pair(1, 77), Pair(1, 78), Pair(1, 78), Pair(1, 78)));
+    EXPECT_TRUE(dumped().empty());
+}
+
+TEST_F(ConversionInEngine, ReportsEachStepThatIsLeftOut) {
+    configure("");
+    EngineProbe::store(engine, id, chunkOf(2, 2, LUMETRA_IMGFORMAT_YUYV, Bytes(10)));
+    EngineProbe::convert(engine, id, GRAY | PYRAMID | FLIP);
+    EXPECT_THAT(LogCapture::take(), ElementsAre("NOT IMPLEMENTED!", "NOT IMPLEMENTED!"));
+}
+
+TEST_F(ConversionInEngine, ConvertsASharedFrameOnceForEachMessageAndNeverTwiceAtATime) {
+    configure("");
+    static std::atomic<int> inside, overlaps;
+    inside = overlaps = 0;
+    const LUMETRA_LOGFN sink = [](std::int32_t, const char16_t*) {  // called in the middle of a conversion
+        if (++inside > 1) ++overlaps;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        --inside;
+    };
+    engine.registerCallback(ENGINE_MODULE_ID, CB_LOG, reinterpret_cast<void*>(sink), nullptr);
+    EngineProbe::store(engine, id, chunkOf(2, 2, LUMETRA_IMGFORMAT_GRAY8, Bytes{1, 2, 3, 4, 5}));
+    std::vector<std::thread> workers;
+    for (int i = 0; i < 5; ++i)
+        workers.emplace_back([&] { EngineProbe::convert(engine, id, GRAY | PYRAMID | FLIP); });
+    for (auto& worker : workers) worker.join();
+    EXPECT_EQ(0, overlaps);
+    EXPECT_EQ((Bytes{3, 4, 1, 2}), level(*EngineProbe::chunks(engine).at(id), 0)) << "five flips";
+}

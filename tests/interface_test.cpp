@@ -1,0 +1,143 @@
+// The exported functions as a host calls them, from the first to the last.
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <stdexcept>
+
+#include "LumetraCore/LumetraCore.h"
+#include "core/LumetraCoreExecutor.h"
+#include "tests/modules/recorder.h"
+#include "tests/support/frames.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/waiting.h"
+
+namespace {
+
+constexpr char16_t LONE_SURROGATE[] = {u'a', 0xD800, 0};
+
+class Interface : public testing::Test {
+protected:
+    Interface() { LumetraCore_initialize(); }
+    ~Interface() override { LumetraCore_destroy(); }
+};
+
+}  // namespace
+
+TEST(InterfaceWithoutEngine, GivesEveryFunctionsNeutralValue) {
+    for (int round = 0; round < 2; ++round) {  // before the first engine, and after one
+        LUMETRA_CBTYPE kinds[4];
+        EXPECT_EQ(0, LumetraCore_command(0, LUMETRA_CMD_START, LONE_SURROGATE)) << "not even converted";
+        EXPECT_EQ(-1, LumetraCore_registerDllByName(u"Recorder"));
+        EXPECT_EQ(0, LumetraCore_initializeDllByName(u"Recorder", u""));
+        EXPECT_EQ(0, LumetraCore_initializeDllByID(7, u""));
+        EXPECT_EQ(0, LumetraCore_unregisterDllByID(7));
+        EXPECT_EQ(0, LumetraCore_unregisterDllByName(u"Recorder"));
+        EXPECT_EQ(0, LumetraCore_registerCallback(0, CB_LOG, nullptr, nullptr));
+        EXPECT_EQ(0, LumetraCore_unregisterCallback(0, CB_LOG));
+        EXPECT_EQ(-1, LumetraCore_getSupportedCallbacks(0, kinds));
+        EXPECT_EQ(3, LumetraCore_getStatus(0));
+        EXPECT_EQ(0, LumetraCore_pushImageData(nullptr, 0, u"", 0));
+        EXPECT_EQ(0, LumetraCore_setNativeTexturePointer(nullptr, u""));
+        LumetraCore_passLogFromNativeLib(u"nobody");
+        LumetraCore_destroy();
+        LumetraCore_initialize();
+        LumetraCore_destroy();
+    }
+}
+
+TEST_F(Interface, HasOneEngineHoweverOftenItIsInitialized) {
+    const LumetraCoreExecutor* const engine = lumcore_exec;
+    LumetraCore_initialize();
+    EXPECT_EQ(engine, lumcore_exec);
+    EXPECT_EQ(STATUS_READY, LumetraCore_getStatus(0));
+}
+
+TEST_F(Interface, RefusesUnpairedSurrogatesBeforeAnythingHappens) {
+    const LogCapture log(*lumcore_exec);
+    const std::function<void()> calls[] = {
+        [] { LumetraCore_command(0, LUMETRA_CMD_START, LONE_SURROGATE); },
+        [] { LumetraCore_registerDllByName(LONE_SURROGATE); },
+        [] { LumetraCore_initializeDllByName(LONE_SURROGATE, u""); },
+        [] { LumetraCore_initializeDllByName(u"", LONE_SURROGATE); },
+        [] { LumetraCore_initializeDllByID(7, LONE_SURROGATE); },
+        [] { LumetraCore_unregisterDllByName(LONE_SURROGATE); },
+        [] { LumetraCore_pushImageData(nullptr, 0, LONE_SURROGATE, 0); },
+        [] { LumetraCore_setNativeTexturePointer(nullptr, LONE_SURROGATE); },
+        [] { LumetraCore_passLogFromNativeLib(LONE_SURROGATE); },
+    };
+    for (const auto& call : calls) EXPECT_THROW(call(), std::range_error);
+    EXPECT_THAT(LogCapture::take(), testing::IsEmpty());
+}
+
+TEST_F(Interface, CarriesTextBeyondTheBasicPlane) {
+    const LogCapture log(*lumcore_exec);
+    LumetraCore_passLogFromNativeLib(u"\U0001F600");
+    LumetraCore_passLogFromNativeLib(u"");
+    EXPECT_THAT(LogCapture::take(), testing::ElementsAre("\xF0\x9F\x98\x80", ""));
+}
+
+TEST_F(Interface, TakesAFrameAllTheWayToAModule) {
+    const LogCapture log(*lumcore_exec);
+    ASSERT_EQ(7, LumetraCore_registerDllByName(u"Recorder"));
+    ASSERT_EQ(1,
+              LumetraCore_command(0, LUMETRA_CMD_CONFIGURE,
+                                  u"{\"imageCfg\":{\"width\":6,\"height\":4},\"format\":1,\"mipMap\":true}"));
+    const Bytes frame = randomBytes(93, 1);  // 6x4, 3x2 and 1x1 pixels of 3 bytes
+    ASSERT_EQ(1, LumetraCore_pushImageData(frame.data(), 93, u"{\"n\":\"\u20AC\"}", 12));
+
+    std::vector<Notification> notifications;
+    waitUntil([&] { return !(notifications = recorder("Recorder")->takeNotifications()).empty(); });
+    const IChnk& chunk = *notifications[0].chunk;
+    EXPECT_EQ(LUMETRA_IMGFORMAT_GRAY8, chunk.format);
+    EXPECT_EQ("{\"n\":\"\xE2\x82\xAC\"}", chunk.descriptor);
+    EXPECT_EQ(12, chunk.frameIndex);
+    const auto greyAt = [&frame](std::size_t i) {
+        return expectedGrey(frame[i], frame[i + 1], frame[i + 2]);
+    };
+    for (std::size_t y = 0; y < 4; ++y)
+        for (std::size_t x = 0; x < 6; ++x)
+            EXPECT_EQ(greyAt(3 * (6 * (3 - y) + x)), chunk.data->lvl[0][6 * y + x])
+                << "upside down by default";
+    for (std::size_t y = 0; y < 2; ++y)
+        for (std::size_t x = 0; x < 3; ++x)
+            EXPECT_EQ(greyAt(72 + 3 * (3 * (1 - y) + x)), chunk.data->lvl[1][3 * y + x]);
+    notifications.clear();
+    EXPECT_EQ(1, LumetraCore_unregisterDllByName(u"Recorder"));
+}
+
+// For the sanitizers above all: everything that may overlap, overlapping.
+TEST_F(Interface, StaysSoundWhileEverythingChangesUnderFlowingFrames) {
+    const LogCapture log(*lumcore_exec);
+    std::atomic<bool> stop = false;
+    std::vector<std::thread> hosts;
+    for (int host = 0; host < 2; ++host)
+        hosts.emplace_back([&stop, host] {
+            const Bytes frame(64 * 48 * 4);
+            for (int i = 0; !stop; ++i) {
+                LumetraCore_pushImageData(frame.data(), static_cast<int>(frame.size()), u"{}", i);
+                std::this_thread::sleep_for(std::chrono::microseconds(700 + 300 * host));
+            }
+        });
+    hosts.emplace_back([&stop] {
+        while (!stop) {
+            for (const char16_t* cfg :
+                 {u"{\"imageCfg\":{\"width\":64,\"height\":48},\"format\":7}",
+                  u"{\"imageCfg\":{\"width\":64,\"height\":48},\"format\":7,\"mipMap\":true}",
+                  u"{\"imageCfg\":{\"width\":64,\"height\":48},\"format\":4}",
+                  u"{\"imageCfg\":{\"width\":37,\"height\":21},\"format\":1,\"mipMap\":true}"}) {
+                LumetraCore_command(0, LUMETRA_CMD_CONFIGURE, cfg);
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+            LumetraCore_registerCallback(0, CB_LOG, reinterpret_cast<void*>(&LogCapture::sink), nullptr);
+            LogCapture::take();
+        }
+    });
+    for (int round = 0; round < 30; ++round) {
+        EXPECT_EQ(9, LumetraCore_registerDllByName(u"RecorderNine"));
+        EXPECT_EQ(45, LumetraCore_getStatus(9));
+        waitUntil([] { return !recorder("RecorderNine")->takeNotifications().empty(); });
+        EXPECT_EQ(1, LumetraCore_unregisterDllByID(9));
+    }
+    stop = true;
+    for (auto& host : hosts) host.join();
+}

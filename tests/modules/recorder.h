@@ -1,0 +1,45 @@
+// recorder.h - how a test talks to the recorder module that it has loaded: through the library that is
+// open already, never opening it for longer than a call.
+#ifndef LUMETRA_TESTS_MODULES_RECORDER_H
+#define LUMETRA_TESTS_MODULES_RECORDER_H
+
+#include <LumetraCore/IChnk.h>
+#include <dlfcn.h>
+
+#include <string>
+#include <vector>
+
+struct Notification {
+    std::uint64_t id;
+    std::shared_ptr<IChnk> chunk;
+};
+
+class RecorderControl {
+public:
+    virtual ~RecorderControl() = default;
+    virtual std::vector<std::string> takeCalls() = 0;
+    virtual std::vector<Notification> takeNotifications() = 0;
+    virtual void holdNotifications(bool hold) = 0;  ///< they wait on their workers
+    virtual int heldNotifications() = 0;
+    virtual void throwAlways(bool throwing) = 0;  ///< every entry point, after it was written down
+
+    void* lastFunction = nullptr;
+    void* lastUser = nullptr;
+};
+
+inline bool isMapped(const std::string& name) {
+    void* const handle = dlopen((name + ".framework/" + name).c_str(), RTLD_LAZY | RTLD_NOLOAD);
+    if (handle != nullptr) dlclose(handle);
+    return handle != nullptr;
+}
+
+/// The control of a recorder module; null if it is not loaded or no recorder.
+inline RecorderControl* recorder(const std::string& name) {
+    void* const handle = dlopen((name + ".framework/" + name).c_str(), RTLD_LAZY | RTLD_NOLOAD);
+    if (handle == nullptr) return nullptr;
+    const auto control = reinterpret_cast<RecorderControl* (*)()>(dlsym(handle, "recorderControl"));
+    dlclose(handle);
+    return control == nullptr ? nullptr : control();
+}
+
+#endif

@@ -1,0 +1,76 @@
+// engine_probe.h - looks into an engine and drives it step by step.
+#ifndef LUMETRA_TESTS_SUPPORT_ENGINE_PROBE_H
+#define LUMETRA_TESTS_SUPPORT_ENGINE_PROBE_H
+
+#include <cstdint>
+#include <future>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/LumetraCoreExecutor.h"
+#include "core/frame_timing.h"
+
+struct EngineProbe {
+    using Messages = std::vector<std::pair<std::int32_t, std::uint64_t>>;
+
+    /// Ends the event loop, so that messages stay until runTurn() handles them.
+    static void stopLoop(LumetraCoreExecutor& engine) {
+        engine.m_running = false;
+        engine.m_eventLoopThread->join();
+        *engine.m_eventLoopThread = std::thread([] {});  // for the destructor to join
+    }
+    static void runTurn(LumetraCoreExecutor& engine) { engine.runTurn(); }
+    static void post(LumetraCoreExecutor& engine, std::int32_t type, std::uint64_t id) {
+        engine.postMessage(type, id);
+    }
+
+    /// Returns once every task queued so far, and what it queued, has run.
+    static void drainPool(LumetraCoreExecutor& engine) {
+        for (int i = 0; i < 2; ++i) engine.m_threadPool = std::make_unique<ThreadPool>(2);
+    }
+
+    static bool isRunning(const LumetraCoreExecutor& engine) { return engine.m_running; }
+    /// Keeps every worker busy until `opened` is ready.
+    static void occupyWorkers(LumetraCoreExecutor& engine, const std::shared_future<void>& opened) {
+        for (std::uint32_t i = 0; i < workerCount(std::thread::hardware_concurrency()); ++i)
+            engine.m_threadPool->enqueue([opened] { opened.wait(); });
+    }
+
+    static void convert(LumetraCoreExecutor& engine, std::uint64_t id, int flags) {
+        engine.convertImageData(id, static_cast<LUMETRA_CONVERSIONMODIFIER>(flags));
+    }
+    static void notify(LumetraCoreExecutor& engine, std::uint64_t id) { engine.triggerDataNotification(id); }
+
+    static Messages messages(LumetraCoreExecutor& engine) {
+        const std::lock_guard lock(engine.m_msgMutex);
+        Messages copy;
+        for (const auto& message : engine.m_messages) copy.emplace_back(message.type, message.id);
+        return copy;
+    }
+    static std::map<std::uint64_t, std::shared_ptr<IChnk>> chunks(LumetraCoreExecutor& engine) {
+        const std::lock_guard lock(engine.m_chunkMutex);
+        return engine.m_chunks;
+    }
+    static void store(LumetraCoreExecutor& engine, std::uint64_t id, std::shared_ptr<IChnk> chunk) {
+        const std::lock_guard lock(engine.m_chunkMutex);
+        engine.m_chunks[id] = std::move(chunk);
+    }
+
+    static LumetraCoreExecutor::ICfg configuration(const LumetraCoreExecutor& engine) {
+        return engine.imageConfiguration();
+    }
+    static LumetraCoreExecutor::ITexCfg& texture(LumetraCoreExecutor& engine) { return engine.m_texCfg; }
+    static bool isRendering(const LumetraCoreExecutor& engine) { return engine.m_nativeRendering; }
+    static void* textureHandle(const LumetraCoreExecutor& engine) { return engine.m_nativeTexture; }
+    static std::map<LUMETRA_CBTYPE, LumetraCoreExecutor::CallbackPair> callbacks(
+        const LumetraCoreExecutor& engine) {
+        return engine.m_callbacks;
+    }
+    static std::map<std::int32_t, LumetraCoreExecutor::dllstruct> modules(const LumetraCoreExecutor& engine) {
+        const std::lock_guard lock(engine.m_moduleMutex);
+        return engine.m_modules;
+    }
+};
+
+#endif
