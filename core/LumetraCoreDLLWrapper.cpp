@@ -7,6 +7,8 @@
 #include "LumetraCore/LumetraCore.h"
 #include "LumetraCore/utf_conversion.h"
 #include "core/LumetraCoreExecutor.h"
+#include "platform/device_info.h"
+#include "platform/device_listing.h"
 
 LumetraCoreExecutor* lumcore_exec = nullptr;
 
@@ -116,6 +118,14 @@ void LumetraCore_passLogFromNativeLib(const char16_t* text) {
     lumcore_exec->passLogFromNativeLib(toUtf8(text).c_str());
 }
 
-void LumetraCore_getDeviceInfo(char16_t* buffer, int32_t) { copyToHost("", buffer); }
+void LumetraCore_getDeviceInfo(char16_t* buffer, int32_t unused) {
+    std::string text;
+    getDeviceInfo(text, unused);
+    copyToHost(text, buffer);
+}
 
-void LumetraCore_enumerateAVDevicesNative(char16_t* buffer, int32_t) { copyToHost("", buffer); }
+void LumetraCore_enumerateAVDevicesNative(char16_t* buffer, int32_t unused) {
+    std::string text;
+    enumerateAVDevicesNative(text, unused);
+    copyToHost(text, buffer);
+}

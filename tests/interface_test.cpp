@@ -141,3 +141,17 @@ TEST_F(Interface, StaysSoundWhileEverythingChangesUnderFlowingFrames) {
     stop = true;
     for (auto& host : hosts) host.join();
 }
+
+TEST(InterfaceWithoutEngine, WritesTheDeviceTextsWithTheirEnd) {
+    std::u16string buffer(LUMETRA_DEVICE_TEXT_UNITS, u'#');
+    for (const auto& [call, beginning] :
+         {std::pair(&LumetraCore_getDeviceInfo, R"({"os":"iOS","type":"flat","name":")"),
+          std::pair(&LumetraCore_enumerateAVDevicesNative, R"({"videoInputDevices":[)")}) {
+        buffer.assign(buffer.size(), u'#');
+        call(buffer.data(), 0);
+        const std::size_t end = buffer.find(u'\0');
+        const std::string text = convertUTFFormatVto8<char16_t, char>(buffer.substr(0, end));
+        EXPECT_THAT(text, testing::AllOf(testing::StartsWith(beginning), testing::EndsWith("}")));
+        EXPECT_EQ(u'#', buffer.at(end + 1));
+    }
+}

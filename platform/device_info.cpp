@@ -1,0 +1,75 @@
+// device_info.cpp - the description's JSON, and the rules by which its facts are found.
+#include "platform/device_info.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "core/json_writing.h"
+#include "platform/utf8_repair.h"
+
+namespace {
+
+constexpr std::size_t TEXT_SIZE = 1024;  // bytes for a host name or a path, its end included
+
+std::optional<std::string> findHostName(const DeviceCalls& calls) {
+    char name[TEXT_SIZE] = {};
+    if (calls.hostName(name, sizeof name) != 0) return std::nullopt;
+    name[sizeof name - 1] = '\0';
+    return repairUtf8(name);
+}
+
+std::optional<std::string> findExecutablePath(const DeviceCalls& calls) {
+    std::uint32_t size = TEXT_SIZE;
+    std::string path(size, '\0');
+    if (calls.executablePath(path.data(), &size) != 0) {
+        path.assign(size, '\0');
+        // Not a slip: hosts know a path beyond the first buffer as "unknown". Only when the second query
+        // fails as well is what it left in the buffer resolved.
+        if (calls.executablePath(path.data(), &size) == 0) return std::nullopt;
+    }
+    char resolved[TEXT_SIZE] = {};
+    if (calls.resolvePath(path.c_str(), resolved, sizeof resolved) == nullptr) return std::nullopt;
+    return repairUtf8(resolved);
+}
+
+// The system's realpath writes as many bytes as its longest path has, which on some systems are more than
+// the buffer holds.
+char* resolvePath(const char* path, char* resolved, std::size_t size) {
+    const std::unique_ptr<char, void (*)(void*)> found(realpath(path, nullptr), std::free);
+    if (found == nullptr || std::strlen(found.get()) >= size) return nullptr;
+    return std::strcpy(resolved, found.get());
+}
+
+void writeFact(JsonWriter& writer, const char* key, const std::optional<std::string>& fact) {
+    writer.Key(key);
+    writeString(writer, fact.value_or("unknown"));
+}
+
+}  // namespace
+
+std::string writeDeviceInfo(const DeviceFacts& facts) {
+    JsonText text;
+    JsonWriter writer(text);
+    writer.StartObject();
+    writeFact(writer, "os", "iOS");  // fixed, whatever the platform is
+    writeFact(writer, "type", "flat");
+    writeFact(writer, "name", facts.hostName);
+    writeFact(writer, "callingexe", facts.executablePath);
+    writer.EndObject();
+    return {text.GetString(), text.GetSize()};
+}
+
+DeviceCalls systemDeviceCalls() {
+    return {gethostname, queryExecutablePath, resolvePath};
+}
+
+DeviceFacts findDeviceFacts(const DeviceCalls& calls) {
+    return {findHostName(calls), findExecutablePath(calls)};
+}
+
+void getDeviceInfo(std::string& out, int) {
+    out = writeDeviceInfo(findDeviceFacts(systemDeviceCalls()));
+}

@@ -1,0 +1,6 @@
+// sleep_precision_apple.cpp - the system has no such setting for a thread's sleeps.
+#include "platform/sleep_precision.h"
+
+void SleepPrecision::set(bool precise) {
+    m_precise = precise;
+}

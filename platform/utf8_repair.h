@@ -1,0 +1,12 @@
+// utf8_repair.h - makes UTF-8 of bytes that only claim to be it. Any thread; no state.
+#ifndef LUMETRA_PLATFORM_UTF8_REPAIR_H
+#define LUMETRA_PLATFORM_UTF8_REPAIR_H
+
+#include <string>
+#include <string_view>
+
+/// `bytes` with U+FFFD for each byte that belongs to no valid UTF-8 sequence. Drivers and file systems
+/// hand out any bytes, and the conversion to UTF-16 would throw through the host's C interface.
+std::string repairUtf8(std::string_view bytes);
+
+#endif
