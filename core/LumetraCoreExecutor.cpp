@@ -6,6 +6,7 @@
 #include "core/frame_timing.h"
 #include "core/logging.h"
 #include "image/module_push.h"
+#include "platform/sleep_precision.h"
 
 LumetraCoreExecutor::LumetraCoreExecutor() {
     m_callbacks = {{CB_LOG, {nullptr, nullptr}}, {CB_HOSTTEXT, {nullptr, nullptr}}};
@@ -44,22 +45,27 @@ LumetraCoreExecutor::~LumetraCoreExecutor() {
 }
 
 void LumetraCoreExecutor::runEventLoop() {
+    SleepPrecision precision;
     while (m_running) {
-        runTurn();
+        // While messages wait, every turn that oversleeps delays a frame; when idle, only power counts.
+        precision.set(runTurn());
+        m_frameBuffers->trim(FrameBuffers::Clock::now());
         std::this_thread::sleep_for(std::chrono::nanoseconds(100'000));
     }
 }
 
-void LumetraCoreExecutor::runTurn() {
+// Handles one message. True while messages wait.
+bool LumetraCoreExecutor::runTurn() {
     std::shared_ptr<IChnk> dropped;  // let go of behind the lock: freeing pixels takes time
     const std::lock_guard lock(m_msgMutex);
-    if (m_messages.empty()) return;
+    if (m_messages.empty()) return false;
     try {
         dropped = handleMessage(m_messages.front());
         m_messages.pop_front();
     } catch (...) {
         // No memory to hand the work over: the message stays and is handled again.
     }
+    return !m_messages.empty();
 }
 
 // With m_msgMutex held. Returns a chunk that is to be let go.

@@ -24,6 +24,7 @@
 #include "LumetraCore/IChnk.h"
 #include "LumetraCore/LumetraTypes.h"
 #include "core/ThreadPool.h"
+#include "image/frame_buffers.h"
 #include "modules/entry_points.h"
 #include "modules/registry.h"
 
@@ -122,7 +123,7 @@ private:
 
     // core/LumetraCoreExecutor.cpp
     void runEventLoop();
-    void runTurn();
+    bool runTurn();
     std::shared_ptr<IChnk> handleMessage(const MSGS& message);
     void postMessage(std::int32_t type, std::uint64_t id);
     std::shared_ptr<IChnk> takeChunk(std::uint64_t id);
@@ -170,7 +171,8 @@ private:
     std::map<std::uint64_t, std::shared_ptr<IChnk>> m_chunks;  // by push time in ms; null counts as absent
     std::vector<const IChnk*> m_converting;                    // chunks that a worker converts just now
     std::condition_variable m_conversionDone;                  // m_converting lost an entry
-    mutable std::mutex m_cfgMutex;                             // guards m_imgCfg
+    const std::shared_ptr<FrameBuffers> m_frameBuffers = std::make_shared<FrameBuffers>();
+    mutable std::mutex m_cfgMutex;  // guards m_imgCfg
     ICfg m_imgCfg;
     ITexCfg m_texCfg;
     bool m_nativeRendering = false;      // guarded by m_texCfg.mutex, as is the handle

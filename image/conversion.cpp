@@ -106,7 +106,7 @@ int convertPixels(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap) {
             leftOut = convertColour(chunk, flags, mipMap, kernels.fromBgra, 4);
             break;
         case LUMETRA_IMGFORMAT_YUYV:
-            leftOut = extractLuma(chunk, flags, mipMap, kernels.fromYuyv);
+            leftOut = extractLuma(chunk, flags, mipMap, kernels.evenBytes);
             break;
         case LUMETRA_IMGFORMAT_GRAY8:
             return convertGrey(chunk, flags, mipMap);

@@ -1,16 +1,87 @@
-// frame_buffers.cpp - allocation and level layout of pixel buffers.
+// frame_buffers.cpp - buffers taken and given back, and the level layout inside them.
 #include "image/frame_buffers.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "image/pixel_formats.h"
 
-void allocatePixels(IChnk& chunk, std::int32_t bytes) {
-    std::int32_t capacity = bytes;
-    if (chunk.format == LUMETRA_IMGFORMAT_GRAY8)
-        capacity = std::max(bytes, pyramidBytes(pictureBytes(chunk.format, chunk.width, chunk.height)));
-    chunk.data->lvl[0] = new unsigned char[static_cast<std::size_t>(capacity)];
+namespace {
+
+// The address sanitizer sees a module that uses a frame it has let go of only if the memory is freed.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define LUMETRA_ASAN
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define LUMETRA_ASAN
+#endif
+#if defined(LUMETRA_ASAN)
+constexpr bool RECYCLES = false;
+#else
+constexpr bool RECYCLES = true;
+#endif
+
+}  // namespace
+
+void FrameBuffers::allocatePixels(IChnk& chunk, std::int32_t bytes) {
+    auto capacity = static_cast<std::size_t>(bytes);
+    if (chunk.format == LUMETRA_IMGFORMAT_GRAY8) {
+        const std::int32_t levels = pyramidBytes(pictureBytes(chunk.format, chunk.width, chunk.height));
+        capacity = std::max(capacity, static_cast<std::size_t>(levels));
+    }
+    auto pixels = std::make_unique<IChnk::dPtr>();
+    Buffer buffer = take(capacity);
+    const auto letGo = [buffers = weak_from_this(), capacity](IChnk::dPtr* last) {
+        const std::unique_ptr<IChnk::dPtr> owned(last);
+        if (const auto alive = buffers.lock())
+            alive->giveBack(Buffer(std::exchange(owned->lvl[0], nullptr)), capacity);
+    };
+    pixels->lvl[0] = buffer.release();
+    chunk.data = std::shared_ptr<IChnk::dPtr>(pixels.release(), letGo);
     chunk.size = bytes;
+}
+
+void FrameBuffers::trim(Clock::time_point now) {
+    Waiting oldest;  // freed behind the lock
+    const std::lock_guard lock(m_mutex);
+    if (m_waiting.empty() || now - m_waiting.front().since <= MAX_IDLE) return;
+    oldest = std::move(m_waiting.front());
+    m_waiting.erase(m_waiting.begin());
+}
+
+std::size_t FrameBuffers::waiting() const {
+    const std::lock_guard lock(m_mutex);
+    return m_waiting.size();
+}
+
+// The buffer given back last is the warmest; one of another size means that the geometry has changed.
+FrameBuffers::Buffer FrameBuffers::take(std::size_t capacity) {
+    std::vector<Waiting> freed;
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_capacity != capacity) {
+            freed.swap(m_waiting);
+            m_capacity = capacity;
+        }
+        if (!m_waiting.empty()) {
+            Buffer buffer = std::move(m_waiting.back().buffer);
+            m_waiting.pop_back();
+            return buffer;
+        }
+    }
+    return Buffer(new unsigned char[capacity]);
+}
+
+void FrameBuffers::giveBack(Buffer buffer, std::size_t capacity) noexcept {
+    if (!RECYCLES) return;
+    const std::lock_guard lock(m_mutex);
+    if (m_capacity != capacity) return;
+    try {
+        m_waiting.push_back({std::move(buffer), Clock::now()});
+    } catch (...) {
+        // No memory to remember it by: the buffer is freed.
+    }
 }
 
 void layOutLevels(IChnk& chunk) {

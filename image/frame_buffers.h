@@ -1,17 +1,51 @@
-// frame_buffers.h - the pixel buffer of a chunk: allocated once, laid out once, freed with its last owner.
+// frame_buffers.h - the pixel buffers of chunks: laid out once, used again while frames keep coming.
+// Fresh memory costs more than the copy of a frame, a page fault every 4 KiB, so a buffer whose last owner
+// lets go of it waits for the next frame of its size.
 #ifndef LUMETRA_IMAGE_FRAME_BUFFERS_H
 #define LUMETRA_IMAGE_FRAME_BUFFERS_H
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
 
 #include "LumetraCore/IChnk.h"
 
-/// Gives a chunk without pixels its buffer, uninitialised, and sets its `size`. A grey chunk's buffer has
-/// room for seven derived levels even where `size` does not say so: whether they are derived is decided
-/// later, by the configuration of that moment.
-/// @param bytes  the size to be told, at least level 0 of the chunk's format
-/// @throws std::bad_alloc
-void allocatePixels(IChnk& chunk, std::int32_t bytes);
+/// Buffers of one size that wait for a frame, never more than were in use at once. Any thread. Own it by
+/// std::shared_ptr: a chunk may outlive it and then frees its buffer.
+class FrameBuffers : public std::enable_shared_from_this<FrameBuffers> {
+public:
+    using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::seconds MAX_IDLE{1};
+
+    /// Gives a chunk without pixels its buffer, uninitialised, and sets its `size`. A grey chunk's buffer has
+    /// room for seven derived levels even where `size` does not say so: whether they are derived is decided
+    /// later, by the configuration of that moment.
+    /// @param bytes  the size to be told, at least level 0 of the chunk's format
+    /// @throws std::bad_alloc
+    void allocatePixels(IChnk& chunk, std::int32_t bytes);
+
+    /// Frees the buffer that has waited longest if that is longer than MAX_IDLE. Call it often.
+    void trim(Clock::time_point now);
+
+    std::size_t waiting() const;
+
+private:
+    using Buffer = std::unique_ptr<unsigned char[]>;
+    struct Waiting {
+        Buffer buffer;
+        Clock::time_point since;
+    };
+
+    Buffer take(std::size_t capacity);
+    void giveBack(Buffer buffer, std::size_t capacity) noexcept;
+
+    mutable std::mutex m_mutex;      // guards what follows; never held while memory is freed
+    std::vector<Waiting> m_waiting;  // longest waiting first
+    std::size_t m_capacity = 0;      // bytes of each
+};
 
 /// Sets lvl[1] to lvl[7] behind lvl[0], each right behind the level before it.
 void layOutLevels(IChnk& chunk);

@@ -13,7 +13,7 @@ void greyFromColour(const std::uint8_t* src, std::uint8_t* dst, std::size_t pixe
     }
 }
 
-void lumaFromYuyv(const std::uint8_t* src, std::uint8_t* dst, std::size_t pixels) {
+void evenBytes(const std::uint8_t* src, std::uint8_t* dst, std::size_t pixels) {
     for (std::size_t i = 0; i < pixels; ++i) dst[i] = src[2 * i];
 }
 
@@ -21,6 +21,6 @@ void lumaFromYuyv(const std::uint8_t* src, std::uint8_t* dst, std::size_t pixels
 
 const GreyKernels& scalarGreyKernels() {
     static constexpr GreyKernels kernels = {"scalar", greyFromColour<3, 0, 1, 2>, greyFromColour<3, 2, 1, 0>,
-                                            greyFromColour<4, 2, 1, 0>, lumaFromYuyv};
+                                            greyFromColour<4, 2, 1, 0>, evenBytes};
     return kernels;
 }

@@ -8,7 +8,6 @@
 
 #include "core/frame_timing.h"
 #include "image/frame_buffers.h"
-#include "image/grey_kernels.h"
 #include "image/pixel_formats.h"
 #include "tests/support/engine_probe.h"
 #include "tests/support/frames.h"
@@ -73,31 +72,14 @@ constexpr LUMETRA_IMGFORMATTYPE COLOURS[] = {LUMETRA_IMGFORMAT_RGB, LUMETRA_IMGF
 
 }  // namespace
 
-TEST(GreyKernels, TurnKnownColoursIntoTheirGrey) {
-    const GreyKernels& kernels = greyKernels();
-    const struct {
-        Bytes pixel;
-        int rgb, bgr;
-    } cases[] = {{{255, 255, 255, 0}, 255, 255}, {{255, 0, 0, 255}, 76, 29}, {{0, 255, 0, 255}, 149, 149},
-                 {{0, 0, 255, 255}, 29, 76},     {{0, 0, 0, 255}, 0, 0},     {{1, 2, 3, 9}, 1, 2}};
-    for (const auto& [pixel, rgb, bgr] : cases) {
-        std::uint8_t grey = 1;
-        kernels.fromRgb(pixel.data(), &grey, 1);
-        EXPECT_EQ(rgb, grey);
-        kernels.fromBgr(pixel.data(), &grey, 1);
-        EXPECT_EQ(bgr, grey);
-        kernels.fromBgra(pixel.data(), &grey, 1);
-        EXPECT_EQ(bgr, grey) << "alpha is ignored";
-    }
-}
-
 TEST(Conversion, TurnsSuppliedColourLevelsGreyAndFlipsEach) {
     const std::pair<int, int> sizes[] = {{1, 1}, {64, 48}, {37, 21}, {130, 3}, {3, 130}, {256, 256}};
     for (const auto format : COLOURS)
         for (const auto& [width, height] : sizes)
             for (const int flags : {GRAY, GRAY | PYRAMID, GRAY | FLIP, GRAY | PYRAMID | FLIP}) {
                 IChnk chunk(width, height, format, 0, "");
-                allocatePixels(chunk, pyramidBytes(pictureBytes(format, width, height)));
+                std::make_shared<FrameBuffers>()->allocatePixels(
+                    chunk, pyramidBytes(pictureBytes(format, width, height)));
                 layOutLevels(chunk);
                 const Bytes pushed = randomBytes(static_cast<std::size_t>(chunk.size), 3);
                 std::copy(pushed.begin(), pushed.end(), chunk.data->lvl[0]);
@@ -128,7 +110,8 @@ TEST(Conversion, DerivesLevelsWhereNoneWereSupplied) {
             for (const bool flip : {false, true}) {
                 if (flip && format > LUMETRA_IMGFORMAT_BGRA && format != LUMETRA_IMGFORMAT_BGR) continue;
                 IChnk chunk(width, height, format, 0, "");
-                allocatePixels(chunk, static_cast<int>(pictureBytes(format, width, height)));
+                std::make_shared<FrameBuffers>()->allocatePixels(
+                    chunk, static_cast<int>(pictureBytes(format, width, height)));
                 const Bytes pushed = randomBytes(static_cast<std::size_t>(chunk.size), 4);
                 std::copy(pushed.begin(), pushed.end(), chunk.data->lvl[0]);
 

@@ -1,0 +1,56 @@
+#include "image/frame_buffers.h"
+
+#include <gtest/gtest.h>
+
+#include "image/pixel_formats.h"
+
+#if !defined(__SANITIZE_ADDRESS__)
+namespace {
+
+std::unique_ptr<IChnk> chunkFrom(FrameBuffers& buffers, int width, int height) {
+    auto chunk = std::make_unique<IChnk>(width, height, LUMETRA_IMGFORMAT_RGB, 0, "");
+    buffers.allocatePixels(*chunk, static_cast<int>(pictureBytes(chunk->format, width, height)));
+    return chunk;
+}
+
+}  // namespace
+
+TEST(FrameBuffers, AreUsedAgainLastGivenFirst) {
+    const auto buffers = std::make_shared<FrameBuffers>();
+    auto first = chunkFrom(*buffers, 64, 48);
+    auto second = chunkFrom(*buffers, 64, 48);
+    const unsigned char* const pixels = second->data->lvl[0];
+    first.reset();
+    EXPECT_EQ(1U, buffers->waiting());
+    auto copy = second->data;
+    second.reset();
+    EXPECT_EQ(1U, buffers->waiting()) << "its pixels are still owned";
+    copy.reset();
+    EXPECT_EQ(2U, buffers->waiting());
+    EXPECT_EQ(pixels, chunkFrom(*buffers, 64, 48)->data->lvl[0]);
+}
+
+TEST(FrameBuffers, GoWithTheGeometryAndWithTheirOwner) {
+    auto buffers = std::make_shared<FrameBuffers>();
+    auto small = chunkFrom(*buffers, 64, 48);
+    chunkFrom(*buffers, 64, 48).reset();
+    EXPECT_EQ(1U, buffers->waiting());
+    auto large = chunkFrom(*buffers, 65, 48);
+    EXPECT_EQ(0U, buffers->waiting());
+    small.reset();
+    EXPECT_EQ(0U, buffers->waiting()) << "of the old size";
+    buffers.reset();
+    large->data->lvl[0][0] = 1;
+    large.reset();  // frees its buffer itself
+}
+
+TEST(FrameBuffers, AreFreedAfterASecondWithoutUse) {
+    const auto buffers = std::make_shared<FrameBuffers>();
+    chunkFrom(*buffers, 64, 48).reset();
+    const auto now = FrameBuffers::Clock::now();
+    buffers->trim(now);
+    EXPECT_EQ(1U, buffers->waiting());
+    buffers->trim(now + FrameBuffers::MAX_IDLE + std::chrono::milliseconds(1));
+    EXPECT_EQ(0U, buffers->waiting());
+}
+#endif

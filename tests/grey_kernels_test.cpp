@@ -1,0 +1,112 @@
+#include "image/grey_kernels.h"
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <ostream>
+
+#include "tests/support/frames.h"
+
+// For ctest's names of the cases.
+void PrintTo(const GreyKernels& kernels, std::ostream* out) {
+    *out << kernels.name;
+}
+
+namespace {
+
+// The members of a set with the bytes that each reads for a pixel.
+const std::pair<GreyRun GreyKernels::*, std::size_t> RUNS[] = {{&GreyKernels::fromRgb, 3},
+                                                               {&GreyKernels::fromBgr, 3},
+                                                               {&GreyKernels::fromBgra, 4},
+                                                               {&GreyKernels::evenBytes, 2}};
+
+class EveryGreyKernels : public testing::TestWithParam<GreyKernels> {};
+
+std::string nameOf(const testing::TestParamInfo<GreyKernels>& info) {
+    return info.param.name;
+}
+
+// A run of bytes between two pages that nobody may touch, at its end or at its beginning.
+class FencedBytes {
+public:
+    explicit FencedBytes(std::size_t size) : page(static_cast<std::size_t>(getpagesize())) {
+        room = (size + page - 1) / page * page;
+        base = static_cast<std::uint8_t*>(
+            mmap(nullptr, room + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        mprotect(base + page, room, PROT_READ | PROT_WRITE);
+    }
+    ~FencedBytes() { munmap(base, room + 2 * page); }
+    std::uint8_t* endingAtFence(std::size_t size) { return base + page + room - size; }
+    std::uint8_t* beginningAtFence() { return base + page; }
+
+private:
+    std::size_t page, room;
+    std::uint8_t* base;
+};
+
+}  // namespace
+
+TEST_P(EveryGreyKernels, TurnKnownColoursIntoTheirGrey) {
+    const struct {
+        Bytes pixel;
+        int rgb, bgr;
+    } cases[] = {{{255, 255, 255, 0}, 255, 255}, {{255, 0, 0, 255}, 76, 29}, {{0, 255, 0, 255}, 149, 149},
+                 {{0, 0, 255, 255}, 29, 76},     {{0, 0, 0, 255}, 0, 0},     {{1, 2, 3, 9}, 1, 2}};
+    for (const auto& [pixel, rgb, bgr] : cases) {
+        Bytes narrow, wide, grey(100);
+        for (std::size_t i = 0; i < 100; ++i) {
+            narrow.insert(narrow.end(), pixel.begin(), pixel.begin() + 3);
+            wide.insert(wide.end(), pixel.begin(), pixel.end());
+        }
+        GetParam().fromRgb(narrow.data(), grey.data(), 100);
+        EXPECT_EQ(Bytes(100, static_cast<std::uint8_t>(rgb)), grey);
+        GetParam().fromBgr(narrow.data(), grey.data(), 100);
+        EXPECT_EQ(Bytes(100, static_cast<std::uint8_t>(bgr)), grey);
+        GetParam().fromBgra(wide.data(), grey.data(), 100);
+        EXPECT_EQ(Bytes(100, static_cast<std::uint8_t>(bgr)), grey) << "alpha is ignored";
+    }
+}
+
+TEST_P(EveryGreyKernels, FollowTheRuleForEveryColour) {
+    Bytes rgb(3 * 65536), bgr(3 * 65536), bgra(4 * 65536), expected(65536), actual(65536);
+    for (unsigned red = 0; red < 256; ++red) {
+        for (unsigned i = 0; i < 65536; ++i) {
+            const std::uint8_t pixel[3] = {static_cast<std::uint8_t>(red), static_cast<std::uint8_t>(i / 256),
+                                           static_cast<std::uint8_t>(i % 256)};
+            for (unsigned c = 0; c < 3; ++c) {
+                rgb[3 * i + c] = pixel[c];
+                bgr[3 * i + c] = bgra[4 * i + c] = pixel[2 - c];
+            }
+            bgra[4 * i + 3] = static_cast<std::uint8_t>(i * 7);
+            expected[i] = expectedGrey(pixel[0], pixel[1], pixel[2]);
+        }
+        GetParam().fromRgb(rgb.data(), actual.data(), 65536);
+        ASSERT_EQ(expected, actual) << "RGB, red " << red;
+        GetParam().fromBgr(bgr.data(), actual.data(), 65536);
+        ASSERT_EQ(expected, actual) << "BGR, red " << red;
+        GetParam().fromBgra(bgra.data(), actual.data(), 65536);
+        ASSERT_EQ(expected, actual) << "BGRA, red " << red;
+    }
+}
+
+TEST_P(EveryGreyKernels, MatchScalarInPlaceAtEveryLengthAndTouchNothingOutside) {
+    FencedBytes fenced(4 * 300);
+    for (const auto& [run, bytesPerPixel] : RUNS)
+        for (std::size_t pixels = 0; pixels <= 300; ++pixels) {
+            const std::size_t size = bytesPerPixel * pixels;
+            const Bytes source = randomBytes(size, static_cast<unsigned>(pixels));
+            Bytes expected(pixels);
+            (scalarGreyKernels().*run)(source.data(), expected.data(), pixels);
+            for (std::uint8_t* const frame : {fenced.endingAtFence(size), fenced.beginningAtFence()}) {
+                std::copy(source.begin(), source.end(), frame);
+                (GetParam().*run)(frame, frame, pixels);
+                ASSERT_TRUE(std::equal(expected.begin(), expected.end(), frame)) << pixels << " pixels";
+                ASSERT_TRUE(std::equal(source.begin() + static_cast<std::ptrdiff_t>(pixels), source.end(),
+                                       frame + pixels))
+                    << "behind " << pixels << " pixels";
+            }
+        }
+}
+
+INSTANTIATE_TEST_SUITE_P(OfThisProcessor, EveryGreyKernels, testing::ValuesIn(usableGreyKernels()), nameOf);
