@@ -1,0 +1,35 @@
+// TooJpeg_sampling.h - 8 x 8 blocks of samples from a picture.
+// A block may reach past the right or bottom edge: the last column and row repeat there, and nothing is read
+// that the picture does not have.
+#ifndef LUMETRA_IMAGE_TOOJPEG_SAMPLING_H
+#define LUMETRA_IMAGE_TOOJPEG_SAMPLING_H
+
+#include "image/TooJpeg_transform.h"
+
+namespace TooJpeg {
+
+/// Pixels that belong to the caller: rows from the top, without padding.
+struct Picture {
+    const unsigned char* pixels;
+    int width;
+    int height;
+    std::size_t channels;  // 3 (R, G, B) or 1 (grey)
+};
+
+/// The samples of one place, -128 to 127.
+struct ColourBlocks {
+    Block luminance, blue, red;  // Y, Cb, Cr; grey has the first alone
+};
+
+void sampleGrey(const Picture& picture, int top, int left, Block& luminance);
+
+void sampleLuminance(const Picture& picture, int top, int left, Block& luminance);
+
+void sampleColour(const Picture& picture, int top, int left, ColourBlocks& blocks);
+
+/// Cb and Cr of 16 x 16 pixels, each the mean of two by two.
+void sampleHalvedChrominance(const Picture& picture, int top, int left, ColourBlocks& blocks);
+
+}  // namespace TooJpeg
+
+#endif

@@ -1,0 +1,356 @@
+#include "image/TooJpeg.h"
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <numbers>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <thread>
+#include <tuple>
+#include <utility>
+
+#include "tests/support/frames.h"
+#include "tests/support/jpeg_decoding.h"
+
+namespace {
+
+enum class Mode { Grey, Colour, Downsampled };
+constexpr Mode MODES[] = {Mode::Grey, Mode::Colour, Mode::Downsampled};
+
+std::size_t channelsOf(Mode mode) {
+    return mode == Mode::Grey ? 1 : 3;
+}
+
+struct Source {
+    Mode mode;
+    int width, height;
+    Bytes pixels;
+
+    double at(int row, int column, std::size_t channel) const {  // the edge repeats
+        const auto y = static_cast<std::size_t>(std::min(row, height - 1));
+        const auto x = static_cast<std::size_t>(std::min(column, width - 1));
+        return pixels[(y * static_cast<std::size_t>(width) + x) * channelsOf(mode) + channel];
+    }
+};
+
+std::ostream& operator<<(std::ostream& out, const Source& source) {
+    const char* const names[] = {"grey ", "colour ", "downsampled "};
+    return out << names[static_cast<int>(source.mode)] << source.width << " x " << source.height;
+}
+
+template <class Sample>
+Source sourceOf(Mode mode, int width, int height, Sample sample) {
+    Source source{mode, width, height, {}};
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < static_cast<int>(channelsOf(mode)); ++c)
+                source.pixels.push_back(static_cast<std::uint8_t>(sample(y, x, c)));
+    return source;
+}
+
+Source noise(Mode mode, int width, int height, unsigned seed) {
+    const Bytes bytes = randomBytes(static_cast<std::size_t>(width * height) * 3, seed);
+    return sourceOf(mode, width, height,
+                    [&, i = std::size_t{0}](int, int, int) mutable { return bytes[i++]; });
+}
+
+Source ramp(Mode mode, int width, int height) {
+    return sourceOf(mode, width, height, [=](int y, int x, int c) {
+        const int across = std::min(40 + 2 * x, 255), down = std::min(20 + 2 * y, 255);
+        return c == 0 ? across : c == 1 ? down : 255 - (across + down) / 2;
+    });
+}
+
+double cosine(int frequency, int place) {
+    return std::cos((2 * (place % 8) + 1) * frequency * std::numbers::pi / 16);
+}
+
+// Each block is one pattern of the DCT, weakly and nothing else: long runs of zeros.
+Source singlePatterns(Mode mode) {
+    return sourceOf(mode, 64, 64, [](int y, int x, int) {
+        return static_cast<int>(std::lround(128 + 100 * cosine(y / 8, y) * cosine(x / 8, x)));
+    });
+}
+
+// The signs of each pattern in black and white, and again negated: the greatest coefficients there are.
+Source saturatedPatterns(Mode mode) {
+    return sourceOf(mode, 128, 64, [](int y, int x, int c) {
+        const bool positive = cosine(y / 8, y) * cosine(x / 16, x) > 0;
+        return positive == ((x / 8 + c) % 2 == 0) ? 255 : 0;
+    });
+}
+
+thread_local Bytes* collected = nullptr;
+void collect(unsigned char byte) {
+    collected->push_back(byte);
+}
+
+Bytes encode(const Source& source, int quality = 90, const char* comment = nullptr) {
+    Bytes file;
+    collected = &file;
+    EXPECT_TRUE(TooJpeg::writeJpeg(collect, source.pixels.data(), static_cast<unsigned short>(source.width),
+                                   static_cast<unsigned short>(source.height), source.mode != Mode::Grey,
+                                   static_cast<unsigned char>(quality), source.mode == Mode::Downsampled,
+                                   comment));
+    return file;
+}
+
+Bytes slice(const Bytes& file, std::size_t from, std::size_t count) {
+    Bytes part;
+    for (std::size_t i = from; i < std::min(from + count, file.size()); ++i) part.push_back(file[i]);
+    return part;
+}
+
+// The first segment with this marker, as far as `count` bytes from its length on.
+Bytes segment(const Bytes& file, std::uint8_t marker, std::size_t count) {
+    for (std::size_t at = 2; at + 4 <= file.size() && file[at + 1] != 0xD9;
+         at += 2u + 256u * file[at + 2] + file[at + 3])
+        if (file[at + 1] == marker) return slice(file, at + 2, count);
+    return {};
+}
+
+double meanError(const Bytes& a, const Bytes& b) {
+    double sum = 0;
+    for (std::size_t i = 0; i < a.size(); ++i) sum += std::abs(a[i] - b[i]);
+    return sum / static_cast<double>(a.size());
+}
+
+// Sample of a component before the DCT, in double precision; `step` 2 takes the mean of two by two pixels.
+double componentAt(const Source& source, std::size_t component, int row, int column, int step) {
+    if (source.mode == Mode::Grey) return source.at(row, column, 0) - 128;
+    constexpr double WEIGHTS[3][3] = {
+        {0.299, 0.587, 0.114}, {-0.16874, -0.33126, 0.5}, {0.5, -0.41869, -0.08131}};
+    double sum = 0;
+    for (int i = 0; i < step * step; ++i)
+        for (std::size_t c = 0; c < 3; ++c)
+            sum += WEIGHTS[component][c] * source.at(row * step + i / step, column * step + i % step, c);
+    return sum / (step * step) - (component == 0 ? 128 : 0);
+}
+
+// The DCT by its definition, columns of sums first; divided by the table but not rounded.
+std::array<double, 64> quotients(const std::array<double, 64>& samples, const std::array<int, 64>& table) {
+    std::array<double, 64> half{}, result{};
+    for (int i = 0; i < 64; ++i)
+        for (int k = 0; k < 8; ++k)
+            half[static_cast<std::size_t>(i)] +=
+                samples[static_cast<std::size_t>(i / 8 * 8 + k)] * cosine(i % 8, k) / 2;
+    for (int i = 0; i < 64; ++i) {
+        for (int k = 0; k < 8; ++k)
+            result[static_cast<std::size_t>(i)] +=
+                half[static_cast<std::size_t>(k * 8 + i % 8)] * cosine(i / 8, k) / 2;
+        const double scale = (i / 8 == 0 ? std::sqrt(0.5) : 1) * (i % 8 == 0 ? std::sqrt(0.5) : 1);
+        result[static_cast<std::size_t>(i)] *= scale / table[static_cast<std::size_t>(i)];
+    }
+    return result;
+}
+
+// The coefficients that lie off what rounding to nearest gives; a tie may fall either way.
+int wrongCoefficients(const Source& source, std::size_t component, const CoefficientPlane& plane,
+                      const std::array<int, 64>& table) {
+    const int step = source.mode == Mode::Downsampled && component > 0 ? 2 : 1;
+    int wrong = 0;
+    for (int b = 0; b < plane.blocksWide * plane.blocksHigh; ++b) {
+        std::array<double, 64> samples;
+        for (int i = 0; i < 64; ++i)
+            samples[static_cast<std::size_t>(i)] = componentAt(
+                source, component, b / plane.blocksWide * 8 + i / 8, b % plane.blocksWide * 8 + i % 8, step);
+        const auto exact = quotients(samples, table);
+        for (std::size_t i = 0; i < 64; ++i)
+            wrong += std::abs(plane.blocks[static_cast<std::size_t>(b)][i] - exact[i]) > 0.5001;
+    }
+    return wrong;
+}
+
+// `source` where the bytes before (or else after) it cannot be read.
+class AtUnreadablePage {
+public:
+    AtUnreadablePage(const Source& source, bool pageBefore) {
+        const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+        const std::size_t room = (source.pixels.size() + page - 1) / page * page;
+        m_size = room + 2 * page;
+        m_memory = static_cast<std::uint8_t*>(
+            mmap(nullptr, m_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        m_pixels = m_memory + page + (pageBefore ? 0 : room - source.pixels.size());
+        std::copy(source.pixels.begin(), source.pixels.end(), m_pixels);
+        mprotect(m_memory, page, PROT_NONE);
+        mprotect(m_memory + page + room, page, PROT_NONE);
+    }
+    ~AtUnreadablePage() { munmap(m_memory, m_size); }
+    AtUnreadablePage(const AtUnreadablePage&) = delete;
+    AtUnreadablePage& operator=(const AtUnreadablePage&) = delete;
+
+    const std::uint8_t* pixels() const { return m_pixels; }
+
+private:
+    std::size_t m_size;
+    std::uint8_t* m_memory;
+    std::uint8_t* m_pixels;
+};
+
+void addToDigest(std::uint64_t& digest, const Bytes& file) {  // FNV-1a, 64 bits
+    for (const auto byte : file) digest = (digest ^ byte) * 0x100000001B3u;
+}
+
+}  // namespace
+
+TEST(TooJpeg, WritesASinglePixelAsWorkedOutByHand) {
+    // Of 3 for the first coefficient: 0; (255 - 128) * 8 / 3 = 339; -128 * 8 / 3 = -341.
+    const std::pair<std::uint8_t, Bytes> cases[] = {
+        {128, {0x2B}},              // 00 | 1010 and ones
+        {255, {0xFD, 0x53, 0xAF}},  // 1111110 101010011 | 1010 and ones
+        {0, {0xFC, 0xAA, 0xAF}},    // 1111110 010101010 | 1010 and ones
+    };
+    for (const auto& [grey, data] : cases) {
+        const Bytes file = encode({Mode::Grey, 1, 1, {grey}}, 90, "Native");
+        EXPECT_EQ(slice(file, 0, 39),
+                  (Bytes{0xFF, 0xD8, 0xFF, 0xE0, 0x00, 0x10, 'J',  'F',  'I', 'F', 0,   1,   1,   0,   0, 1,
+                         0,    1,    0,    0,    0xFF, 0xFE, 0x00, 0x08, 'N', 'a', 't', 'i', 'v', 'e',  //
+                         0xFF, 0xDB, 0x00, 0x43, 0x00, 0x03, 0x02, 0x02, 0x03}));
+        EXPECT_EQ(slice(file, 99, 17), (Bytes{0xFF, 0xC0, 0x00, 0x0B, 8, 0, 1, 0, 1, 1, 1, 0x11, 0,  //
+                                              0xFF, 0xC4, 0x00, 0xD2}));
+        Bytes rest = {0xFF, 0xDA, 0x00, 0x08, 1, 1, 0x00, 0, 63, 0};
+        rest.insert(rest.end(), data.begin(), data.end());
+        rest.insert(rest.end(), {0xFF, 0xD9});
+        EXPECT_EQ(slice(file, 324, 20), rest) << int{grey};
+    }
+}
+
+TEST(TooJpeg, DescribesColourInItsSegments) {
+    const std::pair<Mode, std::uint8_t> cases[] = {{Mode::Colour, 0x11}, {Mode::Downsampled, 0x22}};
+    for (const auto& [mode, sampling] : cases) {
+        const Bytes file = encode(ramp(mode, 515, 258));
+        EXPECT_EQ(segment(file, 0xC0, 17),
+                  (Bytes{0, 17, 8, 1, 2, 2, 3, 3, 1, sampling, 0, 2, 0x11, 1, 3, 0x11, 1}));
+        EXPECT_EQ(segment(file, 0xDA, 12), (Bytes{0, 12, 3, 1, 0, 2, 0x11, 3, 0x11, 0, 63, 0}));
+        EXPECT_EQ(segment(file, 0xDB, 3), (Bytes{0, 132, 0x00}));
+        EXPECT_EQ(segment(file, 0xC4, 3), (Bytes{418 / 256, 418 % 256, 0x00}));
+    }
+}
+
+TEST(TooJpeg, DecodesToThePictureAndItsComment) {
+    const std::pair<int, double> qualities[] = {{1, 30}, {10, 10}, {50, 3}, {90, 1.5}, {100, 1}};
+    const std::pair<int, int> sizes[] = {{1, 1}, {8, 8}, {17, 9}, {16, 16}, {33, 47}, {1, 50}, {100, 2}};
+    for (const Mode mode : MODES) {
+        for (const auto& [width, height] : sizes) {
+            const Source source = ramp(mode, width, height);
+            for (const auto& [quality, bound] : qualities) {
+                for (const char* comment : {static_cast<const char*>(nullptr), "", "Native"}) {
+                    const DecodedJpeg image = decodeJpeg(encode(source, quality, comment));
+                    ASSERT_EQ(std::tuple(width, height, channelsOf(mode)),
+                              std::tuple(image.width, image.height, std::size_t(image.components)));
+                    EXPECT_EQ(comment ? std::optional<std::string>(comment) : std::nullopt, image.comment);
+                    EXPECT_LE(meanError(source.pixels, image.samples), bound) << source << ", " << quality;
+                }
+            }
+        }
+    }
+}
+
+TEST(TooJpeg, RoundsEveryCoefficientOfTheExactTransform) {
+    for (const Mode mode : MODES) {
+        const Source sources[] = {noise(mode, 17, 9, 1),  noise(mode, 33, 47, 2), noise(mode, 1, 1, 3),
+                                  noise(mode, 16, 18, 4), ramp(mode, 64, 40),     singlePatterns(mode),
+                                  saturatedPatterns(mode)};
+        for (const Source& source : sources) {
+            for (const int quality : {1, 10, 50, 90, 100}) {
+                const auto planes = readCoefficients(encode(source, quality));
+                const auto tables = typicalTables(quality).quantisation;
+                ASSERT_EQ(channelsOf(mode), planes.size());
+                for (std::size_t i = 0; i < planes.size(); ++i)
+                    EXPECT_EQ(0, wrongCoefficients(source, i, planes[i], tables[i > 0 ? 1 : 0]))
+                        << source << ", component " << i << ", quality " << quality;
+            }
+        }
+    }
+}
+
+TEST(TooJpeg, CarriesTheTablesOfAnnexK) {
+    const Source pixel = noise(Mode::Colour, 1, 1, 1);
+    for (int quality = 1; quality <= 100; ++quality) {
+        const JpegTables written = readTables(encode(pixel, quality));
+        const JpegTables typical = typicalTables(quality);
+        ASSERT_EQ(typical.quantisation, written.quantisation) << quality;
+        ASSERT_EQ(typical.huffman, written.huffman);
+    }
+    EXPECT_EQ(encode(pixel, 1), encode(pixel, 0));
+    EXPECT_EQ(encode(pixel, 100), encode(pixel, 255));
+}
+
+TEST(TooJpeg, CutsACommentThatNoSegmentHolds) {
+    for (const std::size_t length : {65532u, 65533u, 65534u, 70000u}) {
+        const std::string comment(length, 'c');
+        const DecodedJpeg image = decodeJpeg(encode(noise(Mode::Grey, 8, 8, 1), 90, comment.c_str()));
+        EXPECT_EQ(std::min<std::size_t>(length, 65533), image.comment.value_or("").size());
+    }
+}
+
+TEST(TooJpeg, RefusesWhatIsNoPictureAndWritesNothing) {
+    Bytes file;
+    collected = &file;
+    const unsigned char pixel = 0;
+    EXPECT_FALSE(TooJpeg::writeJpeg(nullptr, &pixel, 1, 1, false));
+    EXPECT_FALSE(TooJpeg::writeJpeg(collect, nullptr, 1, 1, false));
+    EXPECT_FALSE(TooJpeg::writeJpeg(collect, &pixel, 0, 1, false));
+    EXPECT_FALSE(TooJpeg::writeJpeg(collect, &pixel, 1, 0, false));
+    EXPECT_TRUE(file.empty());
+}
+
+TEST(TooJpeg, ReadsNothingOutsideThePicture) {
+    for (const Mode mode : MODES) {
+        for (int side = 0; side < 18 * 18; ++side) {
+            const Source source = noise(mode, side % 18 + 1, side / 18 + 1, 1);
+            for (const bool pageBefore : {false, true}) {
+                const AtUnreadablePage fenced(source, pageBefore);
+                Bytes file;
+                collected = &file;
+                TooJpeg::writeJpeg(collect, fenced.pixels(), static_cast<unsigned short>(source.width),
+                                   static_cast<unsigned short>(source.height), mode != Mode::Grey, 90,
+                                   mode == Mode::Downsampled);
+                ASSERT_EQ(encode(source), file) << source;
+            }
+        }
+    }
+}
+
+TEST(TooJpeg, IgnoresDownsamplingOfGrey) {
+    const Source source = noise(Mode::Grey, 20, 20, 1);
+    Bytes file;
+    collected = &file;
+    TooJpeg::writeJpeg(collect, source.pixels.data(), 20, 20, false, 90, true);
+    EXPECT_EQ(encode(source), file);
+}
+
+TEST(TooJpeg, EncodesOnTwoThreadsAtOnce) {
+    constexpr int ROUNDS = 50;
+    const Source sources[] = {noise(Mode::Downsampled, 100, 90, 1), noise(Mode::Grey, 120, 80, 2)};
+    const auto differences = [](const Source& source, const Bytes& alone) {
+        int count = 0;
+        for (int i = 0; i < ROUNDS; ++i) count += encode(source, 95) != alone;
+        return count;
+    };
+    const Bytes alone[] = {encode(sources[0], 95), encode(sources[1], 95)};
+    int otherDifferences = 0;
+    std::thread other([&] { otherDifferences = differences(sources[1], alone[1]); });
+    EXPECT_EQ(0, differences(sources[0], alone[0]));
+    other.join();
+    EXPECT_EQ(0, otherDifferences);
+}
+
+// The digest is of files from x86-64 (gcc and clang, -O0 to -O3, with and without fused multiply-add) and
+// from arm64. It has to stay: another one means that some machine or compiler now writes other bytes.
+TEST(TooJpeg, WritesTheSameBytesOnEveryMachine) {
+    std::uint64_t digest = 0xCBF29CE484222325u;
+    for (const Mode mode : MODES)
+        for (const int quality : {1, 20, 50, 75, 90, 100})
+            for (const Source& source : {noise(mode, 333, 247, 11), noise(mode, 1, 3, 12),
+                                         ramp(mode, 250, 190), singlePatterns(mode), saturatedPatterns(mode)})
+                addToDigest(digest, encode(source, quality, "Native"));
+    EXPECT_EQ(0x8E680604487DC586u, digest);
+}

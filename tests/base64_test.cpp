@@ -1,0 +1,72 @@
+#include "image/base64.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/frames.h"
+
+namespace {
+
+std::string encoded(const Bytes& bytes) {
+    return base64_encode(bytes.data(), static_cast<unsigned>(bytes.size()));
+}
+
+int digitOf(char character) {
+    if (character >= 'A' && character <= 'Z') return character - 'A';
+    if (character >= 'a' && character <= 'z') return character - 'a' + 26;
+    if (character >= '0' && character <= '9') return character - '0' + 52;
+    if (character == '+') return 62;
+    return character == '/' ? 63 : -1;
+}
+
+// Bit by bit; nothing for a text that is not whole groups of the alphabet with its padding at the end.
+std::optional<Bytes> decoded(std::string text) {
+    if (text.size() % 4 != 0) return std::nullopt;
+    for (int i = 0; i < 2 && !text.empty() && text.back() == '='; ++i) text.pop_back();
+    std::vector<bool> bits;
+    for (const char character : text) {
+        const int digit = digitOf(character);
+        if (digit < 0) return std::nullopt;
+        for (int bit = 5; bit >= 0; --bit) bits.push_back((digit >> bit & 1) != 0);
+    }
+    Bytes bytes(bits.size() / 8);
+    for (std::size_t i = 0; i < bytes.size() * 8; ++i)
+        bytes[i / 8] = static_cast<std::uint8_t>(bytes[i / 8] << 1 | bits[i]);
+    return bytes;
+}
+
+}  // namespace
+
+TEST(Base64, EncodesTheVectorsOfRfc4648AndTheEndsOfTheAlphabet) {
+    const std::pair<Bytes, const char*> cases[] = {
+        {{}, ""},
+        {{'f'}, "Zg=="},
+        {{'f', 'o'}, "Zm8="},
+        {{'f', 'o', 'o'}, "Zm9v"},
+        {{'f', 'o', 'o', 'b'}, "Zm9vYg=="},
+        {{'f', 'o', 'o', 'b', 'a'}, "Zm9vYmE="},
+        {{'f', 'o', 'o', 'b', 'a', 'r'}, "Zm9vYmFy"},
+        {{0x4D, 0x61, 0x6E}, "TWFu"},
+        {{0x4D, 0x61}, "TWE="},
+        {{0x4D}, "TQ=="},
+        {{0, 0, 0}, "AAAA"},
+        {{0xFF, 0xFF, 0xFF}, "////"},
+        {{0xFB, 0xEF, 0xBE}, "++++"},
+        {{0xFF}, "/w=="},
+    };
+    for (const auto& [bytes, text] : cases) EXPECT_EQ(text, encoded(bytes));
+    EXPECT_EQ("", base64_encode(nullptr, 0));
+}
+
+TEST(Base64, GivesBackRandomBytesOfEveryLength) {
+    for (std::size_t length = 0; length <= 200; ++length) {
+        const Bytes bytes = randomBytes(length, static_cast<unsigned>(length));
+        ASSERT_EQ(bytes, decoded(encoded(bytes))) << length << " bytes";
+    }
+    const Bytes large = randomBytes(300001, 7);
+    EXPECT_TRUE(large == decoded(encoded(large)));
+}
