@@ -1,9 +1,44 @@
 // json_reading.cpp - parsing without recursion, members looked up with their type tested.
 #include "core/json_reading.h"
 
+#include <algorithm>
+
 JsonDocument parseJson(const char* text) {
     JsonDocument document;
     document.Parse<rapidjson::kParseIterativeFlag>(text);
+    return document;
+}
+
+namespace {
+
+// How deep arrays and objects are nested, at least for valid JSON. Brackets in strings do not count.
+int nestingDepth(const char* text) {
+    int depth = 0;
+    int deepest = 0;
+    bool inString = false;
+    for (; *text != '\0'; ++text) {
+        if (inString) {
+            if (*text == '\\' && text[1] != '\0')
+                ++text;
+            else if (*text == '"')
+                inString = false;
+        } else if (*text == '"') {
+            inString = true;
+        } else if (*text == '[' || *text == '{') {
+            deepest = std::max(deepest, ++depth);
+        } else if (*text == ']' || *text == '}') {
+            --depth;
+        }
+    }
+    return deepest;
+}
+
+}  // namespace
+
+JsonDocument parseBoundedJson(const char* text) {
+    JsonDocument document;
+    if (nestingDepth(text) <= MAX_WRITTEN_DEPTH)
+        document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag>(text);
     return document;
 }
 

@@ -2,7 +2,10 @@
 #ifndef LUMETRA_IMAGE_MODULE_PUSH_H
 #define LUMETRA_IMAGE_MODULE_PUSH_H
 
-/// Called by the engine as it begins and ends. Allocation throws std::bad_alloc.
+inline constexpr unsigned int JPEG_CAPACITY = 1048576;  // bytes
+
+/// Called by the engine as it begins and ends; a push that is encoding meanwhile is waited for.
+/// @throws std::bad_alloc
 void allocateJpegBuffer();
 void releaseJpegBuffer();
 
