@@ -1,6 +1,6 @@
 // TooJpeg_exact.h - for units whose floating point decides bytes of the file; included before all else.
 // Single precision, each operation rounded once, in the order written: a multiplication fused with an
-// addition, as gcc makes them by default where the processor can, changes about half of all pictures. The
+// addition, as gcc makes them by default where the processor can, changes the bytes of many pictures. The
 // build switches that off with -ffp-contract=off; this does so where a unit is compiled without it. Only
 // clang with an explicit -ffp-contract=fast fuses all the same.
 #ifndef LUMETRA_IMAGE_TOOJPEG_EXACT_H

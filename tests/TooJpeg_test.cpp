@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstdlib>
 #include <numbers>
@@ -16,6 +17,7 @@
 #include <tuple>
 #include <utility>
 
+#include "image/TooJpeg_transform.h"
 #include "tests/support/frames.h"
 #include "tests/support/jpeg_decoding.h"
 
@@ -194,8 +196,11 @@ private:
     std::uint8_t* m_pixels;
 };
 
-void addToDigest(std::uint64_t& digest, const Bytes& file) {  // FNV-1a, 64 bits
-    for (const auto byte : file) digest = (digest ^ byte) * 0x100000001B3u;
+constexpr std::uint64_t EMPTY_DIGEST = 0xCBF29CE484222325u;
+
+template <class Values>
+void addToDigest(std::uint64_t& digest, const Values& values) {  // FNV-1a, 64 bits, a value at a time
+    for (const auto value : values) digest = (digest ^ value) * 0x100000001B3u;
 }
 
 }  // namespace
@@ -343,14 +348,41 @@ TEST(TooJpeg, EncodesOnTwoThreadsAtOnce) {
     EXPECT_EQ(0, otherDifferences);
 }
 
-// The digest is of files from x86-64 (gcc and clang, -O0 to -O3, with and without fused multiply-add) and
-// from arm64. It has to stay: another one means that some machine or compiler now writes other bytes.
+// The digests are of x86-64 (gcc and clang, -O0 to -O3, with and without fused multiply-add) and of arm64.
+// They have to stay: another one means that some machine or compiler now writes other bytes.
 TEST(TooJpeg, WritesTheSameBytesOnEveryMachine) {
-    std::uint64_t digest = 0xCBF29CE484222325u;
+    std::uint64_t digest = EMPTY_DIGEST;
     for (const Mode mode : MODES)
         for (const int quality : {1, 20, 50, 75, 90, 100})
             for (const Source& source : {noise(mode, 333, 247, 11), noise(mode, 1, 3, 12),
                                          ramp(mode, 250, 190), singlePatterns(mode), saturatedPatterns(mode)})
                 addToDigest(digest, encode(source, quality, "Native"));
     EXPECT_EQ(0x8E680604487DC586u, digest);
+}
+
+// Finer than files show it: every bit of the divisors, and coefficients at up to sixteen times the scale.
+TEST(TooJpeg, CalculatesTheSameOnEveryMachine) {
+    std::uint64_t divisorDigest = EMPTY_DIGEST;
+    for (int quality = 1; quality <= 100; ++quality)
+        for (const auto& table : {TooJpeg::LUMINANCE_QUANTISATION, TooJpeg::CHROMINANCE_QUANTISATION})
+            for (const float divisor :
+                 TooJpeg::divisorsOf(TooJpeg::quantisationTable(table, static_cast<unsigned char>(quality))))
+                addToDigest(divisorDigest, std::array{std::bit_cast<std::uint32_t>(divisor)});
+    EXPECT_EQ(0x903C08A50D27D428u, divisorDigest);
+
+    std::uint64_t coefficientDigest = EMPTY_DIGEST;
+    TooJpeg::Block samples, divisors;
+    divisors.fill(2);
+    TooJpeg::Coefficients coefficients;
+    const Bytes bytes = randomBytes(3 * 5000 * samples.size(), 13);
+    for (auto next = bytes.begin(); next != bytes.end();) {
+        for (float& sample : samples) {  // steps of 1/1000, as colours give them
+            sample = static_cast<float>(299 * next[0] + 587 * next[1] + 114 * next[2]) / 1000.0f - 128.0f;
+            next += 3;
+        }
+        TooJpeg::plainTransform(samples, divisors, coefficients);
+        for (const auto value : coefficients)
+            addToDigest(coefficientDigest, std::array{static_cast<std::uint16_t>(value)});
+    }
+    EXPECT_EQ(0x43ECDF8B5F21E5F7u, coefficientDigest);
 }
