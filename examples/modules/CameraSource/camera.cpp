@@ -1,0 +1,138 @@
+// camera.cpp - the camera's thread and the operations that start and end it.
+#include "examples/modules/CameraSource/camera.h"
+
+#include <algorithm>
+#include <exception>
+
+#include "core/json_reading.h"
+#include "examples/modules/CameraSource/CameraSource.h"
+
+namespace {
+
+std::int64_t systemMicroseconds() {
+    using namespace std::chrono;
+    return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
+}
+
+LUMETRA_IMGFORMATTYPE formatByName(std::string_view name) {
+    constexpr std::pair<std::string_view, LUMETRA_IMGFORMATTYPE> FORMATS[] = {
+        {"rgb", LUMETRA_IMGFORMAT_RGB},   {"bgr", LUMETRA_IMGFORMAT_BGR},    {"bgra", LUMETRA_IMGFORMAT_BGRA},
+        {"yuyv", LUMETRA_IMGFORMAT_YUYV}, {"gray", LUMETRA_IMGFORMAT_GRAY8},
+    };
+    for (const auto& [known, format] : FORMATS)
+        if (known == name) return format;
+    return LUMETRA_IMGFORMAT_NONE;
+}
+
+double readRate(const JsonValue* document) {
+    const JsonValue* const rate = findMember(document, "fps");
+    constexpr double STANDARD = 30, LEAST = 0.01, MOST = 1000;
+    if (rate == nullptr || !rate->IsNumber()) return STANDARD;
+    return std::min(std::max(rate->GetDouble(), LEAST), MOST);
+}
+
+}  // namespace
+
+Camera::Camera() : m_status(CAMERASOURCE_STATUS_STOPPED) {}
+
+void Camera::configure(const char* json) {
+    stop();
+    const JsonDocument document = parseJson(json);
+    CameraSettings settings;
+    settings.source = readString(&document, "source").value_or("scene");
+    settings.width = readInteger(&document, "width").value_or(0);
+    settings.height = readInteger(&document, "height").value_or(0);
+    settings.format = formatByName(readString(&document, "format").value_or("yuyv"));
+    settings.framesPerSecond = readRate(&document);
+    settings.loop = readTrue(&document, "loop");
+    const std::lock_guard lock(m_controlMutex);
+    m_settings = settings;
+}
+
+void Camera::setLog(LUMETRA_LOGFN log) {
+    const std::unique_lock lock(m_logMutex);
+    m_log = log;
+}
+
+void Camera::setPush(LUMETRA_PUSHFN push, void* context) {
+    stop();
+    const std::lock_guard lock(m_controlMutex);
+    m_push = push;
+    m_context = context;
+}
+
+bool Camera::start() {
+    stop();
+    const std::lock_guard lock(m_controlMutex);
+    if (m_push == nullptr || !m_settings.isValid()) {
+        log(m_push == nullptr ? "Warning: CameraSource has no function to push frames with!"
+                              : "Warning: CameraSource is not configured!");
+        return false;
+    }
+    m_stop.clear();
+    m_pushed = 0;
+    m_refused = 0;
+    m_status = STATUS_READY;
+    m_thread = std::thread([this] { run(); });
+    return true;
+}
+
+void Camera::stop() {
+    const std::lock_guard lock(m_controlMutex);
+    if (!m_thread.joinable()) return;
+    m_stop.raise();
+    m_thread.join();
+    if (m_status == STATUS_READY) m_status = CAMERASOURCE_STATUS_STOPPED;
+}
+
+void Camera::report() {
+    log("{\"cameraSource\":\"report\",\"pushed\":" + std::to_string(m_pushed) +
+        ",\"refused\":" + std::to_string(m_refused) + ",\"status\":" + std::to_string(m_status) + "}");
+}
+
+void Camera::run() {
+    try {
+        playFrames(*openProducer(m_settings, m_stop));
+        if (!m_stop.isRaised()) m_status = CAMERASOURCE_STATUS_ENDED;
+    } catch (const std::exception& failure) {
+        m_status = CAMERASOURCE_STATUS_FAILED;
+        log("Error: CameraSource: " + std::string(failure.what()) + "!");
+    }
+}
+
+void Camera::playFrames(FrameProducer& producer) {
+    using namespace std::chrono;
+    // Of two frames in one millisecond the engine keeps only the later, so that even late ones keep a
+    // distance.
+    constexpr milliseconds LEAST_DISTANCE(2);
+    const duration<double> interval(1 / m_settings.framesPerSecond);
+    const auto begin = steady_clock::now();
+    auto earliest = begin;
+    Bytes frame;
+    for (std::int32_t number = 0; producer.next(frame); number = (number + 1) & 0x7FFFFFFF) {
+        const auto turn = producer.isPaced() ? begin : begin + duration_cast<nanoseconds>(number * interval);
+        if (!m_stop.waitUntil(std::max(turn, earliest))) return;
+        earliest = steady_clock::now() + LEAST_DISTANCE;
+        pushFrame(frame, number);
+    }
+}
+
+void Camera::pushFrame(const Bytes& frame, std::int32_t number) {
+    const std::string descriptor = "{\"source\":\"CameraSource\",\"frame\":" + std::to_string(number) +
+                                   ",\"timestampUs\":" + std::to_string(systemMicroseconds()) + "}";
+    bool taken = false;
+    try {
+        taken =
+            m_push(m_context, frame.data(), static_cast<int>(frame.size()), descriptor.c_str(), number) == 1;
+    } catch (const std::exception& failure) {  // no memory for this frame, or an answer that is no text
+        log("Warning: CameraSource: a frame was refused: " + std::string(failure.what()) + "!");
+    }
+    ++(taken ? m_pushed : m_refused);
+}
+
+void Camera::log(const std::string& line) {
+    std::u16string text;  // a path may hold any bytes; what is not ASCII is shown as '?'
+    for (const char unit : line) text += unit >= 0x20 && unit < 0x7F ? static_cast<char16_t>(unit) : u'?';
+    const std::shared_lock lock(m_logMutex);
+    if (m_log != nullptr) m_log(0, text.c_str());
+}

@@ -1,0 +1,142 @@
+// frame_producer.cpp - the stop signal, what is opened for which source, and frames from files and pipes.
+#include "examples/modules/CameraSource/frame_producer.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+namespace {
+
+class FileProducer : public FrameProducer {
+public:
+    FileProducer(const CameraSettings& settings, const StopSignal& stop)
+        : m_settings(settings), m_stop(stop) {
+        // Not blocking, so that a pipe without a writer can still be stopped.
+        m_file = open(settings.source.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        if (m_file < 0)
+            throw std::runtime_error("Cannot open " + settings.source + ": " + std::strerror(errno));
+        struct stat status = {};
+        m_regular = fstat(m_file, &status) == 0 && S_ISREG(status.st_mode);
+    }
+    ~FileProducer() override { close(m_file); }
+    FileProducer(const FileProducer&) = delete;
+    FileProducer& operator=(const FileProducer&) = delete;
+
+    bool next(Bytes& frame) override {
+        frame.resize(m_settings.frameBytes());
+        if (fill(frame)) return true;
+        const bool again =
+            m_settings.loop && m_regular && !m_stop.isRaised() && lseek(m_file, 0, SEEK_SET) == 0;
+        return again && fill(frame);
+    }
+    bool isPaced() const override { return !m_regular; }
+
+private:
+    // A frame that the end cuts off is left out.
+    bool fill(Bytes& frame) {
+        std::size_t done = 0;
+        while (done < frame.size()) {
+            if (m_stop.waitReadable(m_file) != StopSignal::Wait::Readable) return false;
+            const ssize_t got = read(m_file, frame.data() + done, frame.size() - done);
+            if (got == 0) return false;
+            if (got > 0) done += static_cast<std::size_t>(got);
+            if (got < 0 && errno != EAGAIN && errno != EINTR)
+                throw std::runtime_error("Cannot read " + m_settings.source + ": " + std::strerror(errno));
+        }
+        return true;
+    }
+
+    const CameraSettings m_settings;
+    const StopSignal& m_stop;
+    int m_file = -1;
+    bool m_regular = false;
+};
+
+}  // namespace
+
+std::size_t bytesPerPixel(LUMETRA_IMGFORMATTYPE format) {
+    switch (format) {
+        case LUMETRA_IMGFORMAT_RGB:
+        case LUMETRA_IMGFORMAT_BGR:
+            return 3;
+        case LUMETRA_IMGFORMAT_BGRA:
+            return 4;
+        case LUMETRA_IMGFORMAT_YUYV:
+            return 2;
+        case LUMETRA_IMGFORMAT_GRAY8:
+            return 1;
+        default:
+            return 0;
+    }
+}
+
+bool CameraSettings::isValid() const {
+    constexpr std::int32_t MAX_SIDE = 16384;
+    return width >= 1 && height >= 1 && width <= MAX_SIDE && height <= MAX_SIDE && bytesPerPixel(format) > 0;
+}
+
+std::size_t CameraSettings::frameBytes() const {
+    return static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * bytesPerPixel(format);
+}
+
+StopSignal::StopSignal() {
+    if (pipe2(m_pipe, O_CLOEXEC | O_NONBLOCK) != 0) throw std::runtime_error("No pipe for the stop signal");
+}
+
+StopSignal::~StopSignal() {
+    close(m_pipe[0]);
+    close(m_pipe[1]);
+}
+
+void StopSignal::raise() {
+    const char byte = 0;
+    [[maybe_unused]] const ssize_t written = write(m_pipe[1], &byte, 1);  // a full pipe is raised already
+}
+
+void StopSignal::clear() {
+    char bytes[64];
+    while (read(m_pipe[0], bytes, sizeof bytes) > 0) {
+    }
+}
+
+bool StopSignal::isRaised() const {
+    return !waitUntil(std::chrono::steady_clock::time_point::min());
+}
+
+StopSignal::Wait StopSignal::waitReadable(int file) const {
+    for (;;) {
+        pollfd files[2] = {{m_pipe[0], POLLIN, 0}, {file, POLLIN, 0}};
+        if (poll(files, 2, -1) < 0) continue;  // interrupted
+        if (files[0].revents != 0) return Wait::Stopped;
+        if ((files[1].revents & POLLIN) != 0) return Wait::Readable;
+        if (files[1].revents != 0) return Wait::Closed;
+    }
+}
+
+bool StopSignal::waitUntil(std::chrono::steady_clock::time_point time) const {
+    using namespace std::chrono;
+    for (;;) {
+        const auto left = time <= steady_clock::now() ? nanoseconds(0) : time - steady_clock::now();
+        timespec timeout = {duration_cast<seconds>(left).count(), (left % seconds(1)).count()};
+        pollfd file = {m_pipe[0], POLLIN, 0};
+        const int ready = ppoll(&file, 1, &timeout, nullptr);
+        if (ready > 0) return false;
+        if (ready == 0 && time <= steady_clock::now()) return true;
+    }
+}
+
+std::unique_ptr<FrameProducer> openProducer(const CameraSettings& settings, const StopSignal& stop) {
+    if (settings.source == "scene") return makeSceneProducer(settings);
+    if (isVideoDevice(settings.source)) return openVideoDevice(settings, stop);
+    return openFileProducer(settings, stop);
+}
+
+std::unique_ptr<FrameProducer> openFileProducer(const CameraSettings& settings, const StopSignal& stop) {
+    return std::make_unique<FileProducer>(settings, stop);
+}

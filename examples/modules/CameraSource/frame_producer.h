@@ -1,0 +1,70 @@
+// frame_producer.h - where the camera's frames come from. One thread, but for StopSignal::raise().
+#ifndef LUMETRA_CAMERASOURCE_FRAME_PRODUCER_H
+#define LUMETRA_CAMERASOURCE_FRAME_PRODUCER_H
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "LumetraCore/LumetraTypes.h"
+
+using Bytes = std::vector<std::uint8_t>;
+
+struct CameraSettings {
+    std::string source = "scene";
+    std::int32_t width = 0, height = 0;  // pixels
+    LUMETRA_IMGFORMATTYPE format = LUMETRA_IMGFORMAT_YUYV;
+    double framesPerSecond = 30;
+    bool loop = false;
+
+    bool isValid() const;
+    std::size_t frameBytes() const;
+};
+
+/// 0 for formats without whole pixels.
+std::size_t bytesPerPixel(LUMETRA_IMGFORMATTYPE format);
+
+/// Ends every wait of the camera's thread.
+class StopSignal {
+public:
+    StopSignal();
+    ~StopSignal();
+    StopSignal(const StopSignal&) = delete;
+    StopSignal& operator=(const StopSignal&) = delete;
+
+    void raise();
+    void clear();
+    bool isRaised() const;
+
+    enum class Wait { Readable, Closed, Stopped };
+    Wait waitReadable(int file) const;
+    /// False if the signal came first.
+    bool waitUntil(std::chrono::steady_clock::time_point time) const;
+
+private:
+    int m_pipe[2];  // readable at [0] while the signal is raised
+};
+
+class FrameProducer {
+public:
+    virtual ~FrameProducer() = default;
+    /// Replaces `frame` by the next one, which has as many bytes as the settings say. False at the end or
+    /// when stopped. @throws std::runtime_error with a sentence for the log
+    virtual bool next(Bytes& frame) = 0;
+    /// Whether frames come at a pace of their own.
+    virtual bool isPaced() const = 0;
+};
+
+/// Opens what the settings name; `stop` must outlive the result. @throws std::runtime_error
+std::unique_ptr<FrameProducer> openProducer(const CameraSettings& settings, const StopSignal& stop);
+
+std::unique_ptr<FrameProducer> makeSceneProducer(const CameraSettings& settings);
+std::unique_ptr<FrameProducer> openFileProducer(const CameraSettings& settings, const StopSignal& stop);
+/// A video device of the platform.
+std::unique_ptr<FrameProducer> openVideoDevice(const CameraSettings& settings, const StopSignal& stop);
+bool isVideoDevice(const std::string& path);
+
+#endif

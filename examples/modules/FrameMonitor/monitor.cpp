@@ -1,0 +1,178 @@
+// monitor.cpp - from a notification to figures, and from a command to an answer.
+#include "examples/modules/FrameMonitor/monitor.h"
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+
+#include "core/json_reading.h"
+#include "examples/modules/FrameMonitor/FrameMonitor.h"
+#include "examples/modules/FrameMonitor/pixel_digest.h"
+
+namespace {
+
+constexpr std::int64_t IDLE_AFTER_US = 1'000'000;
+
+std::int64_t systemMicroseconds() {
+    using namespace std::chrono;
+    return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
+}
+
+// When the frame was pushed: by its descriptor if that says so, else by the chunk's id, which is the same
+// time to the millisecond.
+std::int64_t pushTime(std::uint64_t chunkId, const std::string& descriptor) {
+    const JsonDocument document = parseJson(descriptor.c_str());
+    const JsonValue* time = findMember(&document, "timestampUs");
+    if (time != nullptr && time->IsInt64() && time->GetInt64() >= 0) return time->GetInt64();
+    return static_cast<std::int64_t>(std::min<std::uint64_t>(chunkId, INT64_MAX / 1000) * 1000);
+}
+
+std::string digestLine(const IChnk& chunk) {
+    std::string line = "{\"frameMonitor\":\"frame\",\"frame\":" + std::to_string(chunk.frameIndex) +
+                       ",\"width\":" + std::to_string(chunk.width) +
+                       ",\"height\":" + std::to_string(chunk.height) + ",\"digests\":[";
+    for (int k = 0; k < LEVEL_COUNT; ++k) {
+        char digits[20] = "null";
+        if (const auto level = findLevel(chunk, k))
+            std::snprintf(digits, sizeof digits, "\"%016llx\"",
+                          static_cast<unsigned long long>(pixelDigest(level->pixels, level->bytes())));
+        line += (k == 0 ? "" : ",") + std::string(digits);
+    }
+    return line + "]}";
+}
+
+bool writeFile(const std::string& path, const std::string& head, const char* body, std::size_t bytes) {
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file << head;
+    file.write(body, static_cast<std::streamsize>(bytes));
+    file.close();
+    return !file.fail();
+}
+
+bool writeLevel(const std::string& path, const GreyLevel& level) {
+    const std::string head =
+        "P5\n" + std::to_string(level.width) + " " + std::to_string(level.height) + "\n255\n";
+    return writeFile(path, head, reinterpret_cast<const char*>(level.pixels), level.bytes());
+}
+
+}  // namespace
+
+void Monitor::configure(const char* json) {
+    const JsonDocument document = parseJson(json);
+    const JsonValue* histogram = findMember(&document, "histogram");
+    Settings settings;
+    settings.histogram = histogram == nullptr || !histogram->IsFalse();
+    settings.digest = readTrue(&document, "digest");
+    settings.reportFile = readString(&document, "reportFile").value_or("");
+    const std::lock_guard lock(m_mutex);
+    m_settings = std::move(settings);
+}
+
+void Monitor::setLog(LUMETRA_LOGFN log) {
+    const std::unique_lock lock(m_logMutex);
+    m_log = log;
+}
+
+void Monitor::take(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk) {
+    bool histogram = true;
+    bool digest = false;
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_paused) return;
+        histogram = m_settings.histogram;
+        digest = m_settings.digest;
+    }
+    const FrameRecord frame = measure(chunkId, *chunk, histogram);
+    if (digest) log(digestLine(*chunk));
+
+    std::shared_ptr<IChnk> replaced = chunk;  // released after the lock, since that may free a whole buffer
+    const std::lock_guard lock(m_mutex);
+    m_statistics.add(frame);
+    if (!frame.mean || (m_newest != nullptr && chunkId < m_newestId)) return;
+    m_newestId = chunkId;
+    m_newest.swap(replaced);
+}
+
+FrameRecord Monitor::measure(std::uint64_t chunkId, const IChnk& chunk, bool histogram) const {
+    FrameRecord frame;
+    frame.arrivedUs = systemMicroseconds();
+    frame.latencyUs = frame.arrivedUs - pushTime(chunkId, chunk.descriptor);
+    frame.chunkId = chunkId;
+    frame.frameIndex = chunk.frameIndex;
+    frame.width = chunk.width;
+    frame.height = chunk.height;
+    const auto level = findLevel(chunk, 0);
+    if (!level) return frame;
+    if (histogram) frame.histogram = histogramOf(*level);
+    frame.mean = histogram ? meanOf(*frame.histogram) : meanOf(*level);
+    return frame;
+}
+
+bool Monitor::log(const std::string& line) {
+    const std::shared_lock lock(m_logMutex);
+    if (m_log == nullptr) return false;
+    m_log(0, std::u16string(line.begin(), line.end()).c_str());  // ASCII, so widening is enough
+    return true;
+}
+
+bool Monitor::report() {
+    std::string line;
+    std::string path;
+    {
+        const std::lock_guard lock(m_mutex);
+        line = m_statistics.report(systemMicroseconds());
+        path = m_settings.reportFile;
+    }
+    const bool logged = log(line);
+    if (path.empty()) return logged;
+    return writeFile(path, line + "\n", "", 0);
+}
+
+void Monitor::reset() {
+    std::shared_ptr<IChnk> forgotten;
+    const std::lock_guard lock(m_mutex);
+    m_statistics = Statistics();
+    m_newest.swap(forgotten);
+}
+
+int Monitor::snapshot(const std::string& prefix) {
+    std::shared_ptr<IChnk> chunk;
+    {
+        const std::lock_guard lock(m_mutex);
+        chunk = m_newest;
+    }
+    if (chunk == nullptr) return 0;
+    int files = 0;
+    for (int k = 0; k < LEVEL_COUNT; ++k) {
+        const auto level = findLevel(*chunk, k);
+        if (!level || level->bytes() == 0) continue;
+        if (!writeLevel(prefix + "_lvl_" + std::to_string(k) + ".pgm", *level)) return 0;
+        ++files;
+    }
+    return files;
+}
+
+int Monitor::count(const char* before) {
+    char* end = nullptr;
+    const long index = std::strtol(before, &end, 10);
+    const bool limited = end != before && index >= INT32_MIN && index <= INT32_MAX;
+    const std::lock_guard lock(m_mutex);
+    const std::uint64_t frames =
+        limited ? m_statistics.distinctBefore(static_cast<std::int32_t>(index)) : m_statistics.distinct();
+    return static_cast<int>(std::min<std::uint64_t>(frames, INT_MAX));
+}
+
+void Monitor::pause(bool paused) {
+    const std::lock_guard lock(m_mutex);
+    m_paused = paused;
+}
+
+std::int32_t Monitor::status() {
+    const std::lock_guard lock(m_mutex);
+    if (m_paused) return FRAMEMONITOR_STATUS_PAUSED;
+    const bool busy = m_statistics.arrivedWithin(IDLE_AFTER_US, systemMicroseconds());
+    return busy ? STATUS_READY : FRAMEMONITOR_STATUS_IDLE;
+}
