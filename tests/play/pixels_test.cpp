@@ -1,0 +1,130 @@
+// pixels_test.cpp - the smaller levels that are pushed, and what must become of all of them. The expected
+// values are worked out by hand.
+#include <gtest/gtest.h>
+
+#include "tools/lumetra-play/colour.h"
+#include "tools/lumetra-play/expected_pixels.h"
+#include "tools/lumetra-play/pixel_check.h"
+#include "tools/lumetra-play/pyramid_chain.h"
+
+namespace {
+
+Bytes chainOf(const Picture& picture, Bytes frame) {
+    appendPyramidChain(picture, frame);
+    return frame;
+}
+
+TEST(PyramidChain, AveragesFourPixelsRoundedAndLeavesOutOddEdges) {
+    const Bytes grey = chainOf({LUMETRA_IMGFORMAT_GRAY8, 5, 3}, {1, 2, 10, 20, 99,  //
+                                                                 3, 4, 30, 41, 99,  //
+                                                                 99, 99, 99, 99, 99});
+    ASSERT_EQ(15u + 2, grey.size());  // 2x1 behind 5x3, then 1x0 and nothing more
+    EXPECT_EQ((Bytes{3, 25}), Bytes(grey.begin() + 15, grey.end()));
+
+    const Bytes bgra = chainOf({LUMETRA_IMGFORMAT_BGRA, 2, 2}, {0, 10, 20, 30, 4, 10, 20, 30,  //
+                                                                8, 10, 20, 30, 9, 10, 22, 30});
+    EXPECT_EQ((Bytes{5, 10, 21, 30}), Bytes(bgra.begin() + 16, bgra.end()));
+}
+
+TEST(PyramidChain, KeepsPackedChromaInItsPlace) {
+    const Bytes yuyv = chainOf({LUMETRA_IMGFORMAT_YUYV, 4, 2}, {10, 50, 20, 90, 30, 60, 40, 94,  //
+                                                                12, 52, 22, 92, 32, 62, 42, 97});
+    // Level 1 is one pair: U of its first pixel's block, V of its second's. Level 2 is 1x0.
+    EXPECT_EQ((Bytes{16, 51, 36, 96}), Bytes(yuyv.begin() + 16, yuyv.end()));
+}
+
+TEST(PyramidChain, LaysEightLevelsRightBehindEachOther) {
+    const Picture picture{LUMETRA_IMGFORMAT_BGRA, 640, 480};
+    EXPECT_EQ(1'228'800u, picture.offset(1));
+    EXPECT_EQ(1'228'800u + 307'200, picture.offset(2));
+    EXPECT_EQ(280u, picture.offset(7) - picture.offset(6));
+    EXPECT_EQ(picture.offset(7) + 5 * 3 * 4, chainOf(picture, Bytes(picture.bytes())).size());
+}
+
+// Of a frame with flags, level by level; a level that is not there shows as {}.
+using Levels = std::vector<Bytes>;
+
+Levels expectedOf(const Picture& picture, const Bytes& pushed, std::int32_t flags, bool pyramid) {
+    Levels levels;
+    for (const auto& level : expectedLevels(picture, pushed, flags, pyramid))
+        levels.push_back(level.value_or(Bytes{}));
+    while (!levels.empty() && levels.back().empty()) levels.pop_back();
+    return levels;
+}
+
+TEST(ExpectedPixels, WeighTheChannelsByTheirPlace) {
+    const Bytes red = {255, 0, 0, 255};
+    const auto single = [](LUMETRA_IMGFORMATTYPE format, const Bytes& pixel) {
+        return expectedOf({format, 1, 1}, pixel, LUMETRA_CONVERT_GRAY, false);
+    };
+    EXPECT_EQ(Levels{{76}}, single(LUMETRA_IMGFORMAT_RGB, red));
+    EXPECT_EQ(Levels{{29}}, single(LUMETRA_IMGFORMAT_BGR, red));
+    EXPECT_EQ(Levels{{29}}, single(LUMETRA_IMGFORMAT_BGRA, red));
+    EXPECT_EQ(Levels{{149}}, single(LUMETRA_IMGFORMAT_BGR, {0, 255, 0}));
+    EXPECT_EQ(Levels{{255}}, single(LUMETRA_IMGFORMAT_RGB, {255, 255, 255}));
+}
+
+TEST(ExpectedPixels, FollowFlagsFormatByFormat) {
+    const Picture grey{LUMETRA_IMGFORMAT_GRAY8, 2, 2}, rgb{LUMETRA_IMGFORMAT_RGB, 1, 2},
+        small{LUMETRA_IMGFORMAT_RGB, 2, 2};
+    const Bytes greyFrame = {1, 2, 3, 4, 9};
+    EXPECT_EQ((Levels{{1, 2, 3, 4}, {9}}), expectedOf(grey, greyFrame, 3, true));
+    EXPECT_EQ((Levels{{3, 4, 1, 2}, {9}}), expectedOf(grey, greyFrame, 7, true));
+    EXPECT_EQ((Levels{{1, 2, 3, 4}, {9}}), expectedOf(grey, greyFrame, 6, true));
+    EXPECT_EQ((Levels{{1, 2, 3, 4}}), expectedOf(grey, greyFrame, 3, false));
+    EXPECT_EQ((Levels{{76, 29}}), expectedOf(rgb, {255, 0, 0, 0, 0, 255}, 1, false));
+    EXPECT_EQ((Levels{{29, 76}}), expectedOf(rgb, {255, 0, 0, 0, 0, 255}, 5, false));
+    Bytes colour(15, 255);  // white, and one red pixel behind it
+    colour[13] = colour[14] = 0;
+    EXPECT_EQ((Levels{{255, 255, 255, 255}, {76}}), expectedOf(small, colour, 7, true));
+    EXPECT_EQ((Levels{{255, 255, 255, 255}, {255}}),
+              expectedOf(small, colour, 1, true));  // pushed, not converted
+}
+
+TEST(ExpectedPixels, TakePackedLumaInPairsAndNeverFlipIt) {
+    const Picture picture{LUMETRA_IMGFORMAT_YUYV, 3, 1};
+    const Bytes frame = {10, 1, 20, 2, 30, 3};
+    EXPECT_EQ((Levels{{10, 20, 20}}), expectedOf(picture, frame, 1, false));  // the odd one keeps its byte
+    EXPECT_EQ((Levels{{10, 1, 20}}), expectedOf(picture, frame, 5, false));
+    EXPECT_EQ((Levels{{10, 20, 30, 40}, {7}}),
+              expectedOf({LUMETRA_IMGFORMAT_YUYV, 2, 2}, {10, 1, 20, 2, 30, 3, 40, 4, 7, 8}, 3, true));
+}
+
+TEST(PixelCheck, CountsEveryFrameOnceAndNamesTheFirstDifference) {
+    PixelCheck check;
+    const auto digests = [](std::uint64_t level0, std::uint64_t level1) {
+        LevelDigests digests;
+        digests[0] = level0;
+        digests[1] = level1;
+        return digests;
+    };
+    for (int frame = 0; frame < 4; ++frame) check.expect(frame, digests(1, 2));
+    check.found(0, digests(1, 2));
+    check.found(0, digests(1, 2));
+    EXPECT_EQ(0u, check.result().differ);
+    check.found(2, digests(1, 3));
+    check.found(2, digests(1, 3));
+    check.found(1, LevelDigests{});
+    check.found(0, digests(4, 2));  // a later report of the same frame counts too
+    EXPECT_EQ(3u, check.result().checked);
+    EXPECT_EQ(3u, check.result().differ);
+    EXPECT_EQ("frame 2, level 1", check.result().firstDifference);
+    check.found(99, digests(1, 2));
+    EXPECT_EQ(4u, check.result().differ);
+}
+
+TEST(Colour, SurvivesTheWayThroughEveryFormat) {
+    const Bytes rgb = {200, 40, 90, 200, 40, 90, 10, 220, 30, 10, 220, 30};  // pairs share their chroma
+    for (const auto format :
+         {LUMETRA_IMGFORMAT_RGB, LUMETRA_IMGFORMAT_BGR, LUMETRA_IMGFORMAT_BGRA, LUMETRA_IMGFORMAT_YUYV}) {
+        const Picture picture{format, 4, 1};
+        Bytes frame;
+        fromRgb(picture, rgb, frame);
+        const Bytes back = toRgb(picture, frame);
+        ASSERT_EQ(rgb.size(), back.size());
+        for (std::size_t k = 0; k < rgb.size(); ++k)
+            EXPECT_NEAR(rgb[k], back[k], 3) << formatName(format) << " byte " << k;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,34 @@
+// library_table.h - the library's exported functions as the player calls them: of the library that the
+// program is linked with, or of one opened by path. Any thread.
+#ifndef LUMETRA_PLAY_LIBRARY_TABLE_H
+#define LUMETRA_PLAY_LIBRARY_TABLE_H
+
+#include <string>
+
+#include "LumetraCore/LumetraCore.h"
+#include "LumetraCore/PGM_FUNCTIONS.h"
+
+struct LibraryTable {
+    decltype(&LumetraCore_initialize) initialize;
+    decltype(&LumetraCore_destroy) destroy;
+    decltype(&LumetraCore_command) command;
+    decltype(&LumetraCore_registerDllByName) registerDllByName;
+    decltype(&LumetraCore_initializeDllByID) initializeDllByID;
+    decltype(&LumetraCore_unregisterDllByID) unregisterDllByID;
+    decltype(&LumetraCore_registerCallback) registerCallback;
+    decltype(&LumetraCore_unregisterCallback) unregisterCallback;
+    decltype(&LumetraCore_getStatus) getStatus;
+    decltype(&LumetraCore_pushImageData) pushImageData;
+    decltype(&LumetraCore_getDeviceInfo) getDeviceInfo;
+    decltype(&LumetraCore_enumerateAVDevicesNative) enumerateDevices;
+    decltype(&read_pgm) readPgm;
+    decltype(&read_ppm) readPpm;
+};
+
+LibraryTable linkedLibrary();
+
+/// Opens the library for the rest of the program's life.
+/// @throws PlayError if it cannot be opened or lacks a function
+LibraryTable openLibrary(const std::string& path);
+
+#endif

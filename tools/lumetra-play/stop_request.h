@@ -1,0 +1,30 @@
+// stop_request.h - the wish to end: Ctrl-C, a termination signal, or a point in time.
+// One object at a time, made by main(). requested() and the waits: any thread. A signal also wakes a wait.
+#ifndef LUMETRA_PLAY_STOP_REQUEST_H
+#define LUMETRA_PLAY_STOP_REQUEST_H
+
+#include <chrono>
+#include <optional>
+
+class StopRequest {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    StopRequest();  ///< takes over SIGINT and SIGTERM
+    ~StopRequest();
+    StopRequest(const StopRequest&) = delete;
+    StopRequest& operator=(const StopRequest&) = delete;
+
+    void stopAt(Clock::time_point time) { m_deadline = time; }  ///< before any wait
+    bool requested() const;
+
+    /// Waits until `file` can be read or has ended; false if the stop came first.
+    bool waitReadable(int file) const;
+    /// Waits until `time`; false if the stop came first.
+    bool waitUntil(Clock::time_point time) const;
+
+private:
+    std::optional<Clock::time_point> m_deadline;
+};
+
+#endif
