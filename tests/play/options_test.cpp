@@ -45,9 +45,9 @@ TEST(Options, TellWhatWasGivenFromWhatWasNot) {
     EXPECT_EQ("B", options->modules[1].name);
 }
 
-TEST(Configuration, HoldsEveryKeyAndQuotesThePath) {
+TEST(EngineSettings, BecomeEveryKeyWithThePathQuoted) {
     EXPECT_EQ(R"({"imageCfg":{"width":4,"height":3},"mipMap":true,"format":5,"conversionflags":3,)"
-              R"("writablepath":"/a \"b\""})",
+              R"("forwardNativeImage":false,"writablepath":"/a \"b\""})",
               configurationText({{LUMETRA_IMGFORMAT_BGR, 4, 3}, 3, true, "/a \"b\""}));
 }
 
