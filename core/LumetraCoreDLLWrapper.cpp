@@ -29,7 +29,8 @@ void copyToHost(const std::string& text, char16_t* buffer) {
 
 void printImageLine(const char* event, const char* what) {
     Dl_info image = {};
-    dladdr(reinterpret_cast<void*>(&LumetraCore_initialize), &image);
+    // An exported function would not do: it may be found in another image that has it too.
+    dladdr(reinterpret_cast<void*>(&printImageLine), &image);
     std::printf("%s: module %s was %s\n", event, image.dli_fname ? image.dli_fname : "", what);
     std::fflush(stdout);
 }
