@@ -190,11 +190,12 @@ private:
 
     void writeBlock(Block& samples, const Block& divisors, const ComponentCodes& codes, int& previousDc) {
         Coefficients coefficients;
-        plainTransform(samples, divisors, coefficients);
+        m_transform(samples, divisors, coefficients);
         encodeBlock(m_writer, coefficients, previousDc, codes);
         previousDc = coefficients[0];
     }
 
+    const BlockTransform m_transform = fastestTransform();
     BitWriter& m_writer;
     const Job& m_job;
     const Block m_luminanceDivisors;

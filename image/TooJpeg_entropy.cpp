@@ -46,10 +46,18 @@ BitCode codeOfValue(int value) {
     return VALUE_CODES[static_cast<std::size_t>(value + MAX_VALUE)];
 }
 
-std::size_t lastNonZero(const Coefficients& coefficients) {
-    std::size_t last = BLOCK_SIZE - 1;
-    while (last > 0 && coefficients[last] == 0) --last;
-    return last;
+// Bit i is set where coefficient i is not 0.
+std::uint64_t nonZeroMask(const Coefficients& coefficients) {
+    std::uint64_t mask = 0;
+    for (std::size_t i = 0; i < BLOCK_SIZE; ++i)
+        mask |= static_cast<std::uint64_t>(coefficients[i] != 0) << i;
+    return mask;
+}
+
+// A Huffman code and the bits of the value that it announces, at most 16 and 11.
+void appendWithValue(BitWriter& writer, BitCode code, BitCode value) {
+    writer.append(std::uint32_t{code.bits} << value.length | value.bits,
+                  static_cast<unsigned>(code.length + value.length));
 }
 
 }  // namespace
@@ -58,41 +66,40 @@ constinit const ComponentCodes LUMINANCE_CODES = {huffmanCodes(LUMINANCE_DC), hu
 constinit const ComponentCodes CHROMINANCE_CODES = {huffmanCodes(CHROMINANCE_DC),
                                                     huffmanCodes(CHROMINANCE_AC)};
 
-void BitWriter::append(BitCode code) {
-    m_buffer = m_buffer << code.length | code.bits;
-    m_pending += code.length;
-    while (m_pending >= 8) {
-        m_pending -= 8;
-        const auto byte = static_cast<std::uint8_t>(m_buffer >> m_pending);
-        m_output(byte);
-        if (byte == 0xFF) m_output(0x00);  // or a decoder would take it for the start of a marker
-    }
+void BitWriter::sendByte(std::uint8_t byte) {
+    m_output(byte);
+    if (byte == 0xFF) m_output(0x00);  // or a decoder would take it for the start of a marker
+}
+
+void BitWriter::sendWord() {
+    m_pending -= 32;
+    const auto word = static_cast<std::uint32_t>(m_buffer >> m_pending);
+    for (int shift = 24; shift >= 0; shift -= 8) sendByte(static_cast<std::uint8_t>(word >> shift));
 }
 
 void BitWriter::finish() {
-    append({0x7F, 7});
+    append(0x7F, 7);
+    for (; m_pending >= 8; m_pending -= 8) sendByte(static_cast<std::uint8_t>(m_buffer >> (m_pending - 8)));
 }
 
 void encodeBlock(BitWriter& writer, const Coefficients& coefficients, int previousDc,
                  const ComponentCodes& codes) {
     const BitCode difference = codeOfValue(coefficients[0] - previousDc);
-    writer.append(codes.dc[difference.length]);
-    writer.append(difference);
+    appendWithValue(writer, codes.dc[difference.length], difference);
 
-    const std::size_t last = lastNonZero(coefficients);
-    std::size_t zeros = 0;
-    for (std::size_t i = 1; i <= last; ++i) {
-        if (coefficients[i] == 0) {
-            ++zeros;
-            continue;
-        }
-        for (; zeros >= LONGEST_RUN; zeros -= LONGEST_RUN) writer.append(codes.ac[SIXTEEN_ZEROS]);
-        const BitCode value = codeOfValue(coefficients[i]);
-        writer.append(codes.ac[zeros << 4 | value.length]);
-        writer.append(value);
-        zeros = 0;
+    const BitCode sixteenZeros = codes.ac[SIXTEEN_ZEROS];
+    std::size_t previous = 0;
+    for (std::uint64_t left = nonZeroMask(coefficients) & ~std::uint64_t{1}; left != 0; left &= left - 1) {
+        const auto place = static_cast<std::size_t>(std::countr_zero(left));
+        std::size_t zeros = place - previous - 1;
+        for (; zeros >= LONGEST_RUN; zeros -= LONGEST_RUN)
+            writer.append(sixteenZeros.bits, sixteenZeros.length);
+        const BitCode value = codeOfValue(coefficients[place]);
+        appendWithValue(writer, codes.ac[zeros << 4 | value.length], value);
+        previous = place;
     }
-    if (last < BLOCK_SIZE - 1) writer.append(codes.ac[END_OF_BLOCK]);
+    const BitCode endOfBlock = codes.ac[END_OF_BLOCK];
+    if (previous < BLOCK_SIZE - 1) writer.append(endOfBlock.bits, endOfBlock.length);
 }
 
 }  // namespace TooJpeg

@@ -28,15 +28,23 @@ class BitWriter {
 public:
     explicit BitWriter(ByteSink output) : m_output(output) {}
 
-    void append(BitCode code);
+    /// @param length  of `bits`, at most 32
+    void append(std::uint32_t bits, unsigned length) {
+        m_buffer = m_buffer << length | bits;
+        m_pending += length;
+        if (m_pending >= 32) sendWord();
+    }
 
     /// Fills the last byte with ones and sends it. Call once, at the end.
     void finish();
 
 private:
+    void sendWord();
+    void sendByte(std::uint8_t byte);
+
     ByteSink m_output;
-    std::uint32_t m_buffer = 0;  // the low m_pending bits are still to be sent
-    unsigned m_pending = 0;      // under 8 between calls
+    std::uint64_t m_buffer = 0;  // the low m_pending bits are still to be sent
+    unsigned m_pending = 0;      // under 32 between calls
 };
 
 /// Sends one block: the difference of its first coefficient to `previousDc`, then the others.

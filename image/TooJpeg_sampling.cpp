@@ -65,6 +65,13 @@ std::size_t placeOf(int y, int x) {
 }  // namespace
 
 void sampleGrey(const Picture& picture, int top, int left, Block& luminance) {
+    if (top + BLOCK_SIDE <= picture.height && left + BLOCK_SIDE <= picture.width) {
+        const unsigned char* row = pixelAt(picture, top, left);
+        for (int y = 0; y < BLOCK_SIDE; ++y, row += picture.width)
+            for (int x = 0; x < BLOCK_SIDE; ++x)
+                luminance[placeOf(y, x)] = static_cast<float>(row[x]) - 128.0f;
+        return;
+    }
     for (int y = 0; y < BLOCK_SIDE; ++y)
         for (int x = 0; x < BLOCK_SIDE; ++x)
             luminance[placeOf(y, x)] = static_cast<float>(*pixelAt(picture, top + y, left + x)) - 128.0f;

@@ -91,4 +91,17 @@ void plainTransform(Block& samples, const Block& divisors, Coefficients& coeffic
     }
 }
 
+std::vector<NamedTransform> usableTransforms() {
+    std::vector<NamedTransform> usable = {{"plain", plainTransform}};
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx2")) usable.push_back({"avx2", avx2Transform});
+#endif
+    return usable;
+}
+
+BlockTransform fastestTransform() {
+    static const BlockTransform fastest = usableTransforms().back().transform;
+    return fastest;
+}
+
 }  // namespace TooJpeg

@@ -3,6 +3,8 @@
 #ifndef LUMETRA_IMAGE_TOOJPEG_TRANSFORM_H
 #define LUMETRA_IMAGE_TOOJPEG_TRANSFORM_H
 
+#include <vector>
+
 #include "image/TooJpeg_tables.h"
 
 namespace TooJpeg {
@@ -23,6 +25,16 @@ Block divisorsOf(const ByteTable& quantisation);
 /// Samples of -128 to 127 give coefficients of -1024 to 1020 at every quality.
 /// @param samples  used as working storage; of no use afterwards
 void plainTransform(Block& samples, const Block& divisors, Coefficients& coefficients);
+
+void avx2Transform(Block& samples, const Block& divisors, Coefficients& coefficients);  ///< x86-64 with AVX2
+
+struct NamedTransform {
+    const char* name;
+    BlockTransform transform;
+};
+/// What this processor can run, the plain form first, the fastest last.
+std::vector<NamedTransform> usableTransforms();
+BlockTransform fastestTransform();  ///< chosen once; any thread
 
 }  // namespace TooJpeg
 

@@ -12,6 +12,7 @@
 #include <numbers>
 #include <optional>
 #include <ostream>
+#include <random>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -385,4 +386,25 @@ TEST(TooJpeg, CalculatesTheSameOnEveryMachine) {
             addToDigest(coefficientDigest, std::array{static_cast<std::uint16_t>(value)});
     }
     EXPECT_EQ(0x43ECDF8B5F21E5F7u, coefficientDigest);
+}
+
+TEST(Transforms, GiveThePlainFormsCoefficientsToTheBit) {
+    const auto transforms = TooJpeg::usableTransforms();
+    std::mt19937 random(11);
+    for (int round = 0; round < 20000; ++round) {
+        const unsigned amplitude = 1u << (round % 9);  // from flat blocks to all the way
+        TooJpeg::Block samples;
+        for (float& sample : samples) sample = static_cast<float>(random() % amplitude) - 128.0f;
+        const auto divisors = TooJpeg::divisorsOf(TooJpeg::quantisationTable(
+            TooJpeg::LUMINANCE_QUANTISATION, static_cast<unsigned char>(1 + round % 100)));
+        TooJpeg::Coefficients expected;
+        TooJpeg::Block working = samples;
+        TooJpeg::plainTransform(working, divisors, expected);
+        for (const auto& [name, transform] : transforms) {
+            TooJpeg::Coefficients actual;
+            working = samples;
+            transform(working, divisors, actual);
+            ASSERT_EQ(expected, actual) << name << ", round " << round;
+        }
+    }
 }
