@@ -41,7 +41,9 @@ LumetraCoreExecutor::~LumetraCoreExecutor() {
         m_chunks.clear();
     }
     m_eventLoopThread.reset();
-    m_threadPool.reset();  // runs what is still queued, while every table is alive
+    // What is still queued runs while every table and the pool itself are there to be used.
+    m_threadPool->finish();
+    m_threadPool.reset();
 }
 
 void LumetraCoreExecutor::runEventLoop() {

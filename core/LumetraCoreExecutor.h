@@ -179,8 +179,9 @@ private:
     void* m_nativeTexture = nullptr;     // the host's, never dereferenced
     mutable std::mutex m_callbackMutex;  // guards m_callbacks
     std::map<LUMETRA_CBTYPE, CallbackPair> m_callbacks;
-    mutable std::mutex m_moduleMutex;             // guards m_modules
-    std::map<std::int32_t, dllstruct> m_modules;  // by the id that each module reports
+    mutable std::mutex m_moduleMutex;                                 // guards m_modules
+    std::map<std::int32_t, dllstruct> m_modules;                      // by the id that each module reports
+    std::vector<std::shared_ptr<ModuleLibrary>> m_replacedLibraries;  // guarded by m_moduleMutex too
 };
 
 /// Posts a message when its scope ends, however it ends. A frame whose message finds no memory is dropped.

@@ -12,13 +12,14 @@ ThreadPool::ThreadPool(std::size_t threads) {
     }
 }
 
-ThreadPool::~ThreadPool() {
+void ThreadPool::finish() {
     {
         const std::lock_guard lock(queue_mutex);
         stop = true;
     }
     condition.notify_all();
     for (auto& worker : workers) worker.join();
+    workers.clear();
 }
 
 void ThreadPool::push(std::function<void()> task) {

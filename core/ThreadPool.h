@@ -24,15 +24,18 @@ public:
     ///         process, since the workers before it are already waiting
     explicit ThreadPool(std::size_t threads);
 
+    /// finish(), if nobody called it.
+    ~ThreadPool() { finish(); }
+
     /// Runs every task still queued, then ends the workers in the order of their start.
-    ~ThreadPool();
+    void finish();
 
     ThreadPool(const ThreadPool&) = delete;
     ThreadPool& operator=(const ThreadPool&) = delete;
 
     /// Queues a call; callable and arguments are copied and released once the call has returned.
     /// @return the call's result or exception; letting go of it never waits
-    /// @throws std::runtime_error "enqueue on stopped ThreadPool" once the destructor has begun
+    /// @throws std::runtime_error "enqueue on stopped ThreadPool" once finish() has begun
     template <class Callable, class... Args>
     auto enqueue(Callable&& callable, Args&&... args) {
         using Result = std::invoke_result_t<std::decay_t<Callable>&, std::decay_t<Args>&...>;

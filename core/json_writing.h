@@ -18,11 +18,12 @@ inline void writeString(JsonWriter& writer, const std::string& text) {
     writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
 }
 
-/// The document as text. Writing recurses: only documents of parseBoundedJson may come here.
+/// The document as text, "null" if it holds a number that JSON cannot express. Writing recurses: only
+/// documents of parseBoundedJson may come here.
 inline std::string serialize(const JsonDocument& document) {
     JsonText text;
     JsonWriter writer(text);
-    document.Accept(writer);
+    if (!document.Accept(writer)) return "null";
     return {text.GetString(), text.GetSize()};
 }
 

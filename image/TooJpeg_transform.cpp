@@ -100,8 +100,10 @@ std::vector<NamedTransform> usableTransforms() {
 }
 
 BlockTransform fastestTransform() {
-    static const BlockTransform fastest = usableTransforms().back().transform;
-    return fastest;
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx2")) return avx2Transform;
+#endif
+    return plainTransform;
 }
 
 }  // namespace TooJpeg

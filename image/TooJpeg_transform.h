@@ -34,7 +34,7 @@ struct NamedTransform {
 };
 /// What this processor can run, the plain form first, the fastest last.
 std::vector<NamedTransform> usableTransforms();
-BlockTransform fastestTransform();  ///< chosen once; any thread
+BlockTransform fastestTransform();  ///< any thread; takes no memory
 
 }  // namespace TooJpeg
 

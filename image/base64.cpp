@@ -4,7 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 
-static const std::string base64_chars = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+// Never destroyed: a module may still push while the process ends.
+static const std::string& base64_chars =
+    *new std::string("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
 
 namespace {
 

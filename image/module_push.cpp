@@ -29,11 +29,15 @@ void storeJpegByte(unsigned char byte) {
     if (m_jpgData != nullptr && m_jpgDataSize < JPEG_CAPACITY) m_jpgData[m_jpgDataSize++] = byte;
 }
 
+// As intake would refuse the frame, before anything of it is read.
+void refuseImpossibleSize(std::int32_t width, std::int32_t height) {
+    bufferBytes(LUMETRA_IMGFORMAT_YUYV, width, height, 0, false);
+}
+
 // A base64 grey JPEG of a YUYV frame; empty where the size allows no picture.
 std::string encodePicture(const unsigned char* frame, std::int32_t width, std::int32_t height) {
     if (width < 1 || height < 1) return {};
-    bufferBytes(LUMETRA_IMGFORMAT_YUYV, width, height, 0,
-                false);  // a size that intake refuses is refused here
+    refuseImpossibleSize(width, height);
 
     const std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     const std::unique_ptr<unsigned char[]> grey(new unsigned char[pixels]);

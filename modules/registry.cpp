@@ -46,9 +46,13 @@ std::int32_t LumetraCoreExecutor::registerDllByName(const char* name) {
     const std::int32_t id = askModuleId(module);
     if (id >= 1) {
         const std::lock_guard lock(m_moduleMutex);
+        m_replacedLibraries.reserve(m_replacedLibraries.size() + 1);
         dllstruct& record = m_modules[id];
-        std::swap(record, module);  // a module replaced here goes when the lock has
+        std::swap(record, module);
         record.library->keep();
+        // What was queued for a module that is replaced still reaches it.
+        if (module.library != nullptr && module.library->isKept())
+            m_replacedLibraries.push_back(std::move(module.library));
     }
     return id;
 }
