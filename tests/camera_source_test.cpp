@@ -240,6 +240,7 @@ CameraSettings deviceSettings() {
 TEST(VideoDevice, DeliversWholeFramesWithoutTheGapsBetweenRows) {
     PlayedDevice device;
     StopSignal stop;
+    stop.clear();
     {
         const auto producer = openVideoDevice(deviceSettings(), stop, device.calls());
         EXPECT_TRUE(device.streaming);
@@ -264,6 +265,7 @@ TEST(VideoDevice, DeliversWholeFramesWithoutTheGapsBetweenRows) {
 TEST(VideoDevice, IsRefusedUnlessItHasTheSizeAndFormat) {
     PlayedDevice device;
     StopSignal stop;
+    stop.clear();
     device.width = 8;
     EXPECT_THROW(openVideoDevice(deviceSettings(), stop, device.calls()), std::runtime_error);
     device.width = 4;

@@ -8,12 +8,14 @@
 //   "source"  "scene" (by default), the path of a video device, or that of a file or named pipe of raw frames
 //   "width", "height"  pixels, required: those of the engine's configuration
 //   "format"  "rgb", "bgr", "bgra", "yuyv" (by default) or "gray": that of the engine's configuration
-//   "fps"     frames a second of a scene or file, by default 30; a device is asked for it; a pipe sets its
-//   own "loop"    true begins a file again at its end
+//   "fps"     frames a second of a scene or file, 0.01 to 500, by default 30; a device is asked for it, and a
+//             pipe sets its own. No two frames are pushed within 2 ms.
+//   "loop"    true begins a file again at its end
 // Size and format must be the engine's own: it reads as many bytes as its configuration says.
 //
 // Every frame carries the descriptor {"source":"CameraSource","frame":..,"timestampUs":..}, the time being
-// the system clock's, right before the push.
+// the system clock's, right before the push. The log function and the host's text exchange must not call back
+// into this module: they run while it waits for its own thread.
 #ifndef LUMETRA_CAMERASOURCE_H
 #define LUMETRA_CAMERASOURCE_H
 

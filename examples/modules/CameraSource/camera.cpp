@@ -26,7 +26,7 @@ LUMETRA_IMGFORMATTYPE formatByName(std::string_view name) {
 
 double readRate(const JsonValue* document) {
     const JsonValue* const rate = findMember(document, "fps");
-    constexpr double STANDARD = 30, LEAST = 0.01, MOST = 1000;
+    constexpr double STANDARD = 30, LEAST = 0.01, MOST = 500;
     if (rate == nullptr || !rate->IsNumber()) return STANDARD;
     return std::min(std::max(rate->GetDouble(), LEAST), MOST);
 }
@@ -36,7 +36,6 @@ double readRate(const JsonValue* document) {
 Camera::Camera() : m_status(CAMERASOURCE_STATUS_STOPPED) {}
 
 void Camera::configure(const char* json) {
-    stop();
     const JsonDocument document = parseJson(json);
     CameraSettings settings;
     settings.source = readString(&document, "source").value_or("scene");
@@ -46,6 +45,7 @@ void Camera::configure(const char* json) {
     settings.framesPerSecond = readRate(&document);
     settings.loop = readTrue(&document, "loop");
     const std::lock_guard lock(m_controlMutex);
+    stopThread();
     m_settings = settings;
 }
 
@@ -55,30 +55,41 @@ void Camera::setLog(LUMETRA_LOGFN log) {
 }
 
 void Camera::setPush(LUMETRA_PUSHFN push, void* context) {
-    stop();
     const std::lock_guard lock(m_controlMutex);
+    stopThread();
     m_push = push;
     m_context = context;
 }
 
 bool Camera::start() {
-    stop();
     const std::lock_guard lock(m_controlMutex);
+    stopThread();
     if (m_push == nullptr || !m_settings.isValid()) {
         log(m_push == nullptr ? "Warning: CameraSource has no function to push frames with!"
                               : "Warning: CameraSource is not configured!");
         return false;
     }
-    m_stop.clear();
     m_pushed = 0;
     m_refused = 0;
-    m_status = STATUS_READY;
-    m_thread = std::thread([this] { run(); });
+    try {
+        m_stop.clear();
+        m_status = STATUS_READY;
+        m_thread = std::thread([this] { run(); });
+    } catch (const std::exception& failure) {  // out of descriptors or threads
+        m_status = CAMERASOURCE_STATUS_FAILED;
+        log("Error: CameraSource does not start: " + std::string(failure.what()) + "!");
+        return false;
+    }
     return true;
 }
 
 void Camera::stop() {
     const std::lock_guard lock(m_controlMutex);
+    stopThread();
+}
+
+// With m_controlMutex held.
+void Camera::stopThread() {
     if (!m_thread.joinable()) return;
     m_stop.raise();
     m_thread.join();
@@ -97,6 +108,8 @@ void Camera::run() {
     } catch (const std::exception& failure) {
         m_status = CAMERASOURCE_STATUS_FAILED;
         log("Error: CameraSource: " + std::string(failure.what()) + "!");
+    } catch (...) {
+        m_status = CAMERASOURCE_STATUS_FAILED;
     }
 }
 
@@ -126,6 +139,7 @@ void Camera::pushFrame(const Bytes& frame, std::int32_t number) {
             m_push(m_context, frame.data(), static_cast<int>(frame.size()), descriptor.c_str(), number) == 1;
     } catch (const std::exception& failure) {  // no memory for this frame, or an answer that is no text
         log("Warning: CameraSource: a frame was refused: " + std::string(failure.what()) + "!");
+    } catch (...) {  // whatever the host's own callback throws
     }
     ++(taken ? m_pushed : m_refused);
 }
@@ -134,5 +148,10 @@ void Camera::log(const std::string& line) {
     std::u16string text;  // a path may hold any bytes; what is not ASCII is shown as '?'
     for (const char unit : line) text += unit >= 0x20 && unit < 0x7F ? static_cast<char16_t>(unit) : u'?';
     const std::shared_lock lock(m_logMutex);
-    if (m_log != nullptr) m_log(0, text.c_str());
+    if (m_log == nullptr) return;
+    try {
+        m_log(0, text.c_str());
+    } catch (...) {
+        // A sink that fails must not end the camera's thread, and with it the host.
+    }
 }

@@ -30,6 +30,7 @@ public:
     std::int32_t status() const { return m_status; }
 
 private:
+    void stopThread();
     void run();
     void playFrames(FrameProducer& producer);
     void pushFrame(const Bytes& frame, std::int32_t number);

@@ -85,11 +85,8 @@ std::size_t CameraSettings::frameBytes() const {
     return static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * bytesPerPixel(format);
 }
 
-StopSignal::StopSignal() {
-    if (pipe2(m_pipe, O_CLOEXEC | O_NONBLOCK) != 0) throw std::runtime_error("No pipe for the stop signal");
-}
-
 StopSignal::~StopSignal() {
+    if (m_pipe[0] < 0) return;
     close(m_pipe[0]);
     close(m_pipe[1]);
 }
@@ -100,6 +97,8 @@ void StopSignal::raise() {
 }
 
 void StopSignal::clear() {
+    if (m_pipe[0] < 0 && pipe2(m_pipe, O_CLOEXEC | O_NONBLOCK) != 0)
+        throw std::runtime_error("no pipe for the stop signal");
     char bytes[64];
     while (read(m_pipe[0], bytes, sizeof bytes) > 0) {
     }

@@ -30,12 +30,13 @@ std::size_t bytesPerPixel(LUMETRA_IMGFORMATTYPE format);
 /// Ends every wait of the camera's thread.
 class StopSignal {
 public:
-    StopSignal();
+    StopSignal() = default;
     ~StopSignal();
     StopSignal(const StopSignal&) = delete;
     StopSignal& operator=(const StopSignal&) = delete;
 
     void raise();
+    /// Before the first wait. @throws std::runtime_error if there is no descriptor left
     void clear();
     bool isRaised() const;
 
@@ -45,7 +46,7 @@ public:
     bool waitUntil(std::chrono::steady_clock::time_point time) const;
 
 private:
-    int m_pipe[2];  // readable at [0] while the signal is raised
+    int m_pipe[2] = {-1, -1};  // readable at [0] while the signal is raised; opened by the first clear()
 };
 
 class FrameProducer {

@@ -114,7 +114,11 @@ FrameRecord Monitor::measure(std::uint64_t chunkId, const IChnk& chunk, bool his
 bool Monitor::log(const std::string& line) {
     const std::shared_lock lock(m_logMutex);
     if (m_log == nullptr) return false;
-    m_log(0, std::u16string(line.begin(), line.end()).c_str());  // ASCII, so widening is enough
+    try {
+        m_log(0, std::u16string(line.begin(), line.end()).c_str());  // ASCII, so widening is enough
+    } catch (...) {
+        return false;
+    }
     return true;
 }
 

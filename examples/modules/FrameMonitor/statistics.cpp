@@ -1,17 +1,16 @@
 // statistics.cpp - counting frames and writing the report.
 #include "examples/modules/FrameMonitor/statistics.h"
 
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
 #include <algorithm>
 #include <vector>
+
+#include "core/json_writing.h"
 
 namespace {
 
 constexpr double US_PER_SECOND = 1e6;
 
-using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
+using Writer = JsonWriter;
 
 void writeLatencies(Writer& writer, std::vector<std::int64_t> latencies) {
     std::sort(latencies.begin(), latencies.end());
@@ -103,7 +102,7 @@ double Statistics::framesPerSecond() const {
 }
 
 std::string Statistics::report(std::int64_t nowUs) const {
-    rapidjson::StringBuffer text;
+    JsonText text;
     Writer writer(text);
     const auto count = [&writer](const char* name, std::uint64_t value) {
         writer.Key(name);
