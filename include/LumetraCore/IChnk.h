@@ -33,7 +33,8 @@ struct IChnk {
     std::int32_t width;            ///< pixels in a row of level 0
     std::int32_t height;           ///< rows of level 0
     std::int32_t frameIndex;       ///< the pusher's number for the frame
-    std::int32_t size;             ///< bytes of the pixel buffer, all levels
+    std::int32_t size;             ///< bytes of the pixel buffer; levels that the engine derived from a grey
+                                   ///< frame lie behind them, and are there all the same
     std::string descriptor;        ///< UTF-8 text that came with the frame, normally JSON
     LUMETRA_IMGFORMATTYPE format;  ///< pixel layout of every level; unset in a default chunk
     std::shared_ptr<dPtr> data;    ///< never null

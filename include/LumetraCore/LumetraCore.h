@@ -2,8 +2,10 @@
  *
  * Text is UTF-16, ends with a 0 unit and must not be null. Text with an unpaired surrogate leaves the
  * call as std::range_error ("wstring_convert: to_bytes error") before anything else happens; a frame
- * or buffer that memory has no room for leaves it as std::bad_alloc. Nothing else is thrown, but for
- * what a module's own entry points throw.
+ * or buffer that memory has no room for leaves it as std::bad_alloc. Nothing else is thrown, but for what a
+ * module's own entry points throw, std::system_error where LumetraCore_initialize cannot start a thread, and
+ * on Apple the system's error where capture devices change while LumetraCore_enumerateAVDevicesNative lists
+ * them. Exceptions do not cross into C or managed code safely: check text and sizes before the call there.
  *
  * A function that names a "no engine" value returns it, and does nothing else, while there is none.
  * LumetraCore_initialize and LumetraCore_destroy must not overlap any other call; between the two any
@@ -18,8 +20,8 @@
  *  A second call changes nothing. */
 LUMETRA_EXPORT void LumetraCore_initialize(void);
 
-/** Ends the engine after running every conversion and notification already queued. Harmless without an
- *  engine. Modules are neither told nor closed: remove them first. */
+/** Call it before the process ends. Ends the engine after running every conversion and notification already
+ * queued. Harmless without an engine. Modules are neither told nor closed: remove them first. */
 LUMETRA_EXPORT void LumetraCore_destroy(void);
 
 /** Commands the engine (moduleId 0) or a module.
@@ -52,8 +54,9 @@ LUMETRA_EXPORT int LumetraCore_unregisterDllByName(const char16_t* name);
 /** Sets a callback of the engine (moduleId 0: CB_LOG, CB_HOSTTEXT) or of a module.
  *  For a module and CB_PUSHNATIVEIMAGE the engine hands out its own LUMETRA_PUSHFN in place of `function`
  *  and needs `user` to be null; a null `user` always reaches a module as the engine's address.
- *  @param function  the callback; must stay callable until it is replaced or unregistered. Null is stored
- *                   as it is: no log, or no text exchange
+ *  @param function  the callback. On other threads it may still be running, or just begin, when it is
+ * replaced or unregistered: what it uses must live until frames have ceased, at the latest until
+ *                   LumetraCore_destroy has returned. Null is stored as it is: no log, or no text exchange
  *  @param user      stored, never passed to the engine's own callbacks
  *  @return engine: 1 stored, 0 kind not supported; module: its own result, 0 if it is unknown or takes no
  *          callbacks; no engine: 0 */
@@ -77,7 +80,8 @@ LUMETRA_EXPORT int32_t LumetraCore_getStatus(int32_t moduleId);
 
 /** Hands one camera frame to the engine, which copies the pixels before it returns.
  *  Width, height and format are those of the configuration. Push at most one frame a millisecond: of two
- *  that arrive in the same one only the later is kept.
+ *  that arrive in the same one only the later is kept, and it is converted twice (a flip undoes itself) and
+ *  told twice, so that its pixels may change while modules look at them.
  *  @param data        borrowed: the frame in the configured format, then its smaller levels if any
  *  @param size        bytes at `data`; what exceeds the frame's buffer is left out, a negative count
  *                     copies nothing

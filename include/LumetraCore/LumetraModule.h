@@ -33,7 +33,7 @@ LUMETRA_MODULE_EXPORT void initialize(const char* configuration);
 /// [host thread]
 LUMETRA_MODULE_EXPORT int registerCallback(LUMETRA_CBTYPE kind, void* function, void* user);
 
-/// The function given for `kind` must not be called after the return. 1 done, 0 not. [host thread]
+/// The function given for `kind` must not be called once this has returned. 1 done, 0 not. [host thread]
 LUMETRA_MODULE_EXPORT int unregisterCallback(LUMETRA_CBTYPE kind);
 
 /// Writes the kinds that registerCallback takes to the caller's array; returns how many. [host thread]
@@ -51,8 +51,10 @@ LUMETRA_MODULE_EXPORT void notifyNewData(std::uint64_t chunkId, std::shared_ptr<
 /// Any number; STATUS_READY is the one a host expects of a working module. [host thread]
 LUMETRA_MODULE_EXPORT std::int32_t getStatus();
 
-/// The last call: the library is closed on return, or as soon as a notification still running returns.
-/// Join your threads and stop pushing first. [host thread]
+/// The last call to begin: the library is closed on return, or as soon as a notification still running
+/// returns. Such a notification goes on during and after this call, so free nothing that it uses; statics may
+/// be left to the unloading. Join your threads and stop pushing first. If this throws, the module stays
+/// registered and may be removed again. [host thread]
 LUMETRA_MODULE_EXPORT void destroy();
 
 #endif

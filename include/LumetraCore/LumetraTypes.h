@@ -75,18 +75,28 @@ LUMETRA_ENUM(LUMETRA_CBTYPE){
 };
 
 /** Log sink. `text` is borrowed for the call. Runs on whichever thread logs, several at once.
- *  The engine always logs at level 0. An exception that leaves the sink is dropped. */
+ *  The engine always logs at level 0 and drops an exception that leaves the sink; a module that was handed
+ *  the sink may not, so let none leave. It must not call LumetraCore_setNativeTexturePointer, which logs
+ *  with its record locked. */
 typedef void (*LUMETRA_LOGFN)(int32_t level, const char16_t* text);
 
 /** Shows a module's frame descriptor to the host and takes the descriptor that travels with the frame.
- *  `text` is borrowed for the call. The engine passes null as `unused` and copies the reply at once;
- *  the reply stays the host's and must live until the engine has copied it. */
+ *  `text` is borrowed for the call; with "forwardNativeImage" on it is compact JSON, "null" where the
+ *  module's text was none. The engine passes null as `unused` and copies the reply at once; the reply stays
+ *  the host's and must live until then. A null reply counts as an empty text. Runs on the modules' threads,
+ *  several at once; what it throws reaches the module that pushes. */
 typedef const char16_t* (*LUMETRA_HOSTTEXTFN)(void* unused, const char16_t* text);
 
 /** Pushes a module's own frame, as LumetraCore_pushImageData does for a host: 1 taken, 0 not configured.
- *  `context` is the user pointer that came with the function; `descriptor` is UTF-8.
- *  While "forwardNativeImage" is on and the configured format is YUYV, `data` must hold
- *  2 x width x height bytes whatever `size` says: that many are read. */
+ *  `context` is the user pointer that came with the function; `descriptor` is UTF-8 and not null.
+ *
+ *  WHILE "forwardNativeImage" IS ON AND THE CONFIGURED FORMAT IS YUYV, `data` MUST HOLD
+ *  2 x width x height BYTES OF THE CONFIGURED SIZE, whatever `size` says: that many are read.
+ *
+ *  With forwarding on a descriptor that is no JSON, or nests deeper than 1,000 levels, travels as "null";
+ *  the picture of a frame whose JPEG exceeds 1,048,576 bytes is cut off there and does not decode whole.
+ *  Throws, so catch on a thread of your own: std::bad_alloc (no memory, or a size beyond 31 bits),
+ *  std::range_error (descriptor or reply is no valid text), and what the host's callback throws. */
 typedef int (*LUMETRA_PUSHFN)(void* context, const unsigned char* data, int size, const char* descriptor,
                               int frameIndex);
 
