@@ -37,6 +37,11 @@ struct EngineProbe {
             engine.m_threadPool->enqueue([opened] { opened.wait(); });
     }
 
+    template <class Task>
+    static void enqueue(LumetraCoreExecutor& engine, Task task) {
+        engine.m_threadPool->enqueue(task);
+    }
+
     static void convert(LumetraCoreExecutor& engine, std::uint64_t id, int flags) {
         engine.convertImageData(id, static_cast<LUMETRA_CONVERSIONMODIFIER>(flags));
     }
