@@ -4,9 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// Never destroyed: a module may still push while the process ends.
-static const std::string& base64_chars =
-    *new std::string("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
+static const std::string base64_chars = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 namespace {
 

@@ -23,20 +23,18 @@ enum LUMETRA_FNTYPE : std::int32_t {
     FN_DESTROY = 8
 };
 
-/// The exported symbol of each kind, looked up as it stands. Never destroyed: a process that ends without
-/// LumetraCore_destroy still has workers that read it.
-static const std::map<LUMETRA_FNTYPE, const std::string>& LUMETRA_FNNAMES =
-    *new std::map<LUMETRA_FNTYPE, const std::string>{
-        {FN_GETMODULEID, "getModuleID"},
-        {FN_INITIALIZE, "initialize"},
-        {FN_REGISTERCALLBACK, "registerCallback"},
-        {FN_UNREGISTERCALLBACK, "unregisterCallback"},
-        {FN_GETSUPPORTEDCALLBACKS, "getSupportedCallbacks"},
-        {FN_COMMAND, "command"},
-        {FN_NOTIFYNEWDATA, "notifyNewData"},
-        {FN_GETSTATUS, "getStatus"},
-        {FN_DESTROY, "destroy"},
-    };
+/// The exported symbol of each kind, looked up as it stands.
+static const std::map<LUMETRA_FNTYPE, const std::string> LUMETRA_FNNAMES = {
+    {FN_GETMODULEID, "getModuleID"},
+    {FN_INITIALIZE, "initialize"},
+    {FN_REGISTERCALLBACK, "registerCallback"},
+    {FN_UNREGISTERCALLBACK, "unregisterCallback"},
+    {FN_GETSUPPORTEDCALLBACKS, "getSupportedCallbacks"},
+    {FN_COMMAND, "command"},
+    {FN_NOTIFYNEWDATA, "notifyNewData"},
+    {FN_GETSTATUS, "getStatus"},
+    {FN_DESTROY, "destroy"},
+};
 
 using GetModuleIdFn = std::int32_t();
 using InitializeFn = void(const char* configuration);
