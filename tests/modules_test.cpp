@@ -9,6 +9,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 namespace {
 
@@ -242,22 +243,19 @@ TEST_F(Modules, ThatThrowDoNotKeepOthersFromAFrame) {
 TEST_F(Modules, RemovedDuringANotificationStayMappedUntilItReturns) {
     load("Recorder");
     RecorderControl* const control = recorder("Recorder");
-    control->holdNotifications(true);
+    NotificationGate gate;
+    control->holdNotificationsAt(gate);
     store(77);
-    for (std::uint32_t i = 0; i < workerCount(std::thread::hardware_concurrency()); ++i)
-        EngineProbe::notify(engine, 77);  // one waits on every worker
-    waitUntil([&] {
-        return control->heldNotifications() ==
-               static_cast<int>(workerCount(std::thread::hardware_concurrency()));
-    });
+    const int workers = static_cast<int>(workerCount(std::thread::hardware_concurrency()));
+    for (int i = 0; i < workers; ++i) EngineProbe::notify(engine, 77);  // one waits on every worker
+    waitUntil([&] { return gate.waiting() == workers; });
     EngineProbe::notify(engine, 77);  // queued behind them
     EXPECT_EQ(1, engine.unregisterDllByID(7));
     EXPECT_THAT(EngineProbe::modules(engine), IsEmpty());
     EXPECT_THAT(control->takeCalls(), ElementsAre("destroy")) << "mapped still, and told";
+    EXPECT_THAT(control->takeNotifications(), SizeIs(workers)) << "none that began afterwards";
 
-    void* const handle = dlopen("Recorder.framework/Recorder", RTLD_LAZY | RTLD_NOLOAD);
-    control->holdNotifications(false);  // must not lose its own code while it returns
-    dlclose(handle);
+    gate.open();  // they must not lose their own code while they return
     EngineProbe::drainPool(engine);
     EXPECT_FALSE(isMapped("Recorder"));
 }

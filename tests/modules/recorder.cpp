@@ -4,8 +4,6 @@
 
 #include <LumetraCore/LumetraModule.h>
 
-#include <condition_variable>
-#include <mutex>
 #include <stdexcept>
 
 namespace {
@@ -16,12 +14,10 @@ struct OwnError {
 
 struct State {
     std::mutex mutex;
-    std::condition_variable changed;
     std::vector<std::string> calls;
     std::vector<Notification> notifications;
-    bool held = false;
+    NotificationGate* gate = nullptr;
     bool throwing = false;
-    int waiting = 0;
 };
 
 inline State& state() {
@@ -45,14 +41,9 @@ public:
         const std::lock_guard lock(state().mutex);
         return std::move(state().notifications);
     }
-    void holdNotifications(bool hold) override {
+    void holdNotificationsAt(NotificationGate& gate) override {
         const std::lock_guard lock(state().mutex);
-        state().held = hold;
-        state().changed.notify_all();
-    }
-    int heldNotifications() override {
-        const std::lock_guard lock(state().mutex);
-        return state().waiting;
+        state().gate = &gate;
     }
     void throwAlways(bool throwing) override {
         const std::lock_guard lock(state().mutex);
@@ -94,13 +85,13 @@ int command(LUMETRA_CMDTYPE command, const char* text) {
     return 44;
 }
 void notifyNewData(std::uint64_t chunkId, std::shared_ptr<IChnk> chunk) {
+    NotificationGate* gate = nullptr;
     {
-        std::unique_lock lock(state().mutex);
-        ++state().waiting;
-        state().changed.wait(lock, [] { return !state().held; });
-        --state().waiting;
+        const std::lock_guard lock(state().mutex);
         state().notifications.push_back({chunkId, chunk});
+        gate = state().gate;
     }
+    if (gate != nullptr) gate->pass();
     record("notifyNewData");
 }
 std::int32_t getStatus() {

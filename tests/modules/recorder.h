@@ -6,6 +6,8 @@
 #include <LumetraCore/IChnk.h>
 #include <dlfcn.h>
 
+#include <condition_variable>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -14,13 +16,38 @@ struct Notification {
     std::shared_ptr<IChnk> chunk;
 };
 
+/// Where notifications wait on their workers. It is the test's own, so that opening it touches nothing of a
+/// module that may be gone with the last of them.
+class NotificationGate {
+public:
+    void pass() {
+        std::unique_lock lock(mutex);
+        ++count;
+        opened.wait(lock, [this] { return isOpen; });
+    }
+    void open() {
+        const std::lock_guard lock(mutex);
+        isOpen = true;
+        opened.notify_all();
+    }
+    int waiting() {
+        const std::lock_guard lock(mutex);
+        return count;
+    }
+
+private:
+    std::mutex mutex;
+    std::condition_variable opened;
+    bool isOpen = false;
+    int count = 0;
+};
+
 class RecorderControl {
 public:
     virtual ~RecorderControl() = default;
     virtual std::vector<std::string> takeCalls() = 0;
     virtual std::vector<Notification> takeNotifications() = 0;
-    virtual void holdNotifications(bool hold) = 0;  ///< they wait on their workers
-    virtual int heldNotifications() = 0;
+    virtual void holdNotificationsAt(NotificationGate& gate) = 0;
     virtual void throwAlways(bool throwing) = 0;  ///< every entry point, after it was written down
 
     void* lastFunction = nullptr;
