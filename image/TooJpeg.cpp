@@ -44,7 +44,7 @@ struct Job {
 // The parts of a file that are not entropy-coded.
 class SegmentWriter {
 public:
-    explicit SegmentWriter(ByteSink output) : m_output(output) {}
+    explicit SegmentWriter(Output& output) : m_output(output) {}
 
     void marker(Marker marker) { bytes({0xFF, marker}); }
 
@@ -55,26 +55,26 @@ public:
     }
 
     void word(std::size_t value) {
-        m_output(static_cast<unsigned char>(value >> 8));
-        m_output(static_cast<unsigned char>(value));
+        m_output.put(static_cast<std::uint8_t>(value >> 8));
+        m_output.put(static_cast<std::uint8_t>(value));
     }
 
     void bytes(std::initializer_list<std::uint8_t> values) { range(values); }
 
     template <class Range>
     void range(const Range& values) {
-        for (const auto value : values) m_output(static_cast<unsigned char>(value));
+        for (const auto value : values) m_output.put(static_cast<std::uint8_t>(value));
     }
 
     template <std::size_t SYMBOLS>
     void huffmanTable(std::uint8_t classAndId, const HuffmanTable<SYMBOLS>& table) {
-        m_output(classAndId);
+        m_output.put(classAndId);
         range(table.counts);
         range(table.symbols);
     }
 
 private:
-    ByteSink m_output;
+    Output& m_output;
 };
 
 void writeComment(SegmentWriter& file, const char* comment) {
@@ -143,23 +143,42 @@ public:
           m_chrominanceDivisors(divisorsOf(job.tables.chrominance)) {}
 
     void write() {
+        if (!m_job.isRGB) return writeGrey();
         const int unit = m_job.downsample ? 2 * BLOCK_SIDE : BLOCK_SIDE;
         for (int top = 0; top < m_job.picture.height; top += unit) {
             for (int left = 0; left < m_job.picture.width; left += unit) {
                 if (m_job.downsample)
                     writeDownsampled(top, left);
-                else if (m_job.isRGB)
-                    writeColour(top, left);
                 else
-                    writeGrey(top, left);
+                    writeColour(top, left);
             }
         }
     }
 
 private:
-    void writeGrey(int top, int left) {
-        sampleGrey(m_job.picture, top, left, m_blocks.luminance);
-        writeLuminance();
+    // Some blocks at a time, arithmetic first: coding bits stumbles over its branches, and would take what
+    // a processor has already begun of the next block's arithmetic down with it.
+    void writeGrey() {
+        std::array<QuantisedBlock, 32> blocks;
+        std::size_t count = 0;
+        for (int top = 0; top < m_job.picture.height; top += BLOCK_SIDE) {
+            for (int left = 0; left < m_job.picture.width; left += BLOCK_SIDE) {
+                ByteBlock edge;
+                const GreyBlock grey = greyBlock(m_job.picture, top, left, edge);
+                m_transforms.ofGrey(grey.pixels, grey.stride, m_luminanceDivisors, blocks[count++]);
+                if (count < blocks.size()) continue;
+                writeQuantised(blocks.data(), count);
+                count = 0;
+            }
+        }
+        writeQuantised(blocks.data(), count);
+    }
+
+    void writeQuantised(const QuantisedBlock* blocks, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            encodeBlock(m_writer, blocks[i], m_luminanceDc, LUMINANCE_CODES);
+            m_luminanceDc = blocks[i].values[0];
+        }
     }
 
     void writeColour(int top, int left) {
@@ -189,13 +208,13 @@ private:
     }
 
     void writeBlock(Block& samples, const Block& divisors, const ComponentCodes& codes, int& previousDc) {
-        Coefficients coefficients;
-        m_transform(samples, divisors, coefficients);
-        encodeBlock(m_writer, coefficients, previousDc, codes);
-        previousDc = coefficients[0];
+        QuantisedBlock block;
+        m_transforms.ofSamples(samples, divisors, block);
+        encodeBlock(m_writer, block, previousDc, codes);
+        previousDc = block.values[0];
     }
 
-    const BlockTransform m_transform = fastestTransform();
+    const BlockTransforms m_transforms = fastestTransforms();
     BitWriter& m_writer;
     const Job& m_job;
     const Block m_luminanceDivisors;
@@ -206,8 +225,9 @@ private:
 
 }  // namespace
 
-bool writeJpeg(ByteSink output, const void* pixels, unsigned short width, unsigned short height, bool isRGB,
-               unsigned char quality, bool downsample, const char* comment) {
+bool writeJpegInRuns(RunSink output, void* context, const void* pixels, unsigned short width,
+                     unsigned short height, bool isRGB, unsigned char quality, bool downsample,
+                     const char* comment) {
     if (output == nullptr || pixels == nullptr || width == 0 || height == 0) return false;
 
     const std::size_t channels = isRGB ? 3 : 1;
@@ -216,13 +236,25 @@ bool writeJpeg(ByteSink output, const void* pixels, unsigned short width, unsign
                      isRGB && downsample,
                      {quantisationTable(LUMINANCE_QUANTISATION, quality),
                       quantisationTable(CHROMINANCE_QUANTISATION, quality)}};
-    SegmentWriter file(output);
+    Output collected(output, context);
+    SegmentWriter file(collected);
     writeHeader(file, job, comment);
-    BitWriter bits(output);
+    BitWriter bits(collected);
     ScanWriter(bits, job).write();
     bits.finish();
     file.marker(END_OF_IMAGE);
+    collected.flush();
     return true;
+}
+
+bool writeJpeg(ByteSink output, const void* pixels, unsigned short width, unsigned short height, bool isRGB,
+               unsigned char quality, bool downsample, const char* comment) {
+    if (output == nullptr) return false;
+    const auto byteByByte = [](void* sink, const unsigned char* bytes, std::size_t count) {
+        const ByteSink send = *static_cast<ByteSink*>(sink);
+        for (std::size_t i = 0; i < count; ++i) send(bytes[i]);
+    };
+    return writeJpegInRuns(byteByByte, &output, pixels, width, height, isRGB, quality, downsample, comment);
 }
 
 }  // namespace TooJpeg

@@ -2,22 +2,39 @@
 #ifndef LUMETRA_IMAGE_TOOJPEG_ENTROPY_H
 #define LUMETRA_IMAGE_TOOJPEG_ENTROPY_H
 
-#include "image/TooJpeg.h"
+#include "image/TooJpeg_output.h"
 #include "image/TooJpeg_transform.h"
 
 namespace TooJpeg {
 
-/// Up to 16 bits to send, the most significant first.
-struct BitCode {
-    std::uint16_t bits;
-    std::uint8_t length;
+/// Bits to send, the most significant first, and how many: 27 at most, a Huffman code with a value's bits.
+class BitCode {
+public:
+    constexpr BitCode() = default;
+    constexpr BitCode(std::uint32_t bits, int length)
+        : m_packed(static_cast<std::uint32_t>(length) << 27 | bits) {}
+
+    constexpr std::uint32_t bits() const { return m_packed & 0x7FFFFFF; }
+    constexpr int length() const { return static_cast<int>(m_packed >> 27); }
+
+    /// This code and then that one.
+    constexpr BitCode then(BitCode next) const {
+        return {bits() << next.length() | next.bits(), length() + next.length()};
+    }
+
+private:
+    std::uint32_t m_packed = 0;  // one load
 };
 
 using HuffmanCodes = std::array<BitCode, 256>;  // by symbol; length 0 for a symbol without a code
 
-/// The codes of a component.
+/// The codes of a component. Nearly all coefficients are small: theirs are ready with their value's bits.
 struct ComponentCodes {
+    static constexpr int SMALL = 64;  // values from -SMALL to SMALL - 1
+    static constexpr std::size_t RUNS = 16;
+
     HuffmanCodes dc, ac;
+    std::array<std::array<BitCode, 2 * SMALL>, RUNS> smallAc;  // by zeros before it, and value + SMALL
 };
 
 extern const ComponentCodes LUMINANCE_CODES;
@@ -26,32 +43,23 @@ extern const ComponentCodes CHROMINANCE_CODES;
 /// Packs bits into the bytes of entropy-coded data.
 class BitWriter {
 public:
-    explicit BitWriter(ByteSink output) : m_output(output) {}
-
-    /// @param length  of `bits`, at most 32
-    void append(std::uint32_t bits, unsigned length) {
-        m_buffer = m_buffer << length | bits;
-        m_pending += length;
-        if (m_pending >= 32) sendWord();
-    }
+    explicit BitWriter(Output& output) : m_output(output) {}
 
     /// Fills the last byte with ones and sends it. Call once, at the end.
     void finish();
 
 private:
-    void sendWord();
-    void sendByte(std::uint8_t byte);
+    friend class BlockBits;
 
-    ByteSink m_output;
-    std::uint64_t m_buffer = 0;  // the low m_pending bits are still to be sent
-    unsigned m_pending = 0;      // under 32 between calls
+    Output& m_output;
+    std::uint64_t m_buffer = 0;  // the low 64 - m_free bits are still to be sent
+    int m_free = 64;             // above 0 between blocks
 };
 
 /// Sends one block: the difference of its first coefficient to `previousDc`, then the others.
-/// @param coefficients  -1023 to 1023, but the first, which may differ from `previousDc` by up to 2047;
-///                      8-bit samples give no more than -1024 to 1020, and a difference of 2044
-void encodeBlock(BitWriter& writer, const Coefficients& coefficients, int previousDc,
-                 const ComponentCodes& codes);
+/// @param block  of -1023 to 1023, but the first, which may differ from `previousDc` by up to 2047;
+///               8-bit samples give no more than -1024 to 1020, and a difference of 2044
+void encodeBlock(BitWriter& writer, const QuantisedBlock& block, int previousDc, const ComponentCodes& codes);
 
 }  // namespace TooJpeg
 

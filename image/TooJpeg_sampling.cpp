@@ -64,17 +64,12 @@ std::size_t placeOf(int y, int x) {
 
 }  // namespace
 
-void sampleGrey(const Picture& picture, int top, int left, Block& luminance) {
-    if (top + BLOCK_SIDE <= picture.height && left + BLOCK_SIDE <= picture.width) {
-        const unsigned char* row = pixelAt(picture, top, left);
-        for (int y = 0; y < BLOCK_SIDE; ++y, row += picture.width)
-            for (int x = 0; x < BLOCK_SIDE; ++x)
-                luminance[placeOf(y, x)] = static_cast<float>(row[x]) - 128.0f;
-        return;
-    }
+GreyBlock greyBlock(const Picture& picture, int top, int left, ByteBlock& edge) {
+    if (top + BLOCK_SIDE <= picture.height && left + BLOCK_SIDE <= picture.width)
+        return {pixelAt(picture, top, left), static_cast<std::size_t>(picture.width)};
     for (int y = 0; y < BLOCK_SIDE; ++y)
-        for (int x = 0; x < BLOCK_SIDE; ++x)
-            luminance[placeOf(y, x)] = static_cast<float>(*pixelAt(picture, top + y, left + x)) - 128.0f;
+        for (int x = 0; x < BLOCK_SIDE; ++x) edge[placeOf(y, x)] = *pixelAt(picture, top + y, left + x);
+    return {edge.data(), BLOCK_SIDE};
 }
 
 void sampleLuminance(const Picture& picture, int top, int left, Block& luminance) {

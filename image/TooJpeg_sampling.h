@@ -21,7 +21,15 @@ struct ColourBlocks {
     Block luminance, blue, red;  // Y, Cb, Cr; grey has the first alone
 };
 
-void sampleGrey(const Picture& picture, int top, int left, Block& luminance);
+using ByteBlock = std::array<unsigned char, BLOCK_SIZE>;
+
+struct GreyBlock {
+    const unsigned char* pixels;
+    std::size_t stride;  // bytes from row to row
+};
+
+/// The pixels of one place: the picture's own, or `edge`, filled, where the block reaches past its edge.
+GreyBlock greyBlock(const Picture& picture, int top, int left, ByteBlock& edge);
 
 void sampleLuminance(const Picture& picture, int top, int left, Block& luminance);
 

@@ -58,6 +58,34 @@ void transformEight(float* values, int step) {
     transformOddPart(values, step, v0 - v7, v1 - v6, v2 - v5, v3 - v4);
 }
 
+void plainOfSamples(Block& samples, const Block& divisors, QuantisedBlock& quantised) {
+    for (int row = 0; row < BLOCK_SIDE; ++row) transformEight(samples.data() + row * BLOCK_SIDE, 1);
+    for (int column = 0; column < BLOCK_SIDE; ++column) transformEight(samples.data() + column, BLOCK_SIDE);
+
+    quantised.nonZero = 0;
+    for (std::size_t i = 0; i < BLOCK_SIZE; ++i) {
+        const std::size_t place = ZIGZAG[i];
+        const float quotient = samples[place] * divisors[place];
+        const float half = quotient >= 0.0f ? 0.5f : -0.5f;
+        quantised.values[i] = static_cast<std::int16_t>(quotient + half);
+        quantised.nonZero |= static_cast<std::uint64_t>(quantised.values[i] != 0) << i;
+    }
+}
+
+void plainOfGrey(const unsigned char* pixels, std::size_t stride, const Block& divisors,
+                 QuantisedBlock& quantised) {
+    Block samples;
+    for (std::size_t i = 0; i < BLOCK_SIZE; ++i)
+        samples[i] = static_cast<float>(pixels[i / BLOCK_SIDE * stride + i % BLOCK_SIDE]) - 128.0f;
+    plainOfSamples(samples, divisors, quantised);
+}
+
+#if defined(__x86_64__)
+bool hasAvx512() {
+    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw");
+}
+#endif
+
 }  // namespace
 
 ByteTable quantisationTable(const ByteTable& typical, unsigned char quality) {
@@ -79,31 +107,31 @@ Block divisorsOf(const ByteTable& quantisation) {
     return divisors;
 }
 
-void plainTransform(Block& samples, const Block& divisors, Coefficients& coefficients) {
-    for (int row = 0; row < BLOCK_SIDE; ++row) transformEight(samples.data() + row * BLOCK_SIDE, 1);
-    for (int column = 0; column < BLOCK_SIDE; ++column) transformEight(samples.data() + column, BLOCK_SIDE);
-
-    for (std::size_t i = 0; i < BLOCK_SIZE; ++i) {
-        const std::size_t place = ZIGZAG[i];
-        const float quantised = samples[place] * divisors[place];
-        const float half = quantised >= 0.0f ? 0.5f : -0.5f;
-        coefficients[i] = static_cast<std::int16_t>(quantised + half);
-    }
+BlockTransforms plainTransforms() {
+    return {"plain", plainOfSamples, plainOfGrey};
 }
 
-std::vector<NamedTransform> usableTransforms() {
-    std::vector<NamedTransform> usable = {{"plain", plainTransform}};
+std::vector<BlockTransforms> usableTransforms() {
+    std::vector<BlockTransforms> usable = {plainTransforms()};
 #if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx2")) usable.push_back({"avx2", avx2Transform});
+    if (__builtin_cpu_supports("avx2")) usable.push_back(avx2Transforms());
+    if (hasAvx512()) usable.push_back(avx512Transforms());
+#elif defined(__aarch64__)
+    usable.push_back(neonTransforms());
 #endif
     return usable;
 }
 
-BlockTransform fastestTransform() {
+BlockTransforms fastestTransforms() {
 #if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx2")) return avx2Transform;
+    if (hasAvx512()) return avx512Transforms();
+    if (__builtin_cpu_supports("avx2")) return avx2Transforms();
+    return plainTransforms();
+#elif defined(__aarch64__)
+    return neonTransforms();
+#else
+    return plainTransforms();
 #endif
-    return plainTransform;
 }
 
 }  // namespace TooJpeg

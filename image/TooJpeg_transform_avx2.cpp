@@ -1,107 +1,83 @@
-// TooJpeg_transform_avx2.cpp - the transform with eight values at a time; built for x86-64 only.
-// The same operations on the same values in the same order as the plain form, so the same coefficients. The
-// target has no fused operations that a compiler could put in their place.
+// TooJpeg_transform_avx2.cpp - the transform for processors with AVX2; built for x86-64 only.
+// Zigzag order comes from byte shuffles: each of its rows of eight gathers what it takes from every pair of
+// rows, and zeros for the rest.
 #if defined(__x86_64__)
-#include "image/TooJpeg_exact.h"
-// First, for what it switches off.
-#include <immintrin.h>
-
-#include "image/TooJpeg_transform.h"
-
-#define AVX2 __attribute__((target("avx2")))
+#include "image/TooJpeg_transform_x86.h"
 
 namespace TooJpeg {
 
 namespace {
 
-struct Rows {
-    __m256 row[BLOCK_SIDE];
+struct alignas(32) Shuffle {
+    std::uint8_t from[32];  // within each half of 16 bytes; 0x80 gives 0
 };
 
-AVX2 inline __m256 add(__m256 a, __m256 b) {
-    return _mm256_add_ps(a, b);
-}
-AVX2 inline __m256 subtract(__m256 a, __m256 b) {
-    return _mm256_sub_ps(a, b);
-}
-AVX2 inline __m256 scale(__m256 a, float factor) {
-    return _mm256_mul_ps(a, _mm256_set1_ps(factor));
-}
-
-// One pass down every column.
-AVX2 inline void transformColumns(Rows& rows) {
-    __m256* const v = rows.row;
-    const __m256 sum07 = add(v[0], v[7]), diff07 = subtract(v[0], v[7]);
-    const __m256 sum16 = add(v[1], v[6]), diff16 = subtract(v[1], v[6]);
-    const __m256 sum25 = add(v[2], v[5]), diff25 = subtract(v[2], v[5]);
-    const __m256 sum34 = add(v[3], v[4]), diff34 = subtract(v[3], v[4]);
-
-    const __m256 outerSum = add(sum07, sum34), outerDifference = subtract(sum07, sum34);
-    const __m256 innerSum = add(sum16, sum25), innerDifference = subtract(sum16, sum25);
-    const __m256 rotated = scale(add(innerDifference, outerDifference), 0.707106781f);
-    v[0] = add(outerSum, innerSum);
-    v[4] = subtract(outerSum, innerSum);
-    v[2] = add(outerDifference, rotated);
-    v[6] = subtract(outerDifference, rotated);
-
-    const __m256 low = add(diff34, diff25), middle = add(diff25, diff16), high = add(diff16, diff07);
-    const __m256 shared = scale(subtract(low, high), 0.382683433f);
-    const __m256 lowRotated = add(scale(low, 0.541196100f), shared);
-    const __m256 highRotated = add(scale(high, 1.306562965f), shared);
-    const __m256 middleRotated = scale(middle, 0.707106781f);
-    const __m256 plus = add(diff07, middleRotated), minus = subtract(diff07, middleRotated);
-    v[5] = add(minus, lowRotated);
-    v[3] = subtract(minus, lowRotated);
-    v[1] = add(plus, highRotated);
-    v[7] = subtract(plus, highRotated);
-}
-
-AVX2 inline void transpose(Rows& rows) {
-    __m256* const v = rows.row;
-    __m256 pairs[BLOCK_SIDE], quads[BLOCK_SIDE];
-    for (int i = 0; i < BLOCK_SIDE; i += 2) {
-        pairs[i] = _mm256_unpacklo_ps(v[i], v[i + 1]);
-        pairs[i + 1] = _mm256_unpackhi_ps(v[i], v[i + 1]);
+// Of a zigzag row and a pair of rows. The two halves hold one row of the block each.
+constexpr Shuffle zigzagShuffle(std::size_t zigzagRow, std::size_t pair) {
+    Shuffle shuffle = {};
+    for (auto& from : shuffle.from) from = 0x80;
+    for (std::size_t i = 0; i < BLOCK_SIDE; ++i) {
+        const std::size_t place = ZIGZAG[zigzagRow * BLOCK_SIDE + i];
+        if (place / 16 != pair) continue;
+        const std::size_t half = place / BLOCK_SIDE % 2;
+        for (std::size_t byte = 0; byte < 2; ++byte)
+            shuffle.from[half * 16 + 2 * i + byte] = static_cast<std::uint8_t>(place % BLOCK_SIDE * 2 + byte);
     }
-    for (int i = 0; i < BLOCK_SIDE; i += 4) {
-        quads[i] = _mm256_shuffle_ps(pairs[i], pairs[i + 2], _MM_SHUFFLE(1, 0, 1, 0));
-        quads[i + 1] = _mm256_shuffle_ps(pairs[i], pairs[i + 2], _MM_SHUFFLE(3, 2, 3, 2));
-        quads[i + 2] = _mm256_shuffle_ps(pairs[i + 1], pairs[i + 3], _MM_SHUFFLE(1, 0, 1, 0));
-        quads[i + 3] = _mm256_shuffle_ps(pairs[i + 1], pairs[i + 3], _MM_SHUFFLE(3, 2, 3, 2));
-    }
-    for (int i = 0; i < 4; ++i) {
-        v[i] = _mm256_permute2f128_ps(quads[i], quads[i + 4], 0x20);
-        v[i + 4] = _mm256_permute2f128_ps(quads[i], quads[i + 4], 0x31);
-    }
+    return shuffle;
 }
 
-// Times the divisors, then to the nearest whole number, halves away from 0: half of the value's own sign is
-// added and the rest cut off. A value of -0 gives 0 either way.
-AVX2 inline __m256i quantise(__m256 row, const float* divisors) {
-    const __m256 quantised = _mm256_mul_ps(row, _mm256_loadu_ps(divisors));
-    const __m256 sign = _mm256_and_ps(quantised, _mm256_set1_ps(-0.0f));
-    return _mm256_cvttps_epi32(_mm256_add_ps(quantised, _mm256_or_ps(sign, _mm256_set1_ps(0.5f))));
+constexpr auto zigzagShuffles() {
+    std::array<std::array<Shuffle, BLOCK_SIDE / 2>, BLOCK_SIDE> shuffles{};
+    for (std::size_t row = 0; row < BLOCK_SIDE; ++row)
+        for (std::size_t pair = 0; pair < BLOCK_SIDE / 2; ++pair)
+            shuffles[row][pair] = zigzagShuffle(row, pair);
+    return shuffles;
+}
+
+constexpr auto ZIGZAG_SHUFFLES = zigzagShuffles();
+
+AVX2 inline __m128i zigzagRow(const Quantised& quantised, std::size_t row) {
+    __m256i gathered = _mm256_setzero_si256();
+    for (std::size_t pair = 0; pair < BLOCK_SIDE / 2; ++pair) {
+        const auto* const from = reinterpret_cast<const __m256i*>(ZIGZAG_SHUFFLES[row][pair].from);
+        gathered =
+            _mm256_or_si256(gathered, _mm256_shuffle_epi8(quantised.rows[pair], _mm256_load_si256(from)));
+    }
+    return _mm_or_si128(_mm256_castsi256_si128(gathered), _mm256_extracti128_si256(gathered, 1));
+}
+
+AVX2 inline void finish(const Quantised& quantised, QuantisedBlock& out) {
+    std::uint64_t zeros = 0;
+    for (std::size_t row = 0; row < BLOCK_SIDE; row += 2) {
+        const __m128i first = zigzagRow(quantised, row), second = zigzagRow(quantised, row + 1);
+        auto* const place = reinterpret_cast<__m128i*>(out.values.data() + row * BLOCK_SIDE);
+        _mm_storeu_si128(place, first);
+        _mm_storeu_si128(place + 1, second);
+        const __m128i none = _mm_setzero_si128();
+        const int bits =
+            _mm_movemask_epi8(_mm_packs_epi16(_mm_cmpeq_epi16(first, none), _mm_cmpeq_epi16(second, none)));
+        zeros |= static_cast<std::uint64_t>(static_cast<unsigned>(bits)) << row * BLOCK_SIDE;
+    }
+    out.nonZero = ~zeros;
+}
+
+AVX2 void ofSamples(Block& samples, const Block& divisors, QuantisedBlock& quantised) {
+    Rows columns;
+    loadColumns(samples, columns);
+    finish(transformAndQuantise(columns, divisors), quantised);
+}
+
+AVX2 void ofGrey(const unsigned char* pixels, std::size_t stride, const Block& divisors,
+                 QuantisedBlock& quantised) {
+    Rows columns;
+    loadGreyColumns(pixels, stride, columns);
+    finish(transformAndQuantise(columns, divisors), quantised);
 }
 
 }  // namespace
 
-AVX2 void avx2Transform(Block& samples, const Block& divisors, Coefficients& coefficients) {
-    Rows rows;
-    for (int i = 0; i < BLOCK_SIDE; ++i) rows.row[i] = _mm256_loadu_ps(samples.data() + i * BLOCK_SIDE);
-    transpose(rows);
-    transformColumns(rows);
-    transpose(rows);
-    transformColumns(rows);
-
-    alignas(32) std::int16_t natural[BLOCK_SIZE];
-    for (int i = 0; i < BLOCK_SIDE; i += 2) {
-        const float* const divisor = divisors.data() + i * BLOCK_SIDE;
-        const __m256i packed = _mm256_packs_epi32(quantise(rows.row[i], divisor),
-                                                  quantise(rows.row[i + 1], divisor + BLOCK_SIDE));
-        _mm256_store_si256(reinterpret_cast<__m256i*>(natural + i * BLOCK_SIDE),
-                           _mm256_permute4x64_epi64(packed, _MM_SHUFFLE(3, 1, 2, 0)));
-    }
-    for (std::size_t i = 0; i < BLOCK_SIZE; ++i) coefficients[i] = natural[ZIGZAG[i]];
+BlockTransforms avx2Transforms() {
+    return {"avx2", ofSamples, ofGrey};
 }
 
 }  // namespace TooJpeg

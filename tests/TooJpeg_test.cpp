@@ -374,37 +374,48 @@ TEST(TooJpeg, CalculatesTheSameOnEveryMachine) {
     std::uint64_t coefficientDigest = EMPTY_DIGEST;
     TooJpeg::Block samples, divisors;
     divisors.fill(2);
-    TooJpeg::Coefficients coefficients;
+    TooJpeg::QuantisedBlock quantised;
     const Bytes bytes = randomBytes(3 * 5000 * samples.size(), 13);
     for (auto next = bytes.begin(); next != bytes.end();) {
         for (float& sample : samples) {  // steps of 1/1000, as colours give them
             sample = static_cast<float>(299 * next[0] + 587 * next[1] + 114 * next[2]) / 1000.0f - 128.0f;
             next += 3;
         }
-        TooJpeg::plainTransform(samples, divisors, coefficients);
-        for (const auto value : coefficients)
+        TooJpeg::plainTransforms().ofSamples(samples, divisors, quantised);
+        for (const auto value : quantised.values)
             addToDigest(coefficientDigest, std::array{static_cast<std::uint16_t>(value)});
     }
     EXPECT_EQ(0x43ECDF8B5F21E5F7u, coefficientDigest);
 }
 
 TEST(Transforms, GiveThePlainFormsCoefficientsToTheBit) {
-    const auto transforms = TooJpeg::usableTransforms();
+    constexpr std::size_t STRIDE = 11;
+    const auto same = [](const TooJpeg::QuantisedBlock& expected, const TooJpeg::QuantisedBlock& actual) {
+        return expected.values == actual.values && expected.nonZero == actual.nonZero;
+    };
     std::mt19937 random(11);
     for (int round = 0; round < 20000; ++round) {
         const unsigned amplitude = 1u << (round % 9);  // from flat blocks to all the way
+        Bytes grey(8 * STRIDE);
         TooJpeg::Block samples;
-        for (float& sample : samples) sample = static_cast<float>(random() % amplitude) - 128.0f;
+        for (std::size_t i = 0; i < samples.size(); ++i) {
+            grey[i / 8 * STRIDE + i % 8] = static_cast<std::uint8_t>(random() % amplitude);
+            samples[i] = static_cast<float>(grey[i / 8 * STRIDE + i % 8]) - 128.0f;
+        }
         const auto divisors = TooJpeg::divisorsOf(TooJpeg::quantisationTable(
             TooJpeg::LUMINANCE_QUANTISATION, static_cast<unsigned char>(1 + round % 100)));
-        TooJpeg::Coefficients expected;
+        TooJpeg::QuantisedBlock expected;
         TooJpeg::Block working = samples;
-        TooJpeg::plainTransform(working, divisors, expected);
-        for (const auto& [name, transform] : transforms) {
-            TooJpeg::Coefficients actual;
+        TooJpeg::plainTransforms().ofSamples(working, divisors, expected);
+        for (std::size_t i = 0; i < samples.size(); ++i)
+            ASSERT_EQ(expected.values[i] != 0, (expected.nonZero >> i & 1) != 0);
+        for (const auto& transforms : TooJpeg::usableTransforms()) {
+            TooJpeg::QuantisedBlock ofSamples, ofGrey;
             working = samples;
-            transform(working, divisors, actual);
-            ASSERT_EQ(expected, actual) << name << ", round " << round;
+            transforms.ofSamples(working, divisors, ofSamples);
+            ASSERT_TRUE(same(expected, ofSamples)) << transforms.name << ", round " << round;
+            transforms.ofGrey(grey.data(), STRIDE, divisors, ofGrey);
+            ASSERT_TRUE(same(expected, ofGrey)) << transforms.name << ", grey, round " << round;
         }
     }
 }
