@@ -3,7 +3,10 @@
 // lone surrogate at the end of the text and accepts truncated UTF-8.
 #include "LumetraCore/utf_conversion.h"
 
+#include <array>
+#include <cstring>
 #include <stdexcept>
+#include <type_traits>
 
 namespace {
 
@@ -19,6 +22,47 @@ bool isHighSurrogate(char32_t unit) {
 }
 bool isLowSurrogate(char32_t unit) {
     return unit >= 0xDC00 && unit <= 0xDFFF;
+}
+
+// Most text is ASCII, which goes over a block at a time: out of the text into memory of its own, so that
+// compilers may work on all of it at once.
+template <class Unit>
+struct AsciiBlock {
+    static constexpr std::size_t SIZE = 16;
+    std::array<Unit, SIZE> units;
+
+    // False if the text at `i` is not a whole block of ASCII.
+    bool read(const std::basic_string<Unit>& text, std::size_t i) {
+        if (text.size() - i < SIZE) return false;
+        std::memcpy(units.data(), text.data() + i, sizeof units);
+        unsigned all = 0;
+        for (const Unit unit : units) all |= static_cast<std::make_unsigned_t<Unit>>(unit);
+        return all < 0x80;
+    }
+
+    template <class Other>
+    void appendTo(std::basic_string<Other>& text) const {
+        std::array<Other, SIZE> converted;
+        for (std::size_t k = 0; k < SIZE; ++k) converted[k] = static_cast<Other>(units[k]);
+        text.append(converted.data(), SIZE);
+    }
+};
+
+template <class To, class From, class AppendCodePoint>
+std::basic_string<To> convert(const std::basic_string<From>& text, AppendCodePoint appendCodePoint) {
+    std::basic_string<To> converted;
+    converted.reserve(text.size());
+    AsciiBlock<From> block;
+    for (std::size_t i = 0; i < text.size();) {
+        if (block.read(text, i)) {
+            block.appendTo(converted);
+            i += block.SIZE;
+        } else {
+            appendCodePoint(converted, i);
+            ++i;
+        }
+    }
+    return converted;
 }
 
 // The code point at `i`, which is moved to the last unit it takes.
@@ -84,18 +128,14 @@ void appendUtf16(std::u16string& units, char32_t code) {
 
 template <>
 std::string convertUTFFormatVto8<char16_t, char>(const std::u16string& text) {
-    std::string bytes;
-    bytes.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) appendUtf8(bytes, codePointAt(text, i));
-    return bytes;
+    return convert<char>(
+        text, [&](std::string& bytes, std::size_t& i) { appendUtf8(bytes, codePointAt(text, i)); });
 }
 
 template <>
 std::u16string convertUTFFormat8toV<char, char16_t>(const std::string& text) {
-    std::u16string units;
-    units.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) appendUtf16(units, codePointAt(text, i));
-    return units;
+    return convert<char16_t>(
+        text, [&](std::u16string& units, std::size_t& i) { appendUtf16(units, codePointAt(text, i)); });
 }
 
 template <>

@@ -1,33 +1,64 @@
-// base64.cpp - three bytes at a time into four characters.
+// base64.cpp - three bytes at a time into four characters, looked up two and two.
 #include "image/base64.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 static const std::string base64_chars = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 namespace {
 
-// The characters of 24 bits, the most significant first.
-void appendGroup(std::string& text, std::uint32_t group) {
-    for (int shift = 18; shift >= 0; shift -= 6) text += base64_chars[group >> shift & 63];
+// The two characters of every 12 bits.
+template <class Char>
+class Pairs {
+public:
+    Pairs() {
+        for (std::size_t bits = 0; bits < m_pairs.size(); ++bits)
+            m_pairs[bits] = {static_cast<Char>(base64_chars[bits >> 6]),
+                             static_cast<Char>(base64_chars[bits & 63])};
+    }
+
+    // The characters of 24 bits, the most significant first.
+    Char* write(Char* at, std::uint32_t group) const {
+        std::memcpy(at, m_pairs[group >> 12].data(), sizeof m_pairs[0]);
+        std::memcpy(at + 2, m_pairs[group & 0xFFF].data(), sizeof m_pairs[0]);
+        return at + 4;
+    }
+
+private:
+    std::array<std::array<Char, 2>, 4096> m_pairs;
+};
+
+std::uint32_t groupOf(const unsigned char* bytes) {
+    return static_cast<std::uint32_t>(bytes[0]) << 16 | static_cast<std::uint32_t>(bytes[1]) << 8 | bytes[2];
+}
+
+template <class Char>
+void append(std::basic_string<Char>& text, const unsigned char* bytes, std::size_t length) {
+    static const Pairs<Char> pairs;
+    const std::size_t before = text.size();
+    const std::size_t remainder = length % 3;
+    text.resize(before + (length + 2) / 3 * 4);
+    Char* at = text.data() + before;
+    for (const unsigned char* const end = bytes + (length - remainder); bytes != end; bytes += 3)
+        at = pairs.write(at, groupOf(bytes));
+    if (remainder == 0) return;
+
+    const unsigned char last[3] = {bytes[0], remainder == 2 ? bytes[1] : static_cast<unsigned char>(0), 0};
+    at = pairs.write(at, groupOf(last));
+    for (std::size_t i = remainder; i < 3; ++i) *--at = static_cast<Char>('=');
 }
 
 }  // namespace
 
 std::string base64_encode(const unsigned char* bytes, unsigned int length) {
     std::string text;
-    const unsigned int remainder = length % 3;
-    const std::size_t whole = length - remainder;
-    text.reserve((whole / 3 + 1) * 4);
-    for (std::size_t i = 0; i < whole; i += 3)
-        appendGroup(text, static_cast<std::uint32_t>(bytes[i]) << 16 |
-                              static_cast<std::uint32_t>(bytes[i + 1]) << 8 | bytes[i + 2]);
-    if (remainder == 0) return text;
-
-    std::uint32_t group = static_cast<std::uint32_t>(bytes[whole]) << 16;
-    if (remainder == 2) group |= static_cast<std::uint32_t>(bytes[whole + 1]) << 8;
-    appendGroup(text, group);
-    text.replace(text.size() - (3 - remainder), 3 - remainder, 3 - remainder, '=');
+    append(text, bytes, length);
     return text;
+}
+
+void appendBase64(std::u16string& text, const unsigned char* bytes, unsigned int length) {
+    append(text, bytes, length);
 }

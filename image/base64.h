@@ -8,4 +8,7 @@
 /// @param bytes  borrowed; may be null when `length` is 0
 std::string base64_encode(const unsigned char* bytes, unsigned int length);
 
+/// The same characters at the end of a UTF-16 text, without a detour.
+void appendBase64(std::u16string& text, const unsigned char* bytes, unsigned int length);
+
 #endif

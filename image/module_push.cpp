@@ -3,8 +3,11 @@
 // it wants one, and what it answers travels with the frame.
 #include "image/module_push.h"
 
+#include <algorithm>
+#include <cstring>
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include "LumetraCore/utf_conversion.h"
 #include "core/LumetraCoreExecutor.h"
@@ -17,16 +20,20 @@
 
 namespace {
 
-constexpr const char* IMAGE_MEMBER = "image";
 constexpr unsigned char JPEG_QUALITY = 90;
 
 std::mutex jpgMutex;  // one picture at a time; guards what follows
 unsigned char* m_jpgData = nullptr;
 unsigned int m_jpgDataSize = 0;
+unsigned char* greyPicture = nullptr;  // kept between frames: fresh memory costs more than filling it
+std::size_t greyPixels = 0;
 
 // A picture beyond the buffer is cut short; so is one whose engine has gone.
-void storeJpegByte(unsigned char byte) {
-    if (m_jpgData != nullptr && m_jpgDataSize < JPEG_CAPACITY) m_jpgData[m_jpgDataSize++] = byte;
+void storeJpeg(void*, const unsigned char* bytes, std::size_t count) {
+    if (m_jpgData == nullptr) return;
+    const std::size_t stored = std::min(count, std::size_t{JPEG_CAPACITY} - m_jpgDataSize);
+    std::memcpy(m_jpgData + m_jpgDataSize, bytes, stored);
+    m_jpgDataSize += static_cast<unsigned int>(stored);
 }
 
 // As intake would refuse the frame, before anything of it is read.
@@ -34,40 +41,56 @@ void refuseImpossibleSize(std::int32_t width, std::int32_t height) {
     bufferBytes(LUMETRA_IMGFORMAT_YUYV, width, height, 0, false);
 }
 
-// A base64 grey JPEG of a YUYV frame; empty where the size allows no picture.
-std::string encodePicture(const unsigned char* frame, std::int32_t width, std::int32_t height) {
-    if (width < 1 || height < 1) return {};
-    refuseImpossibleSize(width, height);
-
-    const std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-    const std::unique_ptr<unsigned char[]> grey(new unsigned char[pixels]);
-    greyKernels().evenBytes(frame, grey.get(), pixels);
-
-    const std::lock_guard lock(jpgMutex);
-    m_jpgDataSize = 0;
-    TooJpeg::writeJpeg(storeJpegByte, grey.get(), static_cast<unsigned short>(width),
-                       static_cast<unsigned short>(height), false, JPEG_QUALITY, false, "Native");
-    return base64_encode(m_jpgData, m_jpgDataSize);
+void releaseGreyPicture() {
+    delete[] greyPicture;
+    greyPicture = nullptr;
+    greyPixels = 0;
 }
 
-std::string askHost(LUMETRA_HOSTTEXTFN hostText, const std::string& text) {
-    const std::u16string converted = convertUTFFormat8toV<char, char16_t>(text);
-    const char16_t* const reply = hostText(nullptr, converted.c_str());
+// A grey JPEG of a YUYV frame into the JPEG buffer, whose lock is held.
+void encodePicture(const unsigned char* frame, std::int32_t width, std::int32_t height) {
+    const std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    if (greyPixels != pixels) {
+        releaseGreyPicture();  // first, so that there are never two
+        greyPicture = new unsigned char[pixels];
+        greyPixels = pixels;
+    }
+    greyKernels().evenBytes(frame, greyPicture, pixels);
+    TooJpeg::writeJpegInRuns(storeJpeg, nullptr, greyPicture, static_cast<unsigned short>(width),
+                             static_cast<unsigned short>(height), false, JPEG_QUALITY, false, "Native");
+}
+
+// Adds the picture to an object's text as its last member, where the size allows one an empty one. It needs
+// no escapes, and is too large to take the way through a document.
+void addPicture(std::u16string& object, const unsigned char* frame, std::int32_t width, std::int32_t height) {
+    const bool isEmpty = object.size() == 2;
+    object.pop_back();
+    object += isEmpty ? u"\"image\":\"" : u",\"image\":\"";
+    if (width >= 1 && height >= 1) {
+        refuseImpossibleSize(width, height);
+        const std::lock_guard lock(jpgMutex);
+        m_jpgDataSize = 0;
+        encodePicture(frame, width, height);
+        appendBase64(object, m_jpgData, m_jpgDataSize);
+    }
+    object += u"\"}";
+}
+
+std::string askHost(LUMETRA_HOSTTEXTFN hostText, const std::u16string& text) {
+    const char16_t* const reply = hostText(nullptr, text.c_str());
     return reply == nullptr ? std::string() : convertUTFFormatVto8<char16_t, char>(reply);
 }
 
-// The host's answer to the descriptor; `picture` travels there with it, never back.
-std::string exchangeWithPicture(LUMETRA_HOSTTEXTFN hostText, const char* descriptor,
-                                const std::string* picture) {
-    JsonDocument document = parseBoundedJson(descriptor);
-    if (picture != nullptr && document.IsObject()) {
-        JsonPool& pool = document.GetAllocator();
-        document.AddMember(
-            JsonValue(IMAGE_MEMBER, pool),
-            JsonValue(picture->data(), static_cast<rapidjson::SizeType>(picture->size()), pool), pool);
-    }
-    JsonDocument reply = parseBoundedJson(askHost(hostText, serialize(document)).c_str());
-    if (picture != nullptr && reply.IsObject()) reply.RemoveMember(IMAGE_MEMBER);
+// The host's answer to a descriptor of JSON. The picture of a YUYV frame travels there with it, never back.
+std::string exchangeJson(LUMETRA_HOSTTEXTFN hostText, const char* descriptor, const unsigned char* frame,
+                         const LumetraCoreExecutor::ICfg& cfg) {
+    const bool hasPicture = cfg.format == LUMETRA_IMGFORMAT_YUYV;
+    const JsonDocument document = parseBoundedJson(descriptor);
+    std::u16string text = convertUTFFormat8toV<char, char16_t>(serialize(document));
+    if (hasPicture && document.IsObject()) addPicture(text, frame, cfg.width, cfg.height);
+
+    JsonDocument reply = parseBoundedJson(askHost(hostText, text).c_str());
+    if (hasPicture && reply.IsObject()) reply.RemoveMember("image");
     return serialize(reply);
 }
 
@@ -85,6 +108,7 @@ void releaseJpegBuffer() {
     delete[] m_jpgData;
     m_jpgData = nullptr;
     m_jpgDataSize = 0;
+    releaseGreyPicture();
 }
 
 int LumetraCoreExecutor::pushNativeImage(void* context, const unsigned char* data, int size,
@@ -94,14 +118,8 @@ int LumetraCoreExecutor::pushNativeImage(void* context, const unsigned char* dat
     if (hostText == nullptr) return engine.pushImageData(data, size, descriptor, frameIndex);
 
     const ICfg cfg = engine.imageConfiguration();
-    std::string answer;
-    if (!cfg.forwardNativeImage) {
-        answer = askHost(hostText, descriptor);
-    } else if (cfg.format == LUMETRA_IMGFORMAT_YUYV) {
-        const std::string picture = encodePicture(data, cfg.width, cfg.height);
-        answer = exchangeWithPicture(hostText, descriptor, &picture);
-    } else {
-        answer = exchangeWithPicture(hostText, descriptor, nullptr);
-    }
+    const std::string answer = cfg.forwardNativeImage
+                                   ? exchangeJson(hostText, descriptor, data, cfg)
+                                   : askHost(hostText, convertUTFFormat8toV<char, char16_t>(descriptor));
     return engine.pushImageData(data, size, answer.c_str(), frameIndex);
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <optional>
 #include <string>
 #include <utility>
@@ -60,6 +61,12 @@ TEST(Base64, EncodesTheVectorsOfRfc4648AndTheEndsOfTheAlphabet) {
     };
     for (const auto& [bytes, text] : cases) EXPECT_EQ(text, encoded(bytes));
     EXPECT_EQ("", base64_encode(nullptr, 0));
+
+    std::u16string text = u"...";
+    for (const char* const word : {"foobar", "foo", "fo"})
+        appendBase64(text, reinterpret_cast<const unsigned char*>(word),
+                     static_cast<unsigned>(std::strlen(word)));
+    EXPECT_EQ(u"...Zm9vYmFyZm9vZm8=", text);
 }
 
 TEST(Base64, GivesBackRandomBytesOfEveryLength) {

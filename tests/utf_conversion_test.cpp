@@ -57,8 +57,14 @@ TEST(UtfConversion, CarriesEveryCodePointBothWays) {
 
 TEST(UtfConversion, WritesKnownTexts) {
     EXPECT_EQ("", toUtf8(u""));
-    EXPECT_EQ("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z", toUtf8(u"a\u00E9\u20AC\U0001F600z"));
-    EXPECT_EQ(u"a\u00E9\u20AC\U0001F600z", toUtf16("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z"));
+    for (std::size_t before = 0; before < 40; ++before) {  // ASCII goes in blocks
+        const std::string bytes =
+            std::string(before, 'a') + "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80" + std::string(39 - before, 'z');
+        const std::u16string units =
+            std::u16string(before, u'a') + u"\u00E9\u20AC\U0001F600" + std::u16string(39 - before, u'z');
+        EXPECT_EQ(bytes, toUtf8(units));
+        EXPECT_EQ(units, toUtf16(bytes));
+    }
 }
 
 TEST(UtfConversion, RefusesEveryUnpairedSurrogate) {
