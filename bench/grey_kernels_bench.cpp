@@ -2,7 +2,9 @@
 // this processor runs, beside libyuv doing the nearest thing it has.
 #include "image/grey_kernels.h"
 
-#include "bench/frame_sizes.h"
+#include <memory>
+
+#include "bench/side_by_side.h"
 
 #if defined(LUMETRA_HAS_LIBYUV)
 #include <libyuv.h>
@@ -10,45 +12,47 @@
 
 namespace {
 
-void greyInPlace(benchmark::State& state, GreyRun run, std::size_t bytesPerPixel) {
-    Bytes frame = randomBytes(bytesPerPixel * pixelsOf(state), 1);
-    for (auto _ : state) {
-        run(frame.data(), frame.data(), pixelsOf(state));
-        benchmark::ClobberMemory();
-    }
-    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(frame.size()));
-}
+using PeerRun = int (*)(const uint8_t*, int, uint8_t*, int, int, int);
 
+struct Format {
+    const char* name;
+    GreyRun GreyKernels::*run;
+    std::size_t bytesPerPixel;
+    PeerRun peer;
+};
+constexpr Format FORMATS[] = {
 #if defined(LUMETRA_HAS_LIBYUV)
-void libyuvInPlace(benchmark::State& state, int (*convert)(const uint8_t*, int, uint8_t*, int, int, int),
-                   int bytesPerPixel) {
-    const int width = static_cast<int>(state.range(0)), height = static_cast<int>(state.range(1));
-    Bytes frame = randomBytes(static_cast<std::size_t>(bytesPerPixel) * pixelsOf(state), 1);
-    for (auto _ : state) {
-        convert(frame.data(), bytesPerPixel * width, frame.data(), width, width, height);
-        benchmark::ClobberMemory();
-    }
-    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(frame.size()));
-}
+    {"rgb", &GreyKernels::fromRgb, 3, libyuv::RAWToJ400},
+    {"bgr", &GreyKernels::fromBgr, 3, libyuv::RGB24ToJ400},
+    {"bgra", &GreyKernels::fromBgra, 4, libyuv::ARGBToJ400},
+    {"yuyv", &GreyKernels::evenBytes, 2, libyuv::YUY2ToY},
+#else
+    {"rgb", &GreyKernels::fromRgb, 3, nullptr},
+    {"bgr", &GreyKernels::fromBgr, 3, nullptr},
+    {"bgra", &GreyKernels::fromBgra, 4, nullptr},
+    {"yuyv", &GreyKernels::evenBytes, 2, nullptr},
 #endif
+};
+
+void compareKernels(const Format& format, const GreyKernels& kernels, FrameSize size) {
+    const auto mine = std::make_shared<Bytes>(randomBytes(format.bytesPerPixel * size.pixels(), 1));
+    const auto theirs = std::make_shared<Bytes>(*mine);
+    const GreyRun run = kernels.*format.run;
+    Work peer;
+    if (format.peer != nullptr)
+        peer = [=, bytes = static_cast<int>(format.bytesPerPixel)] {
+            format.peer(theirs->data(), bytes * size.width, theirs->data(), size.width, size.width,
+                        size.height);
+        };
+    compare(
+        std::string("grey/") + format.name + "/" + kernels.name + "/" + size.name(),
+        [=] { run(mine->data(), mine->data(), size.pixels()); }, peer);
+}
 
 const bool registered = [] {
-    const std::tuple<const char*, GreyRun GreyKernels::*, std::size_t> runs[] = {
-        {"rgb", &GreyKernels::fromRgb, 3},
-        {"bgr", &GreyKernels::fromBgr, 3},
-        {"bgra", &GreyKernels::fromBgra, 4},
-        {"yuyv", &GreyKernels::evenBytes, 2}};
-    for (const auto& [format, run, bytesPerPixel] : runs)
+    for (const Format& format : FORMATS)
         for (const GreyKernels& kernels : usableGreyKernels())
-            benchmark::RegisterBenchmark((std::string(format) + "/" + kernels.name).c_str(), greyInPlace,
-                                         kernels.*run, bytesPerPixel)
-                ->Apply(frameSizes);
-#if defined(LUMETRA_HAS_LIBYUV)
-    benchmark::RegisterBenchmark("rgb/libyuv", libyuvInPlace, libyuv::RAWToJ400, 3)->Apply(frameSizes);
-    benchmark::RegisterBenchmark("bgr/libyuv", libyuvInPlace, libyuv::RGB24ToJ400, 3)->Apply(frameSizes);
-    benchmark::RegisterBenchmark("bgra/libyuv", libyuvInPlace, libyuv::ARGBToJ400, 4)->Apply(frameSizes);
-    benchmark::RegisterBenchmark("yuyv/libyuv", libyuvInPlace, libyuv::YUY2ToY, 2)->Apply(frameSizes);
-#endif
+            for (const FrameSize size : FRAME_SIZES) compareKernels(format, kernels, size);
     return true;
 }();
 

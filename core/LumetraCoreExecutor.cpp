@@ -1,6 +1,7 @@
 // LumetraCoreExecutor.cpp - the engine's beginning and end, its message queue and its event loop.
 #include "core/LumetraCoreExecutor.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "core/frame_timing.h"
@@ -47,12 +48,19 @@ LumetraCoreExecutor::~LumetraCoreExecutor() {
 }
 
 void LumetraCoreExecutor::runEventLoop() {
+    using Clock = FrameBuffers::Clock;
+    constexpr std::chrono::nanoseconds TURN(100'000);
     SleepPrecision precision;
+    Clock::time_point next = Clock::now();
     while (m_running) {
-        // While messages wait, every turn that oversleeps delays a frame; when idle, only power counts.
-        precision.set(runTurn());
-        m_frameBuffers->trim(FrameBuffers::Clock::now());
-        std::this_thread::sleep_for(std::chrono::nanoseconds(100'000));
+        const bool messagesWait = runTurn();
+        const Clock::time_point now = Clock::now();
+        m_frameBuffers->trim(now);
+        // Every message ahead of a frame's costs it a turn, so while messages wait turns keep their pace: a
+        // sleep that ends late shortens the one after it. When idle only power counts.
+        precision.set(messagesWait);
+        next = messagesWait ? std::max(next + TURN, now) : now + TURN;
+        std::this_thread::sleep_until(next);
     }
 }
 

@@ -3,19 +3,27 @@
 #include <immintrin.h>
 
 #include "image/grey_kernels.h"
-#include "image/grey_weights.h"
-
 #define AVX2 __attribute__((target("avx2")))
 
 namespace {
 
 constexpr std::size_t BLOCK = 32;  // pixels
 
-// Eight pixels of four bytes to eight grey values of 32 bits.
-AVX2 inline __m256i greyOf8(__m256i pixels, __m256i high, __m256i low) {
-    const __m256i highSums = _mm256_madd_epi16(_mm256_maddubs_epi16(pixels, high), _mm256_set1_epi16(256));
-    const __m256i lowSums = _mm256_madd_epi16(_mm256_maddubs_epi16(pixels, low), _mm256_set1_epi16(1));
-    return _mm256_srli_epi32(_mm256_add_epi32(highSums, lowSums), 15);
+// For pairs of 16-bit values, the first of them lowest in memory.
+constexpr int pairOf(int first, int second) {
+    return second << 16 | first;
+}
+constexpr int GREEN = pairOf(19235, 0);
+
+AVX2 inline __m256i load32(const std::uint8_t* src) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
+}
+
+// Eight grey values of 32 bits from red and blue, 16 bits each, and green with anything above it.
+AVX2 inline __m256i greyOf8(__m256i redAndBlue, __m256i green, int redAndBlueWeights) {
+    const __m256i outer = _mm256_madd_epi16(redAndBlue, _mm256_set1_epi32(redAndBlueWeights));
+    const __m256i inner = _mm256_madd_epi16(green, _mm256_set1_epi32(GREEN));
+    return _mm256_srli_epi32(_mm256_add_epi32(outer, inner), 15);
 }
 
 AVX2 inline void store32(std::uint8_t* dst, __m256i g0, __m256i g1, __m256i g2, __m256i g3) {
@@ -24,55 +32,60 @@ AVX2 inline void store32(std::uint8_t* dst, __m256i g0, __m256i g1, __m256i g2, 
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), _mm256_permutevar8x32_epi32(mixed, order));
 }
 
-AVX2 inline __m256i load32(const std::uint8_t* src) {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
+// Eight pixels of three bytes. Reads from 4 bytes before them to 4 behind, so that each half of the register
+// has four of them whole.
+AVX2 inline __m256i greyOf8Narrow(const std::uint8_t* src, int outerWeights) {
+    const __m256i pixels = load32(src - 4);
+    const __m256i outer = _mm256_setr_epi8(4, -1, 6, -1, 7, -1, 9, -1, 10, -1, 12, -1, 13, -1, 15, -1,  //
+                                           0, -1, 2, -1, 3, -1, 5, -1, 6, -1, 8, -1, 9, -1, 11, -1);
+    const __m256i inner = _mm256_setr_epi8(5, -1, -1, -1, 8, -1, -1, -1, 11, -1, -1, -1, 14, -1, -1, -1,  //
+                                           1, -1, -1, -1, 4, -1, -1, -1, 7, -1, -1, -1, 10, -1, -1, -1);
+    return greyOf8(_mm256_shuffle_epi8(pixels, outer), _mm256_shuffle_epi8(pixels, inner), outerWeights);
 }
 
-// Eight pixels of three bytes, widened to four. Reads 28 bytes.
-AVX2 inline __m256i load8Narrow(const std::uint8_t* src) {
-    const auto half = [](const std::uint8_t* at)
-                          AVX2 { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(at)); };
-    const __m256i spread = _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1,  //
-                                            0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
-    return _mm256_shuffle_epi8(_mm256_set_m128i(half(src + 12), half(src)), spread);
-}
-
+// The middle of a run, as far as whole blocks go. Returns where it ends; it begins at pixel 2.
 AVX2 inline std::size_t greyNarrow(const std::uint8_t* src, std::uint8_t* dst, std::size_t pixels,
-                                   GreyWeights weights) {
-    const __m256i high = _mm256_set1_epi32(weights.high);
-    const __m256i low = _mm256_set1_epi32(weights.low);
-    std::size_t done = 0;
-    for (; done + BLOCK + 2 <= pixels; done += BLOCK) {  // the last load reads four bytes past its pixels
+                                   int outerWeights) {
+    std::size_t done = 2;
+    for (; done + BLOCK + 2 <= pixels; done += BLOCK) {
         const std::uint8_t* const block = src + 3 * done;
-        const __m256i g0 = greyOf8(load8Narrow(block), high, low);
-        const __m256i g1 = greyOf8(load8Narrow(block + 24), high, low);
-        const __m256i g2 = greyOf8(load8Narrow(block + 48), high, low);
-        const __m256i g3 = greyOf8(load8Narrow(block + 72), high, low);
+        const __m256i g0 = greyOf8Narrow(block, outerWeights);
+        const __m256i g1 = greyOf8Narrow(block + 24, outerWeights);
+        const __m256i g2 = greyOf8Narrow(block + 48, outerWeights);
+        const __m256i g3 = greyOf8Narrow(block + 72, outerWeights);
         store32(dst + done, g0, g1, g2, g3);
     }
     return done;
 }
 
 AVX2 void greyFromRgb(const std::uint8_t* src, std::uint8_t* dst, std::size_t pixels) {
-    const std::size_t done = greyNarrow(src, dst, pixels, RED_FIRST);
+    const std::size_t first = pixels < 2 ? pixels : 2;
+    scalarGreyKernels().fromRgb(src, dst, first);
+    if (first == pixels) return;
+    const std::size_t done = greyNarrow(src, dst, pixels, pairOf(9798, 3736));
     scalarGreyKernels().fromRgb(src + 3 * done, dst + done, pixels - done);
 }
 
 AVX2 void greyFromBgr(const std::uint8_t* src, std::uint8_t* dst, std::size_t pixels) {
-    const std::size_t done = greyNarrow(src, dst, pixels, BLUE_FIRST);
+    const std::size_t first = pixels < 2 ? pixels : 2;
+    scalarGreyKernels().fromBgr(src, dst, first);
+    if (first == pixels) return;
+    const std::size_t done = greyNarrow(src, dst, pixels, pairOf(3736, 9798));
     scalarGreyKernels().fromBgr(src + 3 * done, dst + done, pixels - done);
 }
 
+AVX2 inline __m256i greyOf8Wide(const std::uint8_t* src) {
+    const __m256i pixels = load32(src);
+    return greyOf8(_mm256_and_si256(pixels, _mm256_set1_epi16(0x00FF)), _mm256_srli_epi16(pixels, 8),
+                   pairOf(3736, 9798));
+}
+
 AVX2 void greyFromBgra(const std::uint8_t* src, std::uint8_t* dst, std::size_t pixels) {
-    const __m256i high = _mm256_set1_epi32(BLUE_FIRST.high);
-    const __m256i low = _mm256_set1_epi32(BLUE_FIRST.low);
     std::size_t done = 0;
     for (; done + BLOCK <= pixels; done += BLOCK) {
         const std::uint8_t* const block = src + 4 * done;
-        const __m256i g0 = greyOf8(load32(block), high, low);
-        const __m256i g1 = greyOf8(load32(block + 32), high, low);
-        const __m256i g2 = greyOf8(load32(block + 64), high, low);
-        const __m256i g3 = greyOf8(load32(block + 96), high, low);
+        const __m256i g0 = greyOf8Wide(block), g1 = greyOf8Wide(block + 32);
+        const __m256i g2 = greyOf8Wide(block + 64), g3 = greyOf8Wide(block + 96);
         store32(dst + done, g0, g1, g2, g3);
     }
     scalarGreyKernels().fromBgra(src + 4 * done, dst + done, pixels - done);

@@ -11,13 +11,29 @@
 #endif
 
 #include "image/grey_kernels.h"
-#include "image/grey_weights.h"
 
 #define AVX512 __attribute__((target("avx512f,avx512bw,avx512vbmi,avx512vnni")))
 
 namespace {
 
 constexpr std::size_t BLOCK = 64;  // pixels
+
+// The grey weights as bytes of one 32-bit pixel. They do not fit the signed bytes that byte products take, so
+// each is split into 256 H + L with L from -128 to 127: 9798 = 256 x 38 + 70, 19235 = 256 x 75 + 35,
+// 3736 = 256 x 15 - 104.
+struct GreyWeights {
+    int high, low;
+};
+
+// Four signed bytes, the first of them lowest in memory.
+constexpr int packBytes(int b0, int b1, int b2, int b3) {
+    return static_cast<int>((static_cast<unsigned>(b0) & 0xFF) | (static_cast<unsigned>(b1) & 0xFF) << 8 |
+                            (static_cast<unsigned>(b2) & 0xFF) << 16 |
+                            (static_cast<unsigned>(b3) & 0xFF) << 24);
+}
+
+constexpr GreyWeights RED_FIRST = {packBytes(38, 75, 15, 0), packBytes(70, 35, -104, 0)};
+constexpr GreyWeights BLUE_FIRST = {packBytes(15, 75, 38, 0), packBytes(-104, 35, 70, 0)};
 
 // Byte indices 0, step, 2 step, ... for the 64 bytes of a permutation.
 struct alignas(64) Indices {

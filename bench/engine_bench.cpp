@@ -1,0 +1,249 @@
+// engine_bench.cpp - what a running engine costs its host: a push, the whole road of a frame, page faults,
+// memory, waiting, and doing nothing. Every benchmark is one run of some seconds.
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <deque>
+#include <memory>
+#include <semaphore>
+
+#include "bench/live_engine.h"
+#include "image/pixel_formats.h"
+
+#if defined(LUMETRA_HAS_LIBYUV)
+#include <libyuv.h>
+#endif
+
+namespace {
+
+constexpr int FRAMES_ALIVE = 7;  // at 60 frames a second, each for 100 ms
+
+void once(const std::string& name, void (*run)(benchmark::State&, FrameSize, double), FrameSize size,
+          double parameter) {
+    benchmark::RegisterBenchmark(name.c_str(),
+                                 [=](benchmark::State& state) {
+                                     for (auto _ : state) run(state, size, parameter);
+                                 })
+        ->Iterations(1)
+        ->Unit(benchmark::kMillisecond);
+}
+
+std::size_t bufferSize(FrameSize size, LUMETRA_IMGFORMATTYPE format) {
+    return static_cast<std::size_t>(pyramidBytes(pictureBytes(format, size.width, size.height)));
+}
+
+// The push, beside memcpy into buffers as many and as old as the engine's. Both at 60 frames a second.
+void intake(benchmark::State& state, FrameSize size, double rate) {
+    const LiveEngine engine(size, LUMETRA_IMGFORMAT_RGB);
+    const Bytes frame = randomBytes(3 * size.pixels(), 1);
+    std::vector<Bytes> warm(FRAMES_ALIVE, Bytes(bufferSize(size, LUMETRA_IMGFORMAT_RGB)));
+    SideBySide times;
+    std::size_t round = 0;
+    const auto pushAndCopy = [&] {
+        Bytes& buffer = warm[++round % warm.size()];
+        const auto copy = [&] { std::memcpy(buffer.data(), frame.data(), frame.size()); };
+        const double first =
+            round % 2 == 0 ? SideBySide::time(copy) : 0;  // the second finds the frame in cache
+        const double push = SideBySide::time([&] { LiveEngine::push(frame); });
+        times.round(push, first + (round % 2 == 0 ? 0 : SideBySide::time(copy)));
+    };
+    pace(rate, 0.5, pushAndCopy);
+    times = {};
+    const long faults = pageFaults();
+    pace(rate, 4, pushAndCopy);
+    state.counters["faults/frame"] = static_cast<double>(pageFaults() - faults) / (4 * rate);
+    times.report(state);
+}
+
+#if defined(LUMETRA_HAS_LIBYUV)
+// What a frame needs at least: a copy into a buffer that is used again, and on another thread grey, upside
+// down, and eight levels.
+class PeerRoad {
+public:
+    using Convert = int (*)(const uint8_t*, int, uint8_t*, int, int, int);
+
+    PeerRoad(FrameSize size, std::size_t bytesPerPixel, Convert convert)
+        : m_size(size),
+          m_bytesPerPixel(bytesPerPixel),
+          m_convert(convert),
+          m_buffers(FRAMES_ALIVE, Bytes(2 * bytesPerPixel * size.pixels())),
+          m_grey(2 * size.pixels()) {}
+    ~PeerRoad() {
+        m_running = false;
+        m_pushed.release();
+        m_worker.join();
+    }
+
+    void push(const Bytes& frame) {
+        Bytes& buffer = m_buffers[m_next++ % m_buffers.size()];
+        std::memcpy(buffer.data(), frame.data(), frame.size());
+        m_current = &buffer;
+        m_pushed.release();
+        m_done.acquire();
+    }
+
+private:
+    void work() {
+        for (m_pushed.acquire(); m_running; m_pushed.acquire()) {
+            const std::uint8_t* in = m_current.load()->data();
+            std::uint8_t* out = m_grey.data();
+            for (int k = 0; k < PYRAMID_LEVELS; ++k) {
+                const int width = m_size.width >> k, height = m_size.height >> k;
+                const int stride = static_cast<int>(m_bytesPerPixel) * width;
+                m_convert(in, stride, out, width, width, -height);
+                in += stride * height;
+                out += width * height;
+            }
+            m_done.release();
+        }
+    }
+
+    const FrameSize m_size;
+    const std::size_t m_bytesPerPixel;
+    const Convert m_convert;
+    std::vector<Bytes> m_buffers;
+    Bytes m_grey;
+    std::size_t m_next = 0;
+    std::atomic<Bytes*> m_current = nullptr;
+    std::atomic<bool> m_running = true;
+    std::binary_semaphore m_pushed{0}, m_done{0};
+    std::thread m_worker{[this] { work(); }};
+};
+#endif
+
+// Processor time for a frame: copying, converting, telling. `format` is a LUMETRA_IMGFORMATTYPE.
+void road(benchmark::State& state, FrameSize size, double format) {
+    constexpr double RATE = 60;
+    const auto imageFormat = static_cast<LUMETRA_IMGFORMATTYPE>(static_cast<int>(format));
+    const std::size_t bytesPerPixel = imageFormat == LUMETRA_IMGFORMAT_BGRA ? 4 : 3;
+    const Bytes frame = randomBytes(bytesPerPixel * size.pixels(), 1);
+    const auto cpuOf = [&](const auto& push, const auto& cpu) {
+        pace(RATE, 0.3, push);
+        const double before = cpu();
+        pace(RATE, 1, push);
+        return (cpu() - before) / RATE;
+    };
+    SideBySide times;
+    for (int round = 0; round < 5; ++round) {
+        double engine = 0, peer = 0;
+        {
+            const LiveEngine live(size, imageFormat);
+            engine = cpuOf([&] { LiveEngine::push(frame); }, [&] { return live.cpuWithoutEventLoop(); });
+        }
+#if defined(LUMETRA_HAS_LIBYUV)
+        PeerRoad other(size, bytesPerPixel,
+                       imageFormat == LUMETRA_IMGFORMAT_BGRA ? libyuv::ARGBToJ400 : libyuv::RAWToJ400);
+        peer = cpuOf([&] { other.push(frame); }, processCpu);
+#endif
+        times.round(engine, peer);
+    }
+    times.report(state);
+}
+
+// From push to notification by the rule alone: a turn every 121 us, as a 0.1 ms sleep really takes with the
+// least timer slack, one message a turn, work that takes no time. Microseconds, the median.
+double simulatedLatency(double rate) {
+    constexpr double TURN = 121, LIFE = 100'000;
+    struct Message {
+        int kind;
+        double pushed;
+    };
+    std::deque<Message> messages;
+    std::vector<double> latencies;
+    int frames = 0;
+    for (double now = 0; now < 4e6; now += TURN) {
+        for (double at; (at = frames * 1e6 / rate) <= now; ++frames) messages.push_back({2, at});
+        if (messages.empty()) continue;
+        const Message message = messages.front();
+        messages.pop_front();
+        if (message.kind == 2) messages.push_back({1, message.pushed});
+        if (message.kind == 1) latencies.push_back(now - message.pushed);
+        if (message.kind != 2 && now - message.pushed < LIFE) messages.push_back({3, message.pushed});
+    }
+    return median(latencies);
+}
+
+void latency(benchmark::State& state, FrameSize size, double rate) {
+    const LiveEngine engine(size, LUMETRA_IMGFORMAT_RGB);
+    const Bytes frame = randomBytes(3 * size.pixels(), 1);
+    SideBySide times;
+    const double rule = simulatedLatency(rate);
+    std::size_t pushed = 0;
+    pace(rate, 4, [&] {
+        const auto begin = std::chrono::steady_clock::now();
+        LiveEngine::push(frame);
+        if (!ToldFrames::waitFor(++pushed)) return;
+        times.round(SideBySide::Microseconds(std::chrono::steady_clock::now() - begin).count(), rule);
+    });
+    times.report(state);
+}
+
+// Frames lost at a rate that keeps two frames out of one millisecond.
+void sustained(benchmark::State& state, FrameSize size, double rate) {
+    const LiveEngine engine(size, LUMETRA_IMGFORMAT_RGB);
+    const Bytes frame = randomBytes(3 * size.pixels(), 1);
+    std::size_t pushed = 0;
+    pace(rate, 5, [&] {
+        LiveEngine::push(frame);
+        ++pushed;
+    });
+    ToldFrames::waitFor(pushed);
+    state.counters["pushed"] = static_cast<double>(pushed);
+    state.counters["lost"] = static_cast<double>(pushed - ToldFrames::count());
+}
+
+// An engine without frames, beside nothing but a thread that sleeps 0.1 ms at a time. Processor time of a
+// second.
+void idle(benchmark::State& state, FrameSize size, double) {
+    const auto cpuOfASecond = [] {
+        const double before = processCpu();
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        return processCpu() - before;
+    };
+    SideBySide times;
+    for (int round = 0; round < 3; ++round) {
+        double engine = 0;
+        {
+            const LiveEngine live(size, LUMETRA_IMGFORMAT_RGB);
+            engine = cpuOfASecond();
+        }
+        std::atomic<bool> running = true;
+        std::thread bare([&] {
+            while (running) std::this_thread::sleep_for(std::chrono::microseconds(100));
+        });
+        times.round(engine, cpuOfASecond());
+        running = false;
+        bare.join();
+    }
+    times.report(state);
+}
+
+// Peak of resident memory while frames come, beyond what the idle engine has, in buffers.
+void memory(benchmark::State& state, FrameSize size, double rate) {
+    const Bytes frame = randomBytes(3 * size.pixels(), 1);
+    const LiveEngine engine(size, LUMETRA_IMGFORMAT_RGB);
+    restartPeakMemory();
+    const double before = processMemory("VmRSS");
+    pace(rate, 4, [&] { LiveEngine::push(frame); });
+    const double seven = FRAMES_ALIVE * static_cast<double>(bufferSize(size, LUMETRA_IMGFORMAT_RGB));
+    state.counters["MB"] = (processMemory("VmHWM") - before) / 1e6;
+    state.counters["ratio"] = (processMemory("VmHWM") - before) / seven;
+}
+
+const bool registered = [] {
+    constexpr FrameSize VGA = FRAME_SIZES[0], HD = FRAME_SIZES[1], FULL_HD = FRAME_SIZES[2];
+    for (const FrameSize size : {VGA, HD, FULL_HD}) {
+        once("intake/" + size.name(), intake, size, 60);
+        once("road/rgb/" + size.name(), road, size, LUMETRA_IMGFORMAT_RGB);
+        once("road/bgra/" + size.name(), road, size, LUMETRA_IMGFORMAT_BGRA);
+        once("memory/" + size.name(), memory, size, 60);
+    }
+    for (const int rate : {30, 60, 240}) once("latency/" + std::to_string(rate) + "fps", latency, VGA, rate);
+    once("sustained/980fps/" + VGA.name(), sustained, VGA, 980);
+    once("sustained/980fps/" + HD.name(), sustained, HD, 980);
+    once("sustained/360fps/" + FULL_HD.name(), sustained, FULL_HD, 360);
+    once("idle", idle, VGA, 0);
+    return true;
+}();
+
+}  // namespace
