@@ -7,7 +7,8 @@ here=$(dirname "$(readlink -f "$0")")
 
 build="$here/build/demo"
 mkdir -p "$build"
-(cd "$here" && cmake --preset release -B "$build" -DLUMETRA_BUILD_TESTS=OFF -DLUMETRA_BUILD_BENCH=OFF &&
+(cd "$here" && cmake --preset release -B "$build" -DLUMETRA_BUILD_TESTS=OFF -DLUMETRA_BUILD_BENCH=OFF \
+    -DLUMETRA_BUILD_STRESS=OFF &&
     cmake --build "$build") > "$build/build.log" 2>&1 || { tail -n 40 "$build/build.log" >&2; exit 1; }
 
 [ $# -gt 0 ] || set -- --seconds 10 --sheet contact-sheet.png

@@ -10,21 +10,15 @@ cmake --build --preset release >/dev/null
 echo "| benchmark | engine, us | peer, us | ratio | |"
 echo "|---|---|---|---|---|"
 for program in grey_kernels_bench conversion_bench TooJpeg_bench engine_bench; do
-    build/release/bench/$program --benchmark_filter="${1:-.}" --benchmark_format=csv 2>/dev/null
-done | awk -F, '
-    { gsub(/"/, "") }
-    $1 == "name" { split($0, column); next }
-    NF > 9 {
-        delete value
-        extra = ""
-        for (i = 10; i <= NF; ++i) {
-            if ($i == "") continue
-            value[column[i]] = $i
-            if (column[i] !~ /^(engine|peer|ratio)$/) extra = extra sprintf("%s %.3g ", column[i], $i)
-        }
-        name = $1
-        sub(/\/(iterations|min_time):[0-9.]*/, "", name)
-        printf "| %s | %s | %s | %s | %s|\n", name, number("engine", "%.1f"), number("peer", "%.1f"),
-               number("ratio", "%.2f"), extra
+    build/release/bench/$program --benchmark_filter="${1:-.}" --benchmark_format=json 2>/dev/null
+done | awk -F'[":, ]+' '
+    function number(key, format) { return key in value ? sprintf(format, value[key]) : "" }
+    $2 == "name" { name = $0; sub(/^[^:]*: "/, "", name); sub(/(\/(iterations|min_time):[0-9.]*)?",?$/, "", name) }
+    $2 == "time_unit" { counting = 1; next }
+    /}/ && counting {
+        printf "| %s | %s | %s | %s |%s |\n", name, number("engine", "%.1f"), number("peer", "%.1f"),
+               number("ratio", "%.2f"), others
+        counting = 0; others = ""; delete value; next
     }
-    function number(key, format) { return key in value ? sprintf(format, value[key]) : "" }'
+    counting && $2 ~ /^(engine|peer|ratio)$/ { value[$2] = $3; next }
+    counting { others = others sprintf(" %s %.3g", $2, $3) }'

@@ -86,10 +86,13 @@ std::shared_ptr<IChnk> LumetraCoreExecutor::handleMessage(const MSGS& message) {
             if (!fresh) return takeChunk(message.id);
             m_threadPool->enqueue(&LumetraCoreExecutor::triggerDataNotification, this, message.id);
             break;
-        case MSG_CONVERT:
-            m_threadPool->enqueue(&LumetraCoreExecutor::convertImageData, this, message.id,
+        case MSG_CONVERT: {
+            m_threadPool->enqueue(&LumetraCoreExecutor::convertQueued, this, message.id,
                                   imageConfiguration().conversionflags);
+            const std::lock_guard lock(m_chunkMutex);
+            ++m_queuedConversions;  // it may have begun by now: the count is below 0 for that moment
             break;
+        }
         case MSG_RETAIN:
             if (!fresh) return takeChunk(message.id);
             m_messages.push_back(MSGS(message));

@@ -135,7 +135,13 @@ private:
     void logViaCallback(const std::string& text);
 
     // image/conversion.cpp
+    enum class PixelWork { Done, Skipped };
     void convertImageData(unsigned long long id, LUMETRA_CONVERSIONMODIFIER flags);
+    void convertQueued(std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags);
+    void convertChunk(std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags, PixelWork pixels);
+
+    // image/intake.cpp
+    void letEventLoopCatchUp();
 
     // modules/registry.cpp
     void resolveEntryPoints(dllstruct& module);
@@ -167,8 +173,9 @@ private:
     std::atomic<bool> m_running = false;
     std::unique_ptr<std::thread> m_eventLoopThread;
     std::unique_ptr<ThreadPool> m_threadPool;
-    std::mutex m_chunkMutex;                                   // guards m_chunks and m_converting
+    std::mutex m_chunkMutex;                                   // guards what follows, to m_conversionDone
     std::map<std::uint64_t, std::shared_ptr<IChnk>> m_chunks;  // by push time in ms; null counts as absent
+    int m_queuedConversions = 0;                               // in the pool, not begun
     std::vector<const IChnk*> m_converting;                    // chunks that a worker converts just now
     std::condition_variable m_conversionDone;                  // m_converting lost an entry
     const std::shared_ptr<FrameBuffers> m_frameBuffers = std::make_shared<FrameBuffers>();

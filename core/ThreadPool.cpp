@@ -1,6 +1,12 @@
 // ThreadPool.cpp - the workers' loop and the pool's beginning and end.
 #include "core/ThreadPool.h"
 
+namespace {
+
+thread_local bool isPoolWorker = false;
+
+}  // namespace
+
 ThreadPool::ThreadPool(std::size_t threads) {
     try {
         for (std::size_t i = 0; i < threads; ++i) workers.emplace_back([this] { runWorker(); });
@@ -31,7 +37,12 @@ void ThreadPool::push(std::function<void()> task) {
     condition.notify_one();
 }
 
+bool ThreadPool::isWorker() {
+    return isPoolWorker;
+}
+
 void ThreadPool::runWorker() {
+    isPoolWorker = true;
     for (;;) {
         std::function<void()> task;
         {

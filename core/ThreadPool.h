@@ -49,6 +49,9 @@ public:
         return result;
     }
 
+    /// Whether the calling thread is a worker, of any pool.
+    static bool isWorker();
+
 private:
     void push(std::function<void()> task);
     void runWorker();

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "core/LumetraCoreExecutor.h"
+#include "core/frame_timing.h"
 #include "image/PGM_FUNCTIONS_internal.h"
 #include "image/grey_kernels.h"
 #include "image/pixel_formats.h"
@@ -33,12 +34,12 @@ void convertColourLevel(std::uint8_t* level, std::int32_t width, std::int32_t he
     if (flip) flipRows(level, width, height);
 }
 
-int convertColour(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap, GreyRun toGrey,
-                  std::size_t bytesPerPixel) {
+void convertColour(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap, GreyRun toGrey,
+                   std::size_t bytesPerPixel) {
     const bool flip = wants(flags, LUMETRA_CONVERT_FLIPVERTICAL);
     unsigned char* const* lvl = chunk.data->lvl;
     convertColourLevel(lvl[0], chunk.width, chunk.height, toGrey, flip);
-    if (!wants(flags, LUMETRA_CONVERT_PYRAMID)) return 0;
+    if (!wants(flags, LUMETRA_CONVERT_PYRAMID)) return;
 
     if (hasSuppliedLevels(chunk, bytesPerPixel)) {
         std::int32_t width = chunk.width;
@@ -52,69 +53,64 @@ int convertColour(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap, G
     } else if (mipMap) {
         deriveLevels(chunk, lvl[0] + pixelCount(chunk.width, chunk.height));
     }
-    return 0;
 }
 
 // Packed luma has no flip. Where one is asked for nothing is extracted, and levels are derived from what
 // is there, over level 0 itself.
-int extractLuma(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap, GreyRun toGrey) {
-    int leftOut = 0;
+void extractLuma(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap, GreyRun toGrey) {
     std::uint8_t* cursor = chunk.data->lvl[0];
-    if (wants(flags, LUMETRA_CONVERT_FLIPVERTICAL)) {
-        ++leftOut;
-    } else {
+    if (!wants(flags, LUMETRA_CONVERT_FLIPVERTICAL)) {
         const std::size_t pairedPixels = pixelCount(chunk.width, chunk.height) & ~std::size_t{1};
         toGrey(cursor, cursor, pairedPixels);
         cursor += pairedPixels;
     }
-    if (!wants(flags, LUMETRA_CONVERT_PYRAMID)) return leftOut;
-
-    if (hasSuppliedLevels(chunk, 2)) {
-        ++leftOut;
-    } else if (mipMap) {
+    if (wants(flags, LUMETRA_CONVERT_PYRAMID) && mipMap && !hasSuppliedLevels(chunk, 2))
         deriveLevels(chunk, cursor);
-    }
-    return leftOut;
 }
 
-int convertGrey(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap) {
-    const bool pyramid = wants(flags, LUMETRA_CONVERT_PYRAMID);
-    const bool supplied = hasSuppliedLevels(chunk, 1);
-    if (wants(flags, LUMETRA_CONVERT_FLIPVERTICAL)) {
+void convertGrey(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap) {
+    if (wants(flags, LUMETRA_CONVERT_FLIPVERTICAL))
         flipRows(chunk.data->lvl[0], chunk.width, chunk.height);
-        return pyramid && (supplied || mipMap) ? 1 : 0;
-    }
-    if (pyramid && !supplied && mipMap)
+    else if (wants(flags, LUMETRA_CONVERT_PYRAMID) && mipMap && !hasSuppliedLevels(chunk, 1))
         deriveLevels(chunk, chunk.data->lvl[0] + pixelCount(chunk.width, chunk.height));
-    return 0;
 }
 
 }  // namespace
 
-int convertPixels(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap) {
+int unsupportedSteps(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap) {
     if (!wants(flags, LUMETRA_CONVERT_GRAY)) return 0;
+    const bool flip = wants(flags, LUMETRA_CONVERT_FLIPVERTICAL);
+    const bool pyramid = wants(flags, LUMETRA_CONVERT_PYRAMID);
+    if (chunk.format == LUMETRA_IMGFORMAT_YUYV)
+        return (flip ? 1 : 0) + (pyramid && hasSuppliedLevels(chunk, 2) ? 1 : 0);
+    if (chunk.format == LUMETRA_IMGFORMAT_GRAY8)
+        return flip && pyramid && (mipMap || hasSuppliedLevels(chunk, 1)) ? 1 : 0;
+    return 0;
+}
+
+void convertPixels(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap) {
+    if (!wants(flags, LUMETRA_CONVERT_GRAY)) return;
     const GreyKernels& kernels = greyKernels();
-    int leftOut = 0;
     switch (chunk.format) {
         case LUMETRA_IMGFORMAT_RGB:
-            leftOut = convertColour(chunk, flags, mipMap, kernels.fromRgb, 3);
+            convertColour(chunk, flags, mipMap, kernels.fromRgb, 3);
             break;
         case LUMETRA_IMGFORMAT_BGR:
-            leftOut = convertColour(chunk, flags, mipMap, kernels.fromBgr, 3);
+            convertColour(chunk, flags, mipMap, kernels.fromBgr, 3);
             break;
         case LUMETRA_IMGFORMAT_BGRA:
-            leftOut = convertColour(chunk, flags, mipMap, kernels.fromBgra, 4);
+            convertColour(chunk, flags, mipMap, kernels.fromBgra, 4);
             break;
         case LUMETRA_IMGFORMAT_YUYV:
-            leftOut = extractLuma(chunk, flags, mipMap, kernels.evenBytes);
+            extractLuma(chunk, flags, mipMap, kernels.evenBytes);
             break;
         case LUMETRA_IMGFORMAT_GRAY8:
-            return convertGrey(chunk, flags, mipMap);
+            convertGrey(chunk, flags, mipMap);
+            return;
         default:
-            return 0;
+            return;
     }
     chunk.format = LUMETRA_IMGFORMAT_GRAY8;
-    return leftOut;
 }
 
 std::string dumpName(const std::string& path, std::int32_t frameIndex, int level, const char* extension) {
@@ -169,6 +165,23 @@ private:
 };
 
 void LumetraCoreExecutor::convertImageData(unsigned long long id, LUMETRA_CONVERSIONMODIFIER flags) {
+    convertChunk(id, flags, PixelWork::Done);
+}
+
+// Runs on a worker. When the pool cannot keep up, pixels that nobody will see would cost those behind them
+// their turn too. Dumps show pixels whatever their age.
+void LumetraCoreExecutor::convertQueued(std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags) {
+    constexpr int CONGESTION = 16;  // conversions behind this one
+    bool congested = false;
+    {
+        const std::lock_guard lock(m_chunkMutex);
+        congested = --m_queuedConversions > CONGESTION;
+    }
+    const bool unseen = !isFresh(currentTimeMs(), id) && !wants(flags, LUMETRA_CONVERT_DEBUGDUMP);
+    convertChunk(id, flags, congested && unseen ? PixelWork::Skipped : PixelWork::Done);
+}
+
+void LumetraCoreExecutor::convertChunk(std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags, PixelWork pixels) {
     const MessageAtExit notify(*this, {MSG_NOTIFY, id});
     std::shared_ptr<IChnk> chunk;
     {
@@ -179,7 +192,8 @@ void LumetraCoreExecutor::convertImageData(unsigned long long id, LUMETRA_CONVER
 
     const ConversionTurn turn(*this, chunk.get());
     const ICfg cfg = imageConfiguration();
-    const int leftOut = convertPixels(*chunk, flags, cfg.mipMap);
+    const int leftOut = unsupportedSteps(*chunk, flags, cfg.mipMap);
+    if (pixels == PixelWork::Done) convertPixels(*chunk, flags, cfg.mipMap);
     for (int i = 0; i < leftOut; ++i) logViaCallback("NOT IMPLEMENTED!");
     if (wants(flags, LUMETRA_CONVERT_DEBUGDUMP)) dumpLevels(*chunk, flags, cfg.writablepath);
 }

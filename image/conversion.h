@@ -7,11 +7,13 @@
 
 #include "LumetraCore/IChnk.h"
 
+/// How many of the steps that the flags ask for do not exist for the chunk's format and are left out.
+int unsupportedSteps(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap);
+
 /// Turns a chunk grey in place, flips it, converts the levels that came with it or derives them, as far as
 /// the flags ask and its format allows (docs/conversion.md). The chunk is laid out as intake lays it out.
 /// @param mipMap  whether levels are derived where none came along
-/// @return how many of the wanted steps do not exist for the format and were left out
-int convertPixels(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap);
+void convertPixels(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap);
 
 /// Writes the levels of a grey or RGB chunk, level 0 or with LUMETRA_CONVERT_PYRAMID all that are set.
 /// Failures are told on standard output only.

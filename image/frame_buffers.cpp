@@ -1,7 +1,10 @@
 // frame_buffers.cpp - buffers taken and given back, and the level layout inside them.
 #include "image/frame_buffers.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "image/pixel_formats.h"
@@ -22,7 +25,28 @@ constexpr bool RECYCLES = false;
 constexpr bool RECYCLES = true;
 #endif
 
+// Larger buffers are pages of their own: a heap keeps what was freed below its newest block, and after a
+// burst that may be hundreds of megabytes for good. The address sanitizer watches the heap only.
+bool isMapped(std::size_t capacity) {
+    return RECYCLES && capacity >= 256 * 1024;
+}
+
 }  // namespace
+
+FrameBuffers::Buffer FrameBuffers::allocate(std::size_t capacity) {
+    if (!isMapped(capacity)) return Buffer(new unsigned char[capacity], {capacity});
+    void* const pages = mmap(nullptr, capacity, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pages == MAP_FAILED) throw std::bad_alloc();
+    return Buffer(static_cast<unsigned char*>(pages), {capacity});
+}
+
+void FrameBuffers::Release::operator()(unsigned char* bytes) const noexcept {
+    if (isMapped(capacity)) {
+        munmap(bytes, capacity);
+    } else {
+        delete[] bytes;
+    }
+}
 
 void FrameBuffers::allocatePixels(IChnk& chunk, std::int32_t bytes) {
     auto capacity = static_cast<std::size_t>(bytes);
@@ -34,8 +58,8 @@ void FrameBuffers::allocatePixels(IChnk& chunk, std::int32_t bytes) {
     Buffer buffer = take(capacity);
     const auto letGo = [buffers = weak_from_this(), capacity](IChnk::dPtr* last) {
         const std::unique_ptr<IChnk::dPtr> owned(last);
-        if (const auto alive = buffers.lock())
-            alive->giveBack(Buffer(std::exchange(owned->lvl[0], nullptr)), capacity);
+        Buffer buffer(std::exchange(owned->lvl[0], nullptr), {capacity});
+        if (const auto alive = buffers.lock()) alive->giveBack(std::move(buffer), capacity);
     };
     pixels->lvl[0] = buffer.release();
     chunk.data = std::shared_ptr<IChnk::dPtr>(pixels.release(), letGo);
@@ -70,7 +94,7 @@ FrameBuffers::Buffer FrameBuffers::take(std::size_t capacity) {
             return buffer;
         }
     }
-    return Buffer(new unsigned char[capacity]);
+    return allocate(capacity);
 }
 
 void FrameBuffers::giveBack(Buffer buffer, std::size_t capacity) noexcept {

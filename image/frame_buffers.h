@@ -33,12 +33,18 @@ public:
     std::size_t waiting() const;
 
 private:
-    using Buffer = std::unique_ptr<unsigned char[]>;
+    /// Gives a buffer back to where it came from, which its size tells.
+    struct Release {
+        std::size_t capacity;
+        void operator()(unsigned char* bytes) const noexcept;
+    };
+    using Buffer = std::unique_ptr<unsigned char[], Release>;
     struct Waiting {
         Buffer buffer;
         Clock::time_point since;
     };
 
+    static Buffer allocate(std::size_t capacity);
     Buffer take(std::size_t capacity);
     void giveBack(Buffer buffer, std::size_t capacity) noexcept;
 

@@ -1,7 +1,9 @@
 // intake.cpp - one pushed frame becomes a chunk and a message. Runs on the pusher's thread.
 // The geometry is the configuration's; the pushed byte count only says how much there is to copy.
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 #include "core/LumetraCoreExecutor.h"
 #include "core/frame_timing.h"
@@ -31,5 +33,22 @@ int LumetraCoreExecutor::pushImageData(const unsigned char* data, int size, cons
         takeChunk(id);  // without its message nothing would ever come for it
         throw;
     }
+    letEventLoopCatchUp();
     return 1;
+}
+
+// Every frame of the last 100 ms has a message in the queue, and the loop handles one each 0.1 ms: with many
+// more than that no frame would reach a module in time. A pusher that is so far ahead waits for a while; a
+// worker does not, since the loop waits for it in turn.
+void LumetraCoreExecutor::letEventLoopCatchUp() {
+    constexpr std::size_t FAR_AHEAD = 256;  // messages: frames that come at 2.5 in a millisecond
+    constexpr int MAX_WAIT = 100;           // ms
+    if (ThreadPool::isWorker()) return;
+    for (int i = 0; i < MAX_WAIT && m_running; ++i) {
+        {
+            const std::lock_guard lock(m_msgMutex);
+            if (m_messages.size() <= FAR_AHEAD) return;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
 }

@@ -23,7 +23,10 @@ constexpr int GRAY = LUMETRA_CONVERT_GRAY, PYRAMID = LUMETRA_CONVERT_PYRAMID;
 constexpr int FLIP = LUMETRA_CONVERT_FLIPVERTICAL, DUMP = LUMETRA_CONVERT_DEBUGDUMP;
 
 int convert(IChnk& chunk, int flags, bool mipMap) {
-    return convertPixels(chunk, static_cast<LUMETRA_CONVERSIONMODIFIER>(flags), mipMap);
+    const auto modifiers = static_cast<LUMETRA_CONVERSIONMODIFIER>(flags);
+    const int leftOut = unsupportedSteps(chunk, modifiers, mipMap);
+    convertPixels(chunk, modifiers, mipMap);
+    return leftOut;
 }
 
 Bytes level(const IChnk& chunk, int k) {
@@ -297,6 +300,32 @@ TEST_F(ConversionInEngine, ReportsEachStepThatIsLeftOut) {
     EngineProbe::store(engine, id, chunkOf(2, 2, LUMETRA_IMGFORMAT_YUYV, Bytes(10)));
     EngineProbe::convert(engine, id, GRAY | PYRAMID | FLIP);
     EXPECT_THAT(LogCapture::take(), ElementsAre("NOT IMPLEMENTED!", "NOT IMPLEMENTED!"));
+}
+
+TEST_F(ConversionInEngine, SkipsOnlyThePixelsOfAFrameTooOldToBeSeenWhileManyWait) {
+    configure("");
+    const struct {
+        int behind;
+        std::uint64_t age;  // ms
+        int flags;
+        LUMETRA_IMGFORMATTYPE format;
+    } cases[] = {
+        {17, 1000, GRAY | FLIP, LUMETRA_IMGFORMAT_YUYV},
+        {16, 1000, GRAY | FLIP, LUMETRA_IMGFORMAT_GRAY8},
+        {17, 0, GRAY | FLIP, LUMETRA_IMGFORMAT_GRAY8},
+        {17, 1000, GRAY | FLIP | DUMP, LUMETRA_IMGFORMAT_GRAY8},
+    };
+    for (const auto& [behind, age, flags, format] : cases) {
+        const std::uint64_t frame = currentTimeMs() - age;
+        EngineProbe::store(engine, frame, chunkOf(2, 2, LUMETRA_IMGFORMAT_YUYV, Bytes(8)));
+        EngineProbe::convertQueued(engine, behind, frame, flags);
+        EXPECT_THAT(LogCapture::take(), ElementsAre("NOT IMPLEMENTED!"));
+        if (age == 0 && !isFresh(currentTimeMs(), frame)) continue;  // this machine was too busy to say
+        EXPECT_EQ(format, EngineProbe::chunks(engine).at(frame)->format)
+            << behind << " behind, age " << age << ", flags " << flags;
+    }
+    EXPECT_EQ(4U, EngineProbe::messages(engine).size());
+    EXPECT_EQ(1U, dumped().size());
 }
 
 TEST_F(ConversionInEngine, ConvertsASharedFrameOnceForEachMessageAndNeverTwiceAtATime) {

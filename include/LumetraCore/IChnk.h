@@ -21,8 +21,9 @@ struct IChnk {
         dPtr& operator=(const dPtr&) = delete;
         ~dPtr() { delete[] lvl[0]; }
 
-        /// lvl[0] owns the buffer, an array of unsigned bytes. lvl[1] to lvl[7] point into it and are
-        /// null when the frame has no pyramid.
+        /// lvl[0] owns the buffer, an array of unsigned bytes; one that came from the engine goes back there
+        /// with the last owner of `data`, so never replace or delete it. lvl[1] to lvl[7] point into it and
+        /// are null when the frame has no pyramid.
         unsigned char* lvl[8] = {};
     };
 

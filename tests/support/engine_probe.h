@@ -45,6 +45,11 @@ struct EngineProbe {
     static void convert(LumetraCoreExecutor& engine, std::uint64_t id, int flags) {
         engine.convertImageData(id, static_cast<LUMETRA_CONVERSIONMODIFIER>(flags));
     }
+    /// As the pool does, with so many conversions behind this one.
+    static void convertQueued(LumetraCoreExecutor& engine, int behind, std::uint64_t id, int flags) {
+        engine.m_queuedConversions = behind + 1;
+        engine.convertQueued(id, static_cast<LUMETRA_CONVERSIONMODIFIER>(flags));
+    }
     static void notify(LumetraCoreExecutor& engine, std::uint64_t id) { engine.triggerDataNotification(id); }
 
     static Messages messages(LumetraCoreExecutor& engine) {

@@ -1,0 +1,80 @@
+// loads.cpp - a camera's own rate, under which nothing is lost and nothing piles up; and more frames than the
+// machine converts, of which some are dropped while modules go on being told.
+#include "stress/host.h"
+
+void steadyLoad(const Settings& settings, Verdict& verdict) {
+    constexpr Picture VGA{640, 480};
+    for (const int framesPerSecond : {60, 240}) {
+        const int warmUp = 2 * framesPerSecond, frames = warmUp + settings.seconds * framesPerSecond;
+        const Engine engine(VGA);
+        const Listener first(u"Telling5", frames), second(u"Telling20", frames), third(u"Telling30", frames);
+        Camera camera(VGA, settings.seed);
+        Occupancy::take();
+        camera.play(0, warmUp, framesPerSecond);
+        const Occupancy before = Occupancy::take();
+        camera.play(warmUp, frames - warmUp, framesPerSecond);
+        const Occupancy after = Occupancy::take();
+
+        verdict.part(std::to_string(framesPerSecond) + "/s");
+        after.requireNoMoreThan(before, verdict);
+        Listener::requireAll({&first, &second, &third}, 0, frames, verdict);
+        verdict.show("camera-late-ms", camera.worstDelayMs);
+    }
+}
+
+namespace {
+
+constexpr struct Load {
+    const char* name;
+    Picture picture;
+    int cameras, framesPerSecond;  // 0: as fast as they can
+} LOADS[] = {{"1080p 240/s", {1920, 1080}, 1, 240},
+             {"1080p flat out", {1920, 1080}, 4, 0},
+             {"64x48 flat out", {64, 48}, 4, 0}};
+
+double memoryBound(double pushedPerSecond, const Camera& camera) {
+    return 1.5 * (pushedPerSecond / 10 + 8) * camera.frameMb() + 96;
+}
+
+void overloadBy(const Load& load, const Settings& settings, Verdict& verdict) {
+    constexpr int FRAMES_AFTERWARDS = 60;
+    const Engine engine(load.picture);
+    const Listener listener(u"Telling5", FRAMES_AFTERWARDS);
+    std::vector<Camera> cameras(static_cast<std::size_t>(load.cameras), Camera(load.picture, settings.seed));
+    std::atomic<bool> stop = false;
+    std::atomic<unsigned> pushed = 0;
+    std::vector<std::thread> threads;
+    const double before = Occupancy::take().residentMb;
+    for (Camera& camera : cameras)
+        threads.emplace_back([&] {
+            // Always the same frame, so that pushing costs nothing but the push.
+            for (constexpr int FRAME = FRAMES_AFTERWARDS; !stop; ++pushed)
+                load.framesPerSecond == 0 ? camera.push(FRAME) : camera.play(FRAME, 1, load.framesPerSecond);
+        });
+    double slowestTold = INFINITY, fastestPushed = 0;
+    for (int second = 0; second < settings.seconds; ++second) {
+        const int toldBefore = listener.told;
+        const unsigned pushedBefore = pushed;  // may wrap
+        pause(1000);
+        slowestTold = std::min(slowestTold, 1.0 * (listener.told - toldBefore));
+        fastestPushed = std::max(fastestPushed, 1.0 * (pushed - pushedBefore));
+    }
+    stop = true;
+    for (auto& thread : threads) thread.join();
+    const double peakMb = Occupancy::take().peakMb - before;
+
+    verdict.part(load.name);
+    verdict.show("most-pushed/s", fastestPushed);
+    verdict.atLeast("least-told/s", slowestTold, 10);
+    verdict.atMost("MB", peakMb, memoryBound(fastestPushed, cameras[0]));
+    pause(1000);
+    cameras[0].play(0, FRAMES_AFTERWARDS, 60);
+    Listener::requireAll({&listener}, 0, FRAMES_AFTERWARDS, verdict);
+    verdict.atMost("MB-afterwards", Occupancy::take().residentMb - before, memoryBound(60, cameras[0]));
+}
+
+}  // namespace
+
+void overload(const Settings& settings, Verdict& verdict) {
+    for (const Load& load : LOADS) overloadBy(load, settings, verdict);
+}

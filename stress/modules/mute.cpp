@@ -1,0 +1,6 @@
+// A module that cannot be told of frames, so that the engine logs a warning with every frame.
+#include <LumetraCore/LumetraModule.h>
+
+std::int32_t getModuleID() {
+    return MODULE_ID;
+}
