@@ -6,9 +6,10 @@
 
 #include <rapidjson/document.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
+#include <cstring>
 #include <new>
 #include <optional>
 #include <string_view>
@@ -17,19 +18,14 @@
 struct ThrowingAllocator {
     static constexpr bool kNeedFree = true;
 
-    void* Malloc(std::size_t size) { return size == 0 ? nullptr : checked(std::malloc(size)); }
-    void* Realloc(void* block, std::size_t, std::size_t size) {
-        if (size != 0) return checked(std::realloc(block, size));
-        std::free(block);
-        return nullptr;
+    void* Malloc(std::size_t size) { return size == 0 ? nullptr : ::operator new(size); }
+    void* Realloc(void* block, std::size_t before, std::size_t size) {
+        void* const moved = Malloc(size);
+        if (block != nullptr && moved != nullptr) std::memcpy(moved, block, std::min(before, size));
+        Free(block);
+        return moved;
     }
-    static void Free(void* block) { std::free(block); }
-
-private:
-    static void* checked(void* block) {
-        if (block == nullptr) throw std::bad_alloc();
-        return block;
-    }
+    static void Free(void* block) { ::operator delete(block); }
 };
 
 using JsonPool = rapidjson::MemoryPoolAllocator<ThrowingAllocator>;

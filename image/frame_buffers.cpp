@@ -70,6 +70,8 @@ void FrameBuffers::trim(Clock::time_point now) {
     Waiting oldest;  // freed behind the lock
     const std::lock_guard lock(m_mutex);
     if (m_waiting.empty() || now - m_waiting.front().since <= MAX_IDLE) return;
+    const bool framesCome = now - m_waiting.back().since <= MAX_IDLE;
+    if (framesCome && m_waiting.size() <= SPARE) return;
     oldest = std::move(m_waiting.front());
     m_waiting.erase(m_waiting.begin());
 }

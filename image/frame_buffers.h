@@ -19,6 +19,9 @@ class FrameBuffers : public std::enable_shared_from_this<FrameBuffers> {
 public:
     using Clock = std::chrono::steady_clock;
     static constexpr std::chrono::seconds MAX_IDLE{1};
+    /// Stay while frames come: a frame that is converted a little later than most takes one, and a fresh one
+    /// costs more than all else that is done for a frame.
+    static constexpr std::size_t SPARE = 2;
 
     /// Gives a chunk without pixels its buffer, uninitialised, and sets its `size`. A grey chunk's buffer has
     /// room for seven derived levels even where `size` does not say so: whether they are derived is decided
@@ -27,7 +30,8 @@ public:
     /// @throws std::bad_alloc
     void allocatePixels(IChnk& chunk, std::int32_t bytes);
 
-    /// Frees the buffer that has waited longest if that is longer than MAX_IDLE. Call it often.
+    /// Frees the buffer that has waited longest if that is longer than MAX_IDLE and it is no spare one. Call
+    /// it often.
     void trim(Clock::time_point now);
 
     std::size_t waiting() const;

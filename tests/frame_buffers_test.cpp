@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "image/pixel_formats.h"
 
 #if !defined(__SANITIZE_ADDRESS__)
@@ -51,6 +53,20 @@ TEST(FrameBuffers, AreFreedAfterASecondWithoutUse) {
     buffers->trim(now);
     EXPECT_EQ(1U, buffers->waiting());
     buffers->trim(now + FrameBuffers::MAX_IDLE + std::chrono::milliseconds(1));
+    EXPECT_EQ(0U, buffers->waiting());
+}
+
+TEST(FrameBuffers, StayInPairsWhileFramesCome) {
+    const auto buffers = std::make_shared<FrameBuffers>();
+    std::unique_ptr<IChnk> chunks[4];
+    for (auto& chunk : chunks) chunk = chunkFrom(*buffers, 64, 48);
+    for (int i = 0; i < 3; ++i) chunks[i].reset();
+    const auto idle = FrameBuffers::Clock::now() + FrameBuffers::MAX_IDLE + std::chrono::milliseconds(1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    chunks[3].reset();  // a frame that came later
+    for (int i = 0; i < 4; ++i) buffers->trim(idle);
+    EXPECT_EQ(2U, buffers->waiting());
+    for (int i = 0; i < 2; ++i) buffers->trim(idle + FrameBuffers::MAX_IDLE);
     EXPECT_EQ(0U, buffers->waiting());
 }
 #endif

@@ -1,0 +1,261 @@
+// What is left when memory runs out: every allocation of an operation fails in its turn, once. The operation
+// may throw std::bad_alloc and a frame may be dropped; nothing may be leaked, held for ever or brought down.
+// A program of its own, since it replaces operator new for the engine, the standard library and the modules.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <climits>
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <string>
+
+#include "tests/modules/recorder.h"
+#include "tests/support/engine_probe.h"
+#include "tests/support/waiting.h"
+
+namespace {
+
+std::atomic<long> untilFailure = LONG_MAX;  // allocations
+std::atomic<long> liveAllocations = 0;
+thread_local bool looking = false;  // what the test itself allocates to look on neither fails nor counts
+
+void* allocate(std::size_t size) {
+    if (!looking && untilFailure.fetch_sub(1) == 0) throw std::bad_alloc();
+    void* const block = std::malloc(size == 0 ? 1 : size);
+    if (block == nullptr) throw std::bad_alloc();
+    ++liveAllocations;
+    return block;
+}
+
+void release(void* block) noexcept {
+    if (block != nullptr) --liveAllocations;
+    std::free(block);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    return allocate(size);
+}
+void* operator new[](std::size_t size) {
+    return allocate(size);
+}
+void operator delete(void* block) noexcept {
+    release(block);
+}
+void operator delete[](void* block) noexcept {
+    release(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    release(block);
+}
+void operator delete[](void* block, std::size_t) noexcept {
+    release(block);
+}
+
+namespace {
+
+constexpr int WIDTH = 64, HEIGHT = 48;
+
+bool failed() {
+    return untilFailure < 0;
+}
+
+// Lets the allocation with this number fail.
+class OutOfMemory {
+public:
+    explicit OutOfMemory(long number) { untilFailure = number; }
+    ~OutOfMemory() { untilFailure = LONG_MAX; }
+    OutOfMemory(const OutOfMemory&) = delete;
+    OutOfMemory& operator=(const OutOfMemory&) = delete;
+};
+
+// Runs the operation, which may throw std::bad_alloc and nothing else. False where its allocation did not
+// come to pass, so that there are no more of them.
+template <class Operation>
+bool withoutMemory(long number, Operation operation) {
+    const OutOfMemory outOfMemory(number);
+    try {
+        operation();
+    } catch (const std::bad_alloc&) {
+    }
+    return failed();
+}
+
+const char16_t* agree(void*, const char16_t* text) {
+    return text;
+}
+
+class Engine {
+public:
+    Engine() {
+        EngineProbe::stopLoop(engine);
+        engine.registerCallback(ENGINE_MODULE_ID, CB_LOG, nullptr, nullptr);
+        engine.registerCallback(ENGINE_MODULE_ID, CB_HOSTTEXT, reinterpret_cast<void*>(&agree), nullptr);
+        configure();
+    }
+
+    void configure() {
+        engine.configure(
+            R"({"imageCfg":{"width":64,"height":48},"format":4,"mipMap":true,"forwardNativeImage":true,)"
+            R"("conversionflags":7,"writablepath":"/a/path/that/is/longer/than/short/strings"})");
+    }
+    void push() { engine.pushImageData(m_frame, sizeof m_frame, DESCRIPTOR, 1); }
+    void pushAsModule() {
+        LumetraCoreExecutor::pushNativeImage(&engine, m_frame, sizeof m_frame, DESCRIPTOR, 1);
+    }
+
+    // All that becomes of a pushed frame until it is kept for its last milliseconds, or dropped.
+    void bringToModules() {
+        for (const int kind : {LumetraCoreExecutor::MSG_CONVERT, LumetraCoreExecutor::MSG_NOTIFY}) {
+            while (isNext(kind)) runTurn();  // one that found no memory comes again
+            waitUntil([this] { return everyFrameHasAMessage(); });
+        }
+    }
+
+    // Messages that came and went: the queue takes memory for many at a time, and one of them has to be the
+    // first for which there is none left.
+    void handleMessages(int count) {
+        for (int i = 0; i < count; ++i) EngineProbe::post(engine, 0, 0);
+        for (int i = 0; i < count; ++i) EngineProbe::runTurn(engine);
+    }
+
+    // A frame without a message would stay for ever, and a turn that throws ends the process.
+    bool isSound() { return everyFrameHasAMessage() && !m_turnThrew; }
+
+    LumetraCoreExecutor engine;
+
+private:
+    void runTurn() {
+        try {
+            EngineProbe::runTurn(engine);
+        } catch (...) {
+            m_turnThrew = true;
+        }
+    }
+
+    bool everyFrameHasAMessage() { return hasMessage() || !hasFrame(); }
+
+    static constexpr const char* DESCRIPTOR = R"({"camera":"a name beyond what short strings hold","n":1.5})";
+
+    bool hasFrame() {
+        return look([this] { return !EngineProbe::chunks(engine).empty(); });
+    }
+    bool hasMessage() {
+        return look([this] { return !EngineProbe::messages(engine).empty(); });
+    }
+    bool isNext(int kind) {
+        return hasMessage() && look([&] { return EngineProbe::messages(engine).front().first == kind; });
+    }
+
+    template <class Question>
+    static bool look(Question question) {
+        looking = true;
+        const bool answer = question();
+        looking = false;
+        return answer;
+    }
+
+    bool m_turnThrew = false;
+    unsigned char m_frame[2 * WIDTH * HEIGHT] = {};
+};
+
+// One round for each allocation of the operation, each with an engine of its own. `prepare` and `finish` have
+// memory.
+void failEachAllocation(const std::function<void(Engine&)>& prepare,
+                        const std::function<void(Engine&)>& operation,
+                        const std::function<void(Engine&)>& finish) {
+    bool allocated = true;
+    long number = 0;
+    for (; allocated; ++number) {
+        const long before = liveAllocations;
+        bool sound = true;
+        {
+            Engine engine;
+            prepare(engine);
+            allocated = withoutMemory(number, [&] { operation(engine); });
+            finish(engine);
+            sound = engine.isSound();
+        }
+        const long after = liveAllocations;
+        ASSERT_TRUE(sound) << "allocation " << number;
+        ASSERT_EQ(before, after) << "allocation " << number;
+    }
+    EXPECT_GT(number, 2) << "this test should see some allocations";
+}
+
+void nothing(Engine&) {}
+
+int exitOf(const std::function<int()>& scenario) {
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(60);
+        std::fclose(stderr);
+        _exit(scenario());
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+}  // namespace
+
+// In processes of their own: a worker that cannot be started beside others ends the process.
+TEST(WithoutMemory, AnEngineIsNotMadeAndLeavesNothing) {
+    enum { MADE, REFUSED, LEAKED };
+    const auto initialize = [](long number) {
+        const long before = liveAllocations;
+        const bool refused = withoutMemory(number, [] { LumetraCoreExecutor engine; });
+        return liveAllocations != before ? LEAKED : refused ? REFUSED : MADE;
+    };
+    initialize(LONG_MAX - 1);  // what is made once in a process is made now
+    const int otherWorkers = static_cast<int>(workerCount(std::thread::hardware_concurrency())) - 1;
+    int ended = 0, status = REFUSED;
+    for (long number = 0; status != MADE; ++number) {
+        status = exitOf([&] { return initialize(number); });
+        ended += status == -SIGABRT ? 1 : 0;
+        ASSERT_TRUE(status == MADE || status == REFUSED || status == -SIGABRT)
+            << "allocation " << number << ": " << status;
+    }
+    EXPECT_LE(ended, 2 * otherWorkers) << "each is one allocation, and may make their list grow";
+}
+
+TEST(WithoutMemory, AConfigurationIsRefusedOrComplete) {
+    failEachAllocation([](Engine& engine) { engine.engine.invalidateConfiguration(); },
+                       [](Engine& engine) { engine.configure(); },
+                       [](Engine& engine) {
+                           const auto cfg = EngineProbe::configuration(engine.engine);
+                           EXPECT_TRUE(!cfg.valid || (cfg.width == WIDTH && cfg.writablepath.size() > 20));
+                       });
+}
+
+TEST(WithoutMemory, AFrameIsRefusedOrBroughtToModulesOrDropped) {
+    constexpr int TAKEN_AT_ONCE = 32;  // messages, by the GNU library's queue
+    for (int before = TAKEN_AT_ONCE - 4; before < TAKEN_AT_ONCE; ++before) {
+        const auto prepare = [before](Engine& engine) { engine.handleMessages(before); };
+        failEachAllocation(
+            prepare, [](Engine& engine) { engine.push(); }, nothing);
+        failEachAllocation(
+            prepare, [](Engine& engine) { engine.pushAsModule(); }, nothing);
+        failEachAllocation(
+            [before](Engine& engine) {
+                engine.engine.registerDllByName("Recorder");
+                engine.handleMessages(before);
+                engine.push();
+            },
+            [](Engine& engine) { engine.bringToModules(); },
+            [](Engine& engine) { engine.engine.unregisterDllByName("Recorder"); });
+    }
+}
+
+TEST(WithoutMemory, AModuleIsLoadedOrClosed) {
+    failEachAllocation(
+        nothing, [](Engine& engine) { engine.engine.registerDllByName("Recorder"); },
+        [](Engine& engine) {
+            engine.engine.unregisterDllByName("Recorder");
+            EXPECT_FALSE(isMapped("Recorder"));
+        });
+}
