@@ -47,7 +47,7 @@ void intake(benchmark::State& state, FrameSize size, double rate) {
         const double push = SideBySide::time([&] { LiveEngine::push(frame); });
         times.round(push, first + (round % 2 == 0 ? 0 : SideBySide::time(copy)));
     };
-    pace(rate, 0.5, pushAndCopy);
+    pace(rate, 3, pushAndCopy);  // until as many buffers are there as are ever in flight
     times = {};
     const long faults = pageFaults();
     pace(rate, 4, pushAndCopy);

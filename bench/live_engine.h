@@ -143,7 +143,7 @@ void pace(double rate, double seconds, Function work) {
     std::uint64_t previous = 0;
     for (int i = 0; i < static_cast<int>(rate * seconds); ++i) {
         std::this_thread::sleep_until(begin +
-                                      std::chrono::duration_cast<std::chrono::nanoseconds>(i * period));
+                                      std::chrono::duration_cast<std::chrono::nanoseconds>((i + 1) * period));
         while (currentTimeMs() == previous) {
         }
         work();
