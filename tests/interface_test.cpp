@@ -50,6 +50,8 @@ TEST_F(Interface, HasOneEngineHoweverOftenItIsInitialized) {
     LumetraCore_initialize();
     EXPECT_EQ(engine, lumcore_exec);
     EXPECT_EQ(STATUS_READY, LumetraCore_getStatus(0));
+    LUMETRA_CBTYPE kinds[2] = {};
+    EXPECT_EQ(2, LumetraCore_getSupportedCallbacks(0, kinds));
 }
 
 TEST_F(Interface, RefusesUnpairedSurrogatesBeforeAnythingHappens) {
