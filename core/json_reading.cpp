@@ -1,7 +1,10 @@
 // json_reading.cpp - parsing without recursion, members looked up with their type tested.
 #include "core/json_reading.h"
 
+#include <rapidjson/reader.h>
+
 #include <algorithm>
+#include <cmath>
 
 JsonDocument parseJson(const char* text) {
     JsonDocument document;
@@ -11,12 +14,17 @@ JsonDocument parseJson(const char* text) {
 
 namespace {
 
-// How deep arrays and objects are nested, at least for valid JSON. Brackets in strings do not count.
-int nestingDepth(const char* text) {
+struct TextShape {
+    int depth = 0;             // of arrays and objects, at least for valid JSON
+    bool hasExponent = false;  // some number may have one
+};
+
+// What stands in strings does not count.
+TextShape shapeOf(const char* text) {
+    TextShape shape;
     int depth = 0;
-    int deepest = 0;
     bool inString = false;
-    for (; *text != '\0'; ++text) {
+    for (char previous = '\0'; *text != '\0'; previous = *text++) {
         if (inString) {
             if (*text == '\\' && text[1] != '\0')
                 ++text;
@@ -25,19 +33,36 @@ int nestingDepth(const char* text) {
         } else if (*text == '"') {
             inString = true;
         } else if (*text == '[' || *text == '{') {
-            deepest = std::max(deepest, ++depth);
+            shape.depth = std::max(shape.depth, ++depth);
         } else if (*text == ']' || *text == '}') {
             --depth;
+        } else if (*text == 'e' || *text == 'E') {
+            shape.hasExponent = shape.hasExponent || (previous >= '0' && previous <= '9');
         }
     }
-    return deepest;
+    return shape;
+}
+
+struct FiniteNumbers : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, FiniteNumbers> {
+    static bool Default() { return true; }
+    static bool Double(double value) { return std::isfinite(value); }
+};
+
+bool hasFiniteNumbersOnly(const char* text) {
+    rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, ThrowingAllocator> reader;
+    rapidjson::StringStream stream(text);
+    FiniteNumbers handler;
+    return !reader.Parse<rapidjson::kParseIterativeFlag>(stream, handler).IsError();
 }
 
 }  // namespace
 
+// Some numbers beyond the greatest double come out small when every digit is to be kept, so that numbers with
+// exponents are first read without.
 JsonDocument parseBoundedJson(const char* text) {
     JsonDocument document;
-    if (nestingDepth(text) <= MAX_WRITTEN_DEPTH)
+    const TextShape shape = shapeOf(text);
+    if (shape.depth <= MAX_WRITTEN_DEPTH && (!shape.hasExponent || hasFiniteNumbersOnly(text)))
         document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag>(text);
     return document;
 }
