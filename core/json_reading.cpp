@@ -1,10 +1,7 @@
 // json_reading.cpp - parsing without recursion, members looked up with their type tested.
 #include "core/json_reading.h"
 
-#include <rapidjson/reader.h>
-
 #include <algorithm>
-#include <cmath>
 
 JsonDocument parseJson(const char* text) {
     JsonDocument document;
@@ -14,17 +11,12 @@ JsonDocument parseJson(const char* text) {
 
 namespace {
 
-struct TextShape {
-    int depth = 0;             // of arrays and objects, at least for valid JSON
-    bool hasExponent = false;  // some number may have one
-};
-
-// What stands in strings does not count.
-TextShape shapeOf(const char* text) {
-    TextShape shape;
+// How deep arrays and objects are nested, at least for valid JSON. Brackets in strings do not count.
+int nestingDepth(const char* text) {
     int depth = 0;
+    int deepest = 0;
     bool inString = false;
-    for (char previous = '\0'; *text != '\0'; previous = *text++) {
+    for (; *text != '\0'; ++text) {
         if (inString) {
             if (*text == '\\' && text[1] != '\0')
                 ++text;
@@ -33,38 +25,20 @@ TextShape shapeOf(const char* text) {
         } else if (*text == '"') {
             inString = true;
         } else if (*text == '[' || *text == '{') {
-            shape.depth = std::max(shape.depth, ++depth);
+            deepest = std::max(deepest, ++depth);
         } else if (*text == ']' || *text == '}') {
             --depth;
-        } else if (*text == 'e' || *text == 'E') {
-            shape.hasExponent = shape.hasExponent || (previous >= '0' && previous <= '9');
         }
     }
-    return shape;
-}
-
-struct FiniteNumbers : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, FiniteNumbers> {
-    static bool Default() { return true; }
-    static bool Double(double value) { return std::isfinite(value); }
-};
-
-bool hasFiniteNumbersOnly(const char* text) {
-    rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, ThrowingAllocator> reader;
-    rapidjson::StringStream stream(text);
-    FiniteNumbers handler;
-    return !reader.Parse<rapidjson::kParseIterativeFlag>(stream, handler).IsError();
+    return deepest;
 }
 
 }  // namespace
 
-// Some numbers beyond the greatest double come out small when every digit is to be kept, so that numbers with
-// exponents are first read without.
+// Not with RapidJSON's full precision: it reads beyond its tables for some very small numbers, and gives some
+// that are too large as small ones.
 JsonDocument parseBoundedJson(const char* text) {
-    JsonDocument document;
-    const TextShape shape = shapeOf(text);
-    if (shape.depth <= MAX_WRITTEN_DEPTH && (!shape.hasExponent || hasFiniteNumbersOnly(text)))
-        document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag>(text);
-    return document;
+    return nestingDepth(text) <= MAX_WRITTEN_DEPTH ? parseJson(text) : JsonDocument();
 }
 
 const JsonValue* findMember(const JsonValue* object, const char* name) {

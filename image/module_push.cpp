@@ -87,7 +87,7 @@ std::string exchangeJson(LUMETRA_HOSTTEXTFN hostText, const char* descriptor, co
     const bool hasPicture = cfg.format == LUMETRA_IMGFORMAT_YUYV;
     const JsonDocument document = parseBoundedJson(descriptor);
     std::u16string text = convertUTFFormat8toV<char, char16_t>(serialize(document));
-    if (hasPicture && document.IsObject()) addPicture(text, frame, cfg.width, cfg.height);
+    if (hasPicture && text.starts_with(u'{')) addPicture(text, frame, cfg.width, cfg.height);
 
     JsonDocument reply = parseBoundedJson(askHost(hostText, text).c_str());
     if (hasPicture && reply.IsObject()) reply.RemoveMember("image");

@@ -118,6 +118,8 @@ TEST_F(ModulePush, ForwardsJsonCompactlyAndTakesThePictureOutOfTheAnswer) {
         {4, "7", "7", u"[ \"image\" ]", R"(["image"])"},
         {4, "{", "null", u"{", "null"},
         {1, "", "null", u"", "null"},
+        {4, R"({"a":2e308})", "null", u"{}", "{}"},  // no JSON expresses it
+        {1, "[1.2345678901234567e-340,5e-324]", "[0.0,5e-324]", u"", "null"},
         {1, "[1.5E+300,2e-3]", "[1.5e300,0.002]", u"[9.99e308]", "null"},  // beyond the greatest number
         {1, R"("\u20ac[[")", "\"\xE2\x82\xAC[[\"", u"\"\\\"[\"", R"("\"[")"},
     };
