@@ -36,8 +36,9 @@ using JsonValue = JsonDocument::ValueType;
 /// are looked at.
 JsonDocument parseJson(const char* text);
 
-/// The same for a document that is going to be written out again: a text nested deeper than MAX_WRITTEN_DEPTH
-/// counts as one that is not valid.
+/// The same for a document that is going to be written out again: numbers keep their value, and a text nested
+/// deeper than MAX_WRITTEN_DEPTH counts as one that is not valid, as does one whose escapes spell half a
+/// character.
 inline constexpr int MAX_WRITTEN_DEPTH = 1000;
 JsonDocument parseBoundedJson(const char* text);
 

@@ -120,7 +120,10 @@ TEST_F(ModulePush, ForwardsJsonCompactlyAndTakesThePictureOutOfTheAnswer) {
         {1, "", "null", u"", "null"},
         {4, R"({"a":2e308})", "null", u"{}", "{}"},  // no JSON expresses it
         {1, "[1.2345678901234567e-340,5e-324]", "[0.0,5e-324]", u"", "null"},
-        {1, "[1.5E+300,2e-3]", "[1.5e300,0.002]", u"[9.99e308]", "null"},  // beyond the greatest number
+        {1, R"("\udc00")", "null", u"\"\\ud83d\\uDE00\\udE00\"", "null"},
+        {1, R"("\\udc00\ud83d\ude00")", "\"\\\\udc00\xF0\x9F\x98\x80\"", u"", "null"},
+        {1, "[1.5E+300,2e-3,-0,-7,113.17408141314563]", "[1.5e300,0.002,0,-7,113.17408141314563]",
+         u"[9.99e308]", "null"},  // beyond the greatest number
         {1, R"("\u20ac[[")", "\"\xE2\x82\xAC[[\"", u"\"\\\"[\"", R"("\"[")"},
     };
     for (const auto& c : cases) {

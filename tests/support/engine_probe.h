@@ -62,6 +62,11 @@ struct EngineProbe {
         const std::lock_guard lock(engine.m_chunkMutex);
         return engine.m_chunks;
     }
+    static void forgetFrames(LumetraCoreExecutor& engine) {
+        const std::scoped_lock lock(engine.m_msgMutex, engine.m_chunkMutex);
+        engine.m_messages.clear();
+        engine.m_chunks.clear();
+    }
     static void store(LumetraCoreExecutor& engine, std::uint64_t id, std::shared_ptr<IChnk> chunk) {
         const std::lock_guard lock(engine.m_chunkMutex);
         engine.m_chunks[id] = std::move(chunk);
