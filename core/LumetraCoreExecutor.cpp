@@ -33,6 +33,7 @@ LumetraCoreExecutor::~LumetraCoreExecutor() {
     releaseJpegBuffer();
     m_running = false;
     m_eventLoopThread->join();
+    letPushersGo();
     {
         const std::lock_guard lock(m_msgMutex);
         m_messages.clear();

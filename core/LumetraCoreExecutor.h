@@ -1,5 +1,5 @@
 // LumetraCoreExecutor.h - the engine: chunks, message queue, event loop, callbacks, modules.
-// A frame's road: pushImageData > runEventLoop > convertImageData > runEventLoop >
+// A frame's road: pushImageData > runEventLoop > convertQueued > convertImageData > runEventLoop >
 // triggerDataNotification > each module's notifyNewData; runEventLoop drops it when it is old.
 // Threads: host threads call the operations, one thread runs the event loop, the pool's workers convert
 // and notify. Lock order: m_msgMutex, then m_chunkMutex, then the pool's own. A poster lets go of
@@ -142,6 +142,7 @@ private:
 
     // image/intake.cpp
     void letEventLoopCatchUp();
+    void letPushersGo();
 
     // modules/registry.cpp
     void resolveEntryPoints(dllstruct& module);
@@ -170,6 +171,7 @@ private:
 
     std::mutex m_msgMutex;        // guards m_messages
     std::deque<MSGS> m_messages;  // posted at the back, handled at the front
+    int m_waitingPushers = 0;     // guarded by m_msgMutex too; the engine outlives their wait
     std::atomic<bool> m_running = false;
     std::unique_ptr<std::thread> m_eventLoopThread;
     std::unique_ptr<ThreadPool> m_threadPool;

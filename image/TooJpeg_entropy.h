@@ -53,7 +53,7 @@ private:
 
     Output& m_output;
     std::uint64_t m_buffer = 0;  // the low 64 - m_free bits are still to be sent
-    int m_free = 64;             // above 0 between blocks
+    int m_free = 64;             // 0 to 64
 };
 
 /// Sends one block: the difference of its first coefficient to `previousDc`, then the others.

@@ -88,6 +88,12 @@ int unsupportedSteps(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool 
     return 0;
 }
 
+void markConverted(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags) {
+    const bool becomesGrey = chunk.format == LUMETRA_IMGFORMAT_RGB || chunk.format == LUMETRA_IMGFORMAT_BGR ||
+                             chunk.format == LUMETRA_IMGFORMAT_BGRA || chunk.format == LUMETRA_IMGFORMAT_YUYV;
+    if (wants(flags, LUMETRA_CONVERT_GRAY) && becomesGrey) chunk.format = LUMETRA_IMGFORMAT_GRAY8;
+}
+
 void convertPixels(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap) {
     if (!wants(flags, LUMETRA_CONVERT_GRAY)) return;
     const GreyKernels& kernels = greyKernels();
@@ -106,11 +112,11 @@ void convertPixels(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap) 
             break;
         case LUMETRA_IMGFORMAT_GRAY8:
             convertGrey(chunk, flags, mipMap);
-            return;
+            break;
         default:
-            return;
+            break;
     }
-    chunk.format = LUMETRA_IMGFORMAT_GRAY8;
+    markConverted(chunk, flags);
 }
 
 std::string dumpName(const std::string& path, std::int32_t frameIndex, int level, const char* extension) {
@@ -146,7 +152,7 @@ public:
         std::unique_lock lock(m_engine.m_chunkMutex);
         auto& converting = m_engine.m_converting;
         m_engine.m_conversionDone.wait(
-            lock, [&] { return std::ranges::find(converting, chunk) == converting.end(); });
+            lock, [&] { return std::find(converting.begin(), converting.end(), chunk) == converting.end(); });
         converting.push_back(chunk);
     }
     ~ConversionTurn() {
@@ -177,8 +183,12 @@ void LumetraCoreExecutor::convertQueued(std::uint64_t id, LUMETRA_CONVERSIONMODI
         const std::lock_guard lock(m_chunkMutex);
         congested = --m_queuedConversions > CONGESTION;
     }
-    const bool unseen = !isFresh(currentTimeMs(), id) && !wants(flags, LUMETRA_CONVERT_DEBUGDUMP);
-    convertChunk(id, flags, congested && unseen ? PixelWork::Skipped : PixelWork::Done);
+    const std::uint64_t now = currentTimeMs();
+    const bool isOld = now > id && !isFresh(now, id);  // an id in the future may yet become fresh
+    if (congested && isOld && !wants(flags, LUMETRA_CONVERT_DEBUGDUMP))
+        convertChunk(id, flags, PixelWork::Skipped);
+    else
+        convertImageData(id, flags);
 }
 
 void LumetraCoreExecutor::convertChunk(std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags, PixelWork pixels) {
@@ -193,7 +203,10 @@ void LumetraCoreExecutor::convertChunk(std::uint64_t id, LUMETRA_CONVERSIONMODIF
     const ConversionTurn turn(*this, chunk.get());
     const ICfg cfg = imageConfiguration();
     const int leftOut = unsupportedSteps(*chunk, flags, cfg.mipMap);
-    if (pixels == PixelWork::Done) convertPixels(*chunk, flags, cfg.mipMap);
+    if (pixels == PixelWork::Done)
+        convertPixels(*chunk, flags, cfg.mipMap);
+    else
+        markConverted(*chunk, flags);
     for (int i = 0; i < leftOut; ++i) logViaCallback("NOT IMPLEMENTED!");
     if (wants(flags, LUMETRA_CONVERT_DEBUGDUMP)) dumpLevels(*chunk, flags, cfg.writablepath);
 }

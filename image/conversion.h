@@ -15,6 +15,9 @@ int unsupportedSteps(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool 
 /// @param mipMap  whether levels are derived where none came along
 void convertPixels(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap);
 
+/// The format that convertPixels leaves behind, and nothing else of it: for a chunk whose pixels nobody sees.
+void markConverted(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags);
+
 /// Writes the levels of a grey or RGB chunk, level 0 or with LUMETRA_CONVERT_PYRAMID all that are set.
 /// Failures are told on standard output only.
 void dumpLevels(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, const std::string& writablePath);

@@ -70,7 +70,7 @@ void FrameBuffers::trim(Clock::time_point now) {
     Waiting oldest;  // freed behind the lock
     const std::lock_guard lock(m_mutex);
     if (m_waiting.empty() || now - m_waiting.front().since <= MAX_IDLE) return;
-    const bool framesCome = now - m_waiting.back().since <= MAX_IDLE;
+    const bool framesCome = now - m_lastTaken <= MAX_IDLE;
     if (framesCome && m_waiting.size() <= SPARE) return;
     oldest = std::move(m_waiting.front());
     m_waiting.erase(m_waiting.begin());
@@ -86,6 +86,7 @@ FrameBuffers::Buffer FrameBuffers::take(std::size_t capacity) {
     std::vector<Waiting> freed;
     {
         const std::lock_guard lock(m_mutex);
+        m_lastTaken = Clock::now();
         if (m_capacity != capacity) {
             freed.swap(m_waiting);
             m_capacity = capacity;
@@ -100,7 +101,7 @@ FrameBuffers::Buffer FrameBuffers::take(std::size_t capacity) {
 }
 
 void FrameBuffers::giveBack(Buffer buffer, std::size_t capacity) noexcept {
-    if (!RECYCLES) return;
+    if (!RECYCLES || buffer == nullptr) return;
     const std::lock_guard lock(m_mutex);
     if (m_capacity != capacity) return;
     try {

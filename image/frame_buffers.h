@@ -55,6 +55,7 @@ private:
     mutable std::mutex m_mutex;      // guards what follows; never held while memory is freed
     std::vector<Waiting> m_waiting;  // longest waiting first
     std::size_t m_capacity = 0;      // bytes of each
+    Clock::time_point m_lastTaken;
 };
 
 /// Sets lvl[1] to lvl[7] behind lvl[0], each right behind the level before it.

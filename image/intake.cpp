@@ -39,16 +39,25 @@ int LumetraCoreExecutor::pushImageData(const unsigned char* data, int size, cons
 
 // Every frame of the last 100 ms has a message in the queue, and the loop handles one each 0.1 ms: with many
 // more than that no frame would reach a module in time. A pusher that is so far ahead waits for a while; a
-// worker does not, since the loop waits for it in turn.
+// worker does not, since what would bring the queue down stands behind it.
 void LumetraCoreExecutor::letEventLoopCatchUp() {
     constexpr std::size_t FAR_AHEAD = 256;  // messages: frames that come at 2.5 in a millisecond
     constexpr int MAX_WAIT = 100;           // ms
     if (ThreadPool::isWorker()) return;
-    for (int i = 0; i < MAX_WAIT && m_running; ++i) {
-        {
-            const std::lock_guard lock(m_msgMutex);
-            if (m_messages.size() <= FAR_AHEAD) return;
-        }
+    std::unique_lock lock(m_msgMutex);
+    ++m_waitingPushers;
+    for (int i = 0; i < MAX_WAIT && m_running && m_messages.size() > FAR_AHEAD; ++i) {
+        lock.unlock();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        lock.lock();
+    }
+    --m_waitingPushers;
+}
+
+// Once the engine no longer runs. They look every millisecond.
+void LumetraCoreExecutor::letPushersGo() {
+    for (std::unique_lock lock(m_msgMutex); m_waitingPushers > 0; lock.lock()) {
+        lock.unlock();
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }

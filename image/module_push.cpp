@@ -67,7 +67,6 @@ void addPicture(std::u16string& object, const unsigned char* frame, std::int32_t
     object.pop_back();
     object += isEmpty ? u"\"image\":\"" : u",\"image\":\"";
     if (width >= 1 && height >= 1) {
-        refuseImpossibleSize(width, height);
         const std::lock_guard lock(jpgMutex);
         m_jpgDataSize = 0;
         encodePicture(frame, width, height);
@@ -85,6 +84,7 @@ std::string askHost(LUMETRA_HOSTTEXTFN hostText, const std::u16string& text) {
 std::string exchangeJson(LUMETRA_HOSTTEXTFN hostText, const char* descriptor, const unsigned char* frame,
                          const LumetraCoreExecutor::ICfg& cfg) {
     const bool hasPicture = cfg.format == LUMETRA_IMGFORMAT_YUYV;
+    if (hasPicture && cfg.width >= 1 && cfg.height >= 1) refuseImpossibleSize(cfg.width, cfg.height);
     const JsonDocument document = parseBoundedJson(descriptor);
     std::u16string text = convertUTFFormat8toV<char, char16_t>(serialize(document));
     if (hasPicture && text.starts_with(u'{')) addPicture(text, frame, cfg.width, cfg.height);

@@ -304,27 +304,28 @@ TEST_F(ConversionInEngine, ReportsEachStepThatIsLeftOut) {
 
 TEST_F(ConversionInEngine, SkipsOnlyThePixelsOfAFrameTooOldToBeSeenWhileManyWait) {
     configure("");
+    const Bytes pixels = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, skipped = {0, 1, 2, 3}, done = {0, 2, 4, 6};
     const struct {
         int behind;
-        std::uint64_t age;  // ms
+        std::int64_t age;  // ms; the clock may have been set back
         int flags;
-        LUMETRA_IMGFORMATTYPE format;
+        Bytes level0;
     } cases[] = {
-        {17, 1000, GRAY | FLIP, LUMETRA_IMGFORMAT_YUYV},
-        {16, 1000, GRAY | FLIP, LUMETRA_IMGFORMAT_GRAY8},
-        {17, 0, GRAY | FLIP, LUMETRA_IMGFORMAT_GRAY8},
-        {17, 1000, GRAY | FLIP | DUMP, LUMETRA_IMGFORMAT_GRAY8},
+        {17, 1000, GRAY | PYRAMID, skipped},     {16, 1000, GRAY | PYRAMID, done},
+        {17, 0, GRAY | PYRAMID, done},           {17, -10000, GRAY | PYRAMID, done},
+        {17, 1000, GRAY | PYRAMID | DUMP, done},
     };
-    for (const auto& [behind, age, flags, format] : cases) {
-        const std::uint64_t frame = currentTimeMs() - age;
-        EngineProbe::store(engine, frame, chunkOf(2, 2, LUMETRA_IMGFORMAT_YUYV, Bytes(8)));
+    for (const auto& [behind, age, flags, level0] : cases) {
+        const std::uint64_t frame = currentTimeMs() - static_cast<std::uint64_t>(age);
+        EngineProbe::store(engine, frame, chunkOf(2, 2, LUMETRA_IMGFORMAT_YUYV, pixels));
         EngineProbe::convertQueued(engine, behind, frame, flags);
         EXPECT_THAT(LogCapture::take(), ElementsAre("NOT IMPLEMENTED!"));
+        EXPECT_EQ(LUMETRA_IMGFORMAT_GRAY8, EngineProbe::chunks(engine).at(frame)->format);
         if (age == 0 && !isFresh(currentTimeMs(), frame)) continue;  // this machine was too busy to say
-        EXPECT_EQ(format, EngineProbe::chunks(engine).at(frame)->format)
+        EXPECT_EQ(level0, level(*EngineProbe::chunks(engine).at(frame), 0))
             << behind << " behind, age " << age << ", flags " << flags;
     }
-    EXPECT_EQ(4U, EngineProbe::messages(engine).size());
+    EXPECT_EQ(std::size(cases), EngineProbe::messages(engine).size());
     EXPECT_EQ(1U, dumped().size());
 }
 

@@ -60,10 +60,10 @@ TEST(FrameBuffers, StayInPairsWhileFramesCome) {
     const auto buffers = std::make_shared<FrameBuffers>();
     std::unique_ptr<IChnk> chunks[4];
     for (auto& chunk : chunks) chunk = chunkFrom(*buffers, 64, 48);
-    for (int i = 0; i < 3; ++i) chunks[i].reset();
+    for (auto& chunk : chunks) chunk.reset();
     const auto idle = FrameBuffers::Clock::now() + FrameBuffers::MAX_IDLE + std::chrono::milliseconds(1);
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    chunks[3].reset();  // a frame that came later
+    const auto frame = chunkFrom(*buffers, 64, 48);  // comes later, and takes the newest
     for (int i = 0; i < 4; ++i) buffers->trim(idle);
     EXPECT_EQ(2U, buffers->waiting());
     for (int i = 0; i < 2; ++i) buffers->trim(idle + FrameBuffers::MAX_IDLE);
