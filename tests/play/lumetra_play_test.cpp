@@ -11,8 +11,8 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <future>
 #include <random>
-#include <thread>
 
 #include "tests/play/temporary_folder.h"
 
@@ -168,15 +168,16 @@ TEST_F(LumetraPlay, EndsWithASummaryWhenItIsInterrupted) {
     for (const std::string& arguments : {std::string("--frames 0 --size 64x48"),
                                          "--size 64x48 --format gray - <" + folder.file("silence")}) {
         for (const char* name : {"out", "pid"}) folder.write(name, "");
-        std::thread runner([&] {
-            EXPECT_EQ(0, run("sh -c 'echo $$ >" + folder.file("pid") + "; exec " LUMETRA_PLAY_PROGRAM " " +
-                             arguments + "'"));
+        auto result = std::async(std::launch::async, [&] {
+            return run("sh -c 'echo $$ >" + folder.file("pid") + "; exec " LUMETRA_PLAY_PROGRAM " " +
+                       arguments + "'");
         });
-        // The library greets when the engine starts, which is after the signal handlers are in place.
-        while (folder.read("out").find("Registering Callback!") == std::string::npos)
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        // The library greets when the engine starts, which is after the player has taken the signals over.
+        while (folder.read("out").find("Registering Callback!") == std::string::npos &&
+               result.wait_for(std::chrono::milliseconds(5)) == std::future_status::timeout) {
+        }
         kill(std::stoi(folder.read("pid")), SIGINT);
-        runner.join();
+        EXPECT_EQ(0, result.get());
         EXPECT_THAT(out, HasSubstr("  pushed ")) << arguments << err;
     }
     close(silence);

@@ -3,54 +3,44 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <thread>
 
 #include "tools/lumetra-play/play_error.h"
 
-namespace {
-
-int stopPipe[2] = {-1, -1};  // the only thing that a signal handler may touch
-
-extern "C" void onStopSignal(int) {
-    const int savedErrno = errno;
-    // A full pipe already says all there is to say.
-    [[maybe_unused]] const auto written = write(stopPipe[1], "", 1);
-    errno = savedErrno;
-}
-
-void handle(int signalNumber, void (*handler)(int)) {
-    struct sigaction action {};
-    action.sa_handler = handler;
-    action.sa_flags = SA_RESTART;
-    sigaction(signalNumber, &action, nullptr);
-}
-
-}  // namespace
-
 StopRequest::StopRequest() {
-    if (pipe(stopPipe) != 0) throw PlayError("no pipe can be made: close some files or programs");
-    for (const int end : stopPipe) {
+    if (pipe(m_pipe) != 0) throw PlayError("no pipe can be made: close some files or programs");
+    for (const int end : m_pipe) {
         fcntl(end, F_SETFL, O_NONBLOCK);
         fcntl(end, F_SETFD, FD_CLOEXEC);
     }
-    handle(SIGINT, onStopSignal);
-    handle(SIGTERM, onStopSignal);
+    sigemptyset(&m_signals);
+    for (const int signalNumber : {SIGINT, SIGTERM}) sigaddset(&m_signals, signalNumber);
+    pthread_sigmask(SIG_BLOCK, &m_signals, &m_maskBefore);
+    m_receiver = std::thread([this] { receiveSignals(); });
 }
 
 StopRequest::~StopRequest() {
-    handle(SIGINT, SIG_DFL);
-    handle(SIGTERM, SIG_DFL);
-    for (const int end : stopPipe) close(end);
+    m_ending = true;
+    pthread_kill(m_receiver.native_handle(), SIGTERM);
+    m_receiver.join();
+    pthread_sigmask(SIG_SETMASK, &m_maskBefore, nullptr);
+    for (const int end : m_pipe) close(end);
+}
+
+void StopRequest::receiveSignals() {
+    while (!m_ending) {
+        int signalNumber = 0;
+        sigwait(&m_signals, &signalNumber);
+        // A full pipe already says all there is to say.
+        [[maybe_unused]] const auto written = write(m_pipe[1], "", 1);
+    }
 }
 
 bool StopRequest::requested() const {
     if (m_deadline && Clock::now() >= *m_deadline) return true;
-    pollfd wake{stopPipe[0], POLLIN, 0};
+    pollfd wake{m_pipe[0], POLLIN, 0};
     return poll(&wake, 1, 0) > 0;
 }
 
@@ -62,7 +52,7 @@ bool StopRequest::waitReadable(int file) const {
             const auto left = std::chrono::ceil<milliseconds>(*m_deadline - Clock::now());
             timeout = static_cast<int>(std::clamp(left, milliseconds(0), milliseconds(1'000'000)).count());
         }
-        pollfd waiting[] = {{stopPipe[0], POLLIN, 0}, {file, POLLIN, 0}};
+        pollfd waiting[] = {{m_pipe[0], POLLIN, 0}, {file, POLLIN, 0}};
         const int ready = poll(waiting, 2, timeout);
         if (requested()) return false;
         if (ready > 0 && waiting[1].revents != 0) return true;
@@ -79,7 +69,7 @@ bool StopRequest::waitUntil(Clock::time_point time) const {
             std::this_thread::sleep_for(left);
             continue;
         }
-        pollfd wake{stopPipe[0], POLLIN, 0};
+        pollfd wake{m_pipe[0], POLLIN, 0};
         poll(&wake, 1, static_cast<int>(std::min<long long>(left / 1ms - 1, 1'000'000)));
     }
 }
