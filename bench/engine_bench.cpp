@@ -218,6 +218,25 @@ void idle(benchmark::State& state, FrameSize size, double) {
     times.report(state);
 }
 
+// From nothing to an engine that takes calls, and from there to its last thread's end; with a pause between,
+// in which the threads begin.
+void startAndStop(benchmark::State& state, FrameSize, double) {
+    LumetraCore_registerCallback(0, CB_LOG, nullptr, nullptr);
+    const auto microseconds = [](auto work) {
+        const auto begin = std::chrono::steady_clock::now();
+        work();
+        return SideBySide::Microseconds(std::chrono::steady_clock::now() - begin).count();
+    };
+    std::vector<double> starts, stops;
+    for (int round = 0; round < 200; ++round) {
+        starts.push_back(microseconds(LumetraCore_initialize));
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        stops.push_back(microseconds(LumetraCore_destroy));
+    }
+    state.counters["start_us"] = median(starts);
+    state.counters["stop_us"] = median(stops);
+}
+
 // Peak of resident memory while frames come, beyond what the idle engine has, in buffers.
 void memory(benchmark::State& state, FrameSize size, double rate) {
     const Bytes frame = randomBytes(3 * size.pixels(), 1);
@@ -243,6 +262,7 @@ const bool registered = [] {
     once("sustained/980fps/" + HD.name(), sustained, HD, 980);
     once("sustained/360fps/" + FULL_HD.name(), sustained, FULL_HD, 360);
     once("idle", idle, VGA, 0);
+    once("start and stop", startAndStop, VGA, 0);
     return true;
 }();
 
