@@ -10,19 +10,24 @@ namespace {
 
 constexpr std::size_t BLOCK = 16;  // pixels
 
-inline uint8x8_t greyOf8(uint8x8_t red, uint8x8_t green, uint8x8_t blue) {
-    uint16x8_t high = vmull_u8(red, vdup_n_u8(38));
-    uint16x8_t low = vmull_u8(red, vdup_n_u8(70));
-    high = vmlal_u8(high, green, vdup_n_u8(75));
-    low = vmlal_u8(low, green, vdup_n_u8(35));
-    high = vmlal_u8(high, blue, vdup_n_u8(14));
-    low = vmlal_u8(low, blue, vdup_n_u8(152));
-    return vshrn_n_u16(vsraq_n_u16(high, low, 8), 7);
-}
-
 inline uint8x16_t greyOf16(uint8x16_t red, uint8x16_t green, uint8x16_t blue) {
-    return vcombine_u8(greyOf8(vget_low_u8(red), vget_low_u8(green), vget_low_u8(blue)),
-                       greyOf8(vget_high_u8(red), vget_high_u8(green), vget_high_u8(blue)));
+    const uint8x16_t highRed = vdupq_n_u8(38), highGreen = vdupq_n_u8(75), highBlue = vdupq_n_u8(14);
+    const uint8x16_t lowRed = vdupq_n_u8(70), lowGreen = vdupq_n_u8(35), lowBlue = vdupq_n_u8(152);
+    uint16x8_t high = vmull_u8(vget_low_u8(red), vget_low_u8(highRed));
+    uint16x8_t low = vmull_u8(vget_low_u8(red), vget_low_u8(lowRed));
+    high = vmlal_u8(high, vget_low_u8(green), vget_low_u8(highGreen));
+    low = vmlal_u8(low, vget_low_u8(green), vget_low_u8(lowGreen));
+    high = vmlal_u8(high, vget_low_u8(blue), vget_low_u8(highBlue));
+    low = vmlal_u8(low, vget_low_u8(blue), vget_low_u8(lowBlue));
+    const uint8x8_t first = vshrn_n_u16(vsraq_n_u16(high, low, 8), 7);
+
+    high = vmull_high_u8(red, highRed);
+    low = vmull_high_u8(red, lowRed);
+    high = vmlal_high_u8(high, green, highGreen);
+    low = vmlal_high_u8(low, green, lowGreen);
+    high = vmlal_high_u8(high, blue, highBlue);
+    low = vmlal_high_u8(low, blue, lowBlue);
+    return vshrn_high_n_u16(first, vsraq_n_u16(high, low, 8), 7);
 }
 
 void greyFromRgb(const std::uint8_t* src, std::uint8_t* dst, std::size_t pixels) {
