@@ -220,7 +220,12 @@ TEST(WithoutMemory, AnEngineIsNotMadeAndLeavesNothing) {
         ASSERT_TRUE(status == MADE || status == REFUSED || status == -SIGABRT)
             << "allocation " << number << ": " << status;
     }
-    EXPECT_LE(ended, 2 * otherWorkers) << "each is one allocation, and may make their list grow";
+#ifdef _LIBCPP_VERSION
+    constexpr int THREAD_ALLOCATIONS = 3;  // the arguments, what the thread knows of itself, and of its end
+#else
+    constexpr int THREAD_ALLOCATIONS = 1;
+#endif
+    EXPECT_LE(ended, (THREAD_ALLOCATIONS + 1) * otherWorkers) << "each may also make their list grow";
 }
 
 TEST(WithoutMemory, AConfigurationIsRefusedOrComplete) {

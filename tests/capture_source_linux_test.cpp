@@ -199,7 +199,11 @@ TEST(V4l2SystemCalls, ReachTheSystem) {
     ASSERT_NE(-1, fd);
     v4l2_capability capability = {};
     EXPECT_EQ(-1, calls.ioctl(fd, VIDIOC_QUERYCAP, &capability));
+#ifdef LUMETRA_EMULATED  // the emulator may know no request of video devices
+    EXPECT_THAT(errno, testing::AnyOf(ENOTTY, ENOSYS));
+#else
     EXPECT_EQ(ENOTTY, errno);
+#endif
     EXPECT_EQ(0, calls.close(fd));
     EXPECT_EQ(-1, calls.close(fd));
 }
