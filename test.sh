@@ -9,7 +9,7 @@ tools/install_packages.sh g++ cmake ninja-build binutils clang rapidjson-dev lib
 for preset in "$@"; do
     case $preset in
     libcxx) tools/install_packages.sh libc++-dev libc++abi-dev >&2 ;;
-    arm64)
+    arm64*)
         tools/install_packages.sh g++-aarch64-linux-gnu qemu-user >&2
         tools/unpack_packages.sh arm64 build/arm64-packages libjpeg62-turbo-dev libpng-dev zlib1g-dev rapidjson-dev \
             libcli11-dev >&2
