@@ -3,7 +3,7 @@
 set -eu
 cd "$(dirname "$(readlink -f "$0")")"
 tools/install_packages.sh g++ cmake ninja-build binutils clang rapidjson-dev libgtest-dev libgmock-dev \
-    libcli11-dev libpng-dev libjpeg-dev gobjc++-12 libgnustep-base-dev gnustep-make >&2
+    libcli11-dev libcpp-httplib-dev pkg-config libpng-dev libjpeg-dev gobjc++-12 libgnustep-base-dev gnustep-make >&2
 
 [ $# -gt 0 ] || set -- dev
 for preset in "$@"; do

@@ -45,6 +45,20 @@ TEST(Options, TellWhatWasGivenFromWhatWasNot) {
     EXPECT_EQ("B", options->modules[1].name);
 }
 
+TEST(Options, TakeAPortForTheViewOrAny) {
+    const auto portOf = [](const char* option) {
+        const char* const line[] = {"lumetra-play", option, "clip.y4m"};
+        const auto options = parseOptions(static_cast<int>(std::size(line)), line);
+        EXPECT_EQ(std::vector<std::string>{"clip.y4m"}, options->inputs);
+        return options->viewPort;
+    };
+    EXPECT_EQ(0, portOf("--view"));
+    EXPECT_EQ(8080, portOf("--view=8080"));
+    EXPECT_EQ(std::nullopt, portOf("--loop"));
+    for (const char* option : {"--view=", "--view=x", "--view=-1", "--view=65536", "--view=80x"})
+        EXPECT_THROW(portOf(option), PlayError) << option;
+}
+
 TEST(EngineSettings, BecomeEveryKeyWithThePathQuoted) {
     EXPECT_EQ(R"({"imageCfg":{"width":4,"height":3},"mipMap":true,"format":5,"conversionflags":3,)"
               R"("forwardNativeImage":false,"writablepath":"/a \"b\""})",

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "examples/modules/LiveView/LiveView.h"
 #include "tools/lumetra-play/camera_play.h"
 #include "tools/lumetra-play/colour.h"
 #include "tools/lumetra-play/engine_session.h"
@@ -78,6 +79,20 @@ std::string makeSheet(const Options& options, const Summary& summary, const Moni
            (shown < 0 ? "missing)" : "those of frame " + std::to_string(shown) + ")");
 }
 
+// The modules that were asked for, and the page that shows the frames.
+void loadModules(const Options& options, const LibraryTable& library, EngineSession& engine) {
+    for (const ModuleRequest& module : options.modules)
+        engine.loadModule(module, folderOfModule(module.name, options.modulePath));
+    if (!options.viewPort) return;
+    const std::string wanted = std::to_string(*options.viewPort);
+    engine.loadModule({"LiveView", "{\"port\":" + wanted + "}"},
+                      folderOfModule("LiveView", options.modulePath));
+    const int port = library.command(LIVEVIEW_ID, static_cast<LUMETRA_CMDTYPE>(LIVEVIEW_CMD_PORT), u"");
+    if (port == 0) throw PlayError("port " + wanted + " cannot be opened: choose another by --view=PORT");
+    std::printf("live view: http://127.0.0.1:%d/\n", port);
+    std::fflush(stdout);
+}
+
 Summary playThroughEngine(const Options& options, const LibraryTable& library, FrameSource& source,
                           const StopRequest& stop) {
     const PlaySettings settings = settingsFor(options, source);
@@ -90,8 +105,7 @@ Summary playThroughEngine(const Options& options, const LibraryTable& library, F
     engine.configure({source.picture(), settings.flags, settings.pyramid, options.writable});
     engine.loadModule({"FrameMonitor", std::nullopt}, folderOfModule("FrameMonitor", options.modulePath));
     MonitorLink monitor(library, options.check ? &check : nullptr);
-    for (const ModuleRequest& module : options.modules)
-        engine.loadModule(module, folderOfModule(module.name, options.modulePath));
+    loadModules(options, library, engine);
 
     summary.play = Player(settings, source, library, monitor, options.check ? &check : nullptr, stop).play();
     summary.log = logCounts();
@@ -131,8 +145,7 @@ Summary playCamera(const Options& options, const LibraryTable& library, const St
     engine.configure({summary.picture, flags, false, options.writable, !options.jpegFolder.empty()});
     engine.loadModule({"FrameMonitor", std::nullopt}, folderOfModule("FrameMonitor", options.modulePath));
     MonitorLink monitor(library, nullptr);
-    for (const ModuleRequest& module : options.modules)
-        engine.loadModule(module, folderOfModule(module.name, options.modulePath));
+    loadModules(options, library, engine);
     engine.loadModule({"CameraSource", cameraConfiguration(options, summary.picture)},
                       folderOfModule("CameraSource", options.modulePath));
     HostExchange exchange(library, options.jpegFolder, options.descriptors);

@@ -21,7 +21,7 @@ std::optional<std::int32_t> wholeNumber(std::string_view text) {
 
 // The options as text, before they are given their meaning.
 struct RawOptions {
-    std::string size, format, flags;
+    std::string size, format, flags, viewPort;
     double framesPerSecond = 0, seconds = 0;
     std::int32_t frames = 0;
     bool pyramid = false;
@@ -72,6 +72,9 @@ void describe(CLI::App& app, Options& options, RawOptions& raw) {
            "With --camera and yuyv: have the library attach a JPEG to each descriptor, and keep them here")
         ->type_name("FOLDER");
     app.add_flag("--descriptors", options.descriptors, "With --camera: print the descriptor of every frame");
+    app.add_flag(
+        "--view{any}", raw.viewPort,
+        "Show frames, levels and figures as a web page of this machine; --view=PORT to choose its port");
     app.add_flag("--devices", options.devices, "List the capture devices as JSON and end");
     app.add_flag("--info", options.info, "Describe this machine as JSON and end");
     app.add_flag("--check", options.check, "Compare every pixel in the modules with the rule");
@@ -84,6 +87,15 @@ LUMETRA_IMGFORMATTYPE parseFormat(const std::string& text) {
     return *format;
 }
 
+std::int32_t parsePort(const std::string& text) {
+    std::int32_t port = -1;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
+    if (text == "any") return 0;
+    if (error != std::errc() || end != text.data() + text.size() || port < 0 || port > 65535)
+        throw PlayError("--view=" + text + " names no port: use 1 to 65535, or --view for any");
+    return port;
+}
+
 Options interpret(const CLI::App& app, Options options, const RawOptions& raw) {
     const auto given = [&app](const char* name) { return app.count(name) > 0; };
     if (given("--size")) options.size = parseSize(raw.size);
@@ -92,6 +104,7 @@ Options interpret(const CLI::App& app, Options options, const RawOptions& raw) {
     if (given("--fps")) options.framesPerSecond = raw.framesPerSecond;
     if (given("--frames")) options.frames = raw.frames;
     if (given("--seconds")) options.seconds = raw.seconds;
+    if (given("--view")) options.viewPort = parsePort(raw.viewPort);
     if (given("--pyramid")) options.pyramid = raw.pyramid;
     for (const std::string& module : raw.modules) options.modules.push_back(parseModule(module));
     return options;

@@ -30,12 +30,13 @@ struct Options {
     std::optional<std::int32_t> flags;  // LUMETRA_CONVERSIONMODIFIER
     std::optional<bool> pyramid;
     std::vector<ModuleRequest> modules;
-    std::string modulePath;  // empty: found beside the program
-    std::string writable;    // empty: the folder in which the program starts
-    std::string library;     // empty: the linked one
-    std::string sheet;       // empty: none
-    std::string camera;      // what CameraSource plays; empty: the player pushes frames itself
-    std::string jpegFolder;  // for the pictures of CameraSource's frames; empty: no pictures
+    std::string modulePath;                // empty: found beside the program
+    std::string writable;                  // empty: the folder in which the program starts
+    std::string library;                   // empty: the linked one
+    std::string sheet;                     // empty: none
+    std::string camera;                    // what CameraSource plays; empty: the player pushes frames itself
+    std::optional<std::int32_t> viewPort;  // for the module LiveView, 0: any; nothing: not loaded
+    std::string jpegFolder;                // for the pictures of CameraSource's frames; empty: no pictures
     bool descriptors = false;
     bool devices = false, info = false;
     bool log = false;

@@ -2,7 +2,6 @@
 #include "examples/modules/FrameMonitor/monitor.h"
 
 #include <algorithm>
-#include <chrono>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -11,24 +10,11 @@
 #include "core/json_reading.h"
 #include "examples/modules/FrameMonitor/FrameMonitor.h"
 #include "examples/modules/FrameMonitor/pixel_digest.h"
+#include "examples/modules/FrameMonitor/push_time.h"
 
 namespace {
 
 constexpr std::int64_t IDLE_AFTER_US = 1'000'000;
-
-std::int64_t systemMicroseconds() {
-    using namespace std::chrono;
-    return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
-}
-
-// When the frame was pushed: by its descriptor if that says so, else by the chunk's id, which is the same
-// time to the millisecond.
-std::int64_t pushTime(std::uint64_t chunkId, const std::string& descriptor) {
-    const JsonDocument document = parseJson(descriptor.c_str());
-    const JsonValue* time = findMember(&document, "timestampUs");
-    if (time != nullptr && time->IsInt64() && time->GetInt64() >= 0) return time->GetInt64();
-    return static_cast<std::int64_t>(std::min<std::uint64_t>(chunkId, INT64_MAX / 1000) * 1000);
-}
 
 std::string digestLine(const IChnk& chunk) {
     std::string line = "{\"frameMonitor\":\"frame\",\"frame\":" + std::to_string(chunk.frameIndex) +

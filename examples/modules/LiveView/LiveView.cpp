@@ -1,0 +1,106 @@
+// LiveView.cpp - the module's entry points, its configuration and its log.
+// Threads: as LumetraModule.h says for each. The server lives from initialize to destroy.
+#include "examples/modules/LiveView/LiveView.h"
+
+#include <mutex>
+#include <optional>
+#include <shared_mutex>
+#include <string>
+
+#include "LumetraCore/LumetraModule.h"
+#include "core/json_reading.h"
+#include "examples/modules/LiveView/live_frames.h"
+#include "examples/modules/LiveView/view_server.h"
+
+namespace {
+
+constexpr int USUAL_PORT = 8080;
+constexpr const char* USUAL_ADDRESS = "127.0.0.1";
+
+LiveFrames frames;
+ViewServer server(frames);
+std::mutex serverMutex;  // one configuration or end at a time; guards `failed`
+bool failed = false;
+
+std::shared_mutex logMutex;  // held shared while the function runs, so that nobody takes it back meanwhile
+LUMETRA_LOGFN logFunction = nullptr;
+
+void setLog(void* function) {
+    const std::unique_lock lock(logMutex);
+    logFunction = reinterpret_cast<LUMETRA_LOGFN>(function);
+}
+
+void log(std::int32_t level, const std::string& ascii) {
+    const std::shared_lock lock(logMutex);
+    if (logFunction == nullptr) return;
+    try {
+        logFunction(level, std::u16string(ascii.begin(), ascii.end()).c_str());
+    } catch (...) {
+        // What a sink throws is its own affair.
+    }
+}
+
+std::string printable(std::string_view text) {
+    std::string ascii;
+    for (const char letter : text) ascii += letter > ' ' && letter < 127 ? letter : '?';
+    return ascii;
+}
+
+}  // namespace
+
+std::int32_t getModuleID() {
+    return LIVEVIEW_ID;
+}
+
+void initialize(const char* configuration) {
+    const JsonDocument document = parseJson(configuration == nullptr ? "" : configuration);
+    const int port = readInteger(&document, "port").value_or(USUAL_PORT);
+    const std::string address(readString(&document, "address").value_or(USUAL_ADDRESS));
+    const std::lock_guard lock(serverMutex);
+    failed = port < 0 || port > 65535 || !server.start(address, port);
+    const std::string place = printable(address) + ":";
+    if (failed) {
+        server.stop();
+        log(1, "LiveView: " + place + std::to_string(port) + " cannot be opened: configure another \"port\"");
+    } else {
+        log(0, "LiveView: http://" + place + std::to_string(server.port()) + "/");
+    }
+}
+
+int registerCallback(LUMETRA_CBTYPE kind, void* function, void*) {
+    if (kind != CB_LOG) return 0;
+    setLog(function);
+    return 1;
+}
+
+int unregisterCallback(LUMETRA_CBTYPE kind) {
+    if (kind != CB_LOG) return 0;
+    setLog(nullptr);
+    return 1;
+}
+
+int getSupportedCallbacks(LUMETRA_CBTYPE* kinds) {
+    kinds[0] = CB_LOG;
+    return 1;
+}
+
+int command(LUMETRA_CMDTYPE command, const char*) {
+    return static_cast<std::int32_t>(command) == LIVEVIEW_CMD_PORT ? server.port() : 0;
+}
+
+void notifyNewData(std::uint64_t chunkId, std::shared_ptr<IChnk> chunk) {
+    if (chunk != nullptr) frames.take(chunkId, chunk);
+}
+
+std::int32_t getStatus() {
+    const std::lock_guard lock(serverMutex);
+    if (server.port() != 0) return STATUS_READY;
+    return failed ? LIVEVIEW_STATUS_FAILED : LIVEVIEW_STATUS_STOPPED;
+}
+
+void destroy() {
+    setLog(nullptr);
+    const std::lock_guard lock(serverMutex);
+    server.stop();
+    frames.forget();  // a notification that still runs may leave its frame, which goes with the library
+}

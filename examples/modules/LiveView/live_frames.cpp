@@ -1,0 +1,210 @@
+// live_frames.cpp - recording a frame, and computing what somebody asks for.
+#include "examples/modules/LiveView/live_frames.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "examples/modules/FrameMonitor/push_time.h"
+#include "image/TooJpeg.h"
+
+namespace {
+
+constexpr std::int64_t WATCHED_FOR_US = 3'000'000;  // after the last request
+constexpr std::int64_t TEXT_KEEPS_US = 100'000;
+constexpr std::size_t MOST_ARRIVALS = 1024;
+constexpr std::size_t LONGEST_DESCRIPTOR = 2000;  // bytes
+constexpr unsigned char QUALITY = 80;
+constexpr std::int32_t LONGEST_SIDE = 65535;  // pixels of a JPEG
+
+std::shared_ptr<const std::string> encode(const GreyLevel& level) {
+    if (level.bytes() == 0 || std::max(level.width, level.height) > LONGEST_SIDE) return nullptr;
+    const auto file = std::make_shared<std::string>();
+    const auto append = [](void* context, const unsigned char* bytes, std::size_t count) {
+        static_cast<std::string*>(context)->append(reinterpret_cast<const char*>(bytes), count);
+    };
+    TooJpeg::writeJpegInRuns(append, file.get(), level.pixels, static_cast<unsigned short>(level.width),
+                             static_cast<unsigned short>(level.height), false, QUALITY);
+    return file;
+}
+
+std::string beginningOf(const std::string& text) {
+    if (text.size() <= LONGEST_DESCRIPTOR) return text;
+    std::size_t end = LONGEST_DESCRIPTOR;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;  // not amid a character
+    return text.substr(0, end);
+}
+
+void writePixels(JsonWriter& writer, const IChnk& chunk) {
+    const auto level = findLevel(chunk, 0);
+    if (!level) return;
+    const Histogram histogram = histogramOf(*level);
+    writer.Key("levels");
+    writer.StartArray();
+    for (int k = 0; k < LEVEL_COUNT; ++k) {
+        const auto other = findLevel(chunk, k);
+        if (!other) break;
+        writer.StartArray();
+        writer.Int(other->width);
+        writer.Int(other->height);
+        writer.EndArray();
+    }
+    writer.EndArray();
+    writer.Key("mean");
+    writer.Double(meanOf(histogram));
+    writer.Key("histogram");
+    writer.StartArray();
+    for (const std::uint32_t bin : histogram) writer.Uint(bin);
+    writer.EndArray();
+}
+
+void writeFrame(JsonWriter& writer, const IChnk& chunk) {
+    writer.Key("newest");
+    writer.StartObject();
+    for (const auto& [name, value] :
+         {std::pair("frame", chunk.frameIndex), {"width", chunk.width}, {"height", chunk.height}}) {
+        writer.Key(name);
+        writer.Int(value);
+    }
+    writePixels(writer, chunk);
+    writer.Key("descriptor");
+    writeString(writer, beginningOf(chunk.descriptor));
+    writer.EndObject();
+}
+
+}  // namespace
+
+void LiveFrames::take(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk) {
+    const bool watched = isWatched();
+    Arrival arrival{};
+    if (watched) {
+        arrival.atUs = systemMicroseconds();
+        arrival.latencyUs = arrival.atUs - pushTime(chunkId, chunk->descriptor);
+    }
+    std::shared_ptr<IChnk> replaced = chunk;  // released after the lock, since that may free a whole buffer
+    {
+        const std::lock_guard lock(m_mutex);
+        if (watched) count(*chunk, arrival);
+        if (m_newest.chunk != nullptr && chunkId < m_newest.chunkId) return;
+        m_newest.chunkId = chunkId;
+        m_newest.chunk.swap(replaced);
+        ++m_number;
+    }
+    m_arrived.notify_all();
+}
+
+void LiveFrames::count(const IChnk& chunk, Arrival arrival) {
+    if (m_frames++ == 0) m_leastIndex = m_greatestIndex = chunk.frameIndex;
+    m_leastIndex = std::min<std::int64_t>(m_leastIndex, chunk.frameIndex);
+    m_greatestIndex = std::max<std::int64_t>(m_greatestIndex, chunk.frameIndex);
+    m_arrivals.push_back(arrival);
+    if (m_arrivals.size() > MOST_ARRIVALS) m_arrivals.pop_front();
+}
+
+void LiveFrames::forget() {
+    std::shared_ptr<IChnk> forgotten;
+    {
+        const std::lock_guard lock(m_mutex);
+        m_newest.chunk.swap(forgotten);
+        ++m_number;
+        m_frames = 0;
+        m_arrivals.clear();
+    }
+    m_lookedAtUs = 0;
+    m_arrived.notify_all();
+}
+
+bool LiveFrames::isWatched() const {
+    return systemMicroseconds() - m_lookedAtUs < WATCHED_FOR_US;
+}
+
+// Whoever looks first begins the figures.
+void LiveFrames::look() {
+    const bool watched = isWatched();
+    m_lookedAtUs = systemMicroseconds();
+    if (watched) return;
+    const std::lock_guard lock(m_mutex);
+    m_frames = 0;
+    m_arrivals.clear();
+}
+
+LiveFrames::Newest LiveFrames::newest() {
+    const std::lock_guard lock(m_mutex);
+    return m_newest;
+}
+
+std::shared_ptr<const std::string> LiveFrames::picture(int level) {
+    look();
+    if (level < 0 || level >= LEVEL_COUNT) return nullptr;
+    const std::shared_ptr<IChnk> chunk = newest().chunk;
+    if (chunk == nullptr) return nullptr;
+    const auto pixels = findLevel(*chunk, level);
+    if (!pixels) return nullptr;
+
+    Encoded& encoded = m_encoded[static_cast<std::size_t>(level)];
+    const std::lock_guard lock(encoded.mutex);
+    if (encoded.of.lock() != chunk) {
+        encoded.file = encode(*pixels);
+        encoded.of = chunk;
+        ++m_encodings;
+    }
+    return encoded.file;
+}
+
+std::uint64_t LiveFrames::waitForNext(std::uint64_t seen, std::chrono::milliseconds most) {
+    look();
+    std::unique_lock lock(m_mutex);
+    m_arrived.wait_for(lock, most, [&] { return m_number != seen; });
+    return m_number;
+}
+
+std::string LiveFrames::statistics() {
+    look();
+    const std::lock_guard lock(m_textMutex);
+    const std::int64_t now = systemMicroseconds();
+    if (m_text.empty() || now - m_textAtUs >= TEXT_KEEPS_US || now < m_textAtUs) {
+        m_text = describe();
+        m_textAtUs = now;
+    }
+    return m_text;
+}
+
+std::string LiveFrames::describe() {
+    JsonText text;
+    JsonWriter writer(text);
+    writer.StartObject();
+    writeFigures(writer, systemMicroseconds());
+    writer.Key("encodings");
+    writer.Uint64(m_encodings);
+    if (const std::shared_ptr<IChnk> chunk = newest().chunk) writeFrame(writer, *chunk);
+    writer.EndObject();
+    return {text.GetString(), text.GetSize()};
+}
+
+void LiveFrames::writeFigures(JsonWriter& writer, std::int64_t nowUs) {
+    constexpr std::int64_t SECOND_US = 1'000'000;
+    const std::lock_guard lock(m_mutex);
+    std::vector<std::int64_t> latencies;
+    std::int64_t recent = 0;
+    for (const Arrival& arrival : m_arrivals) {
+        latencies.push_back(arrival.latencyUs);
+        recent += nowUs - arrival.atUs < SECOND_US ? 1 : 0;
+    }
+    std::sort(latencies.begin(), latencies.end());
+    const auto percentile = [&](std::size_t percent) {
+        return latencies.empty() ? 0 : latencies[(latencies.size() * percent + 99) / 100 - 1];
+    };
+    const std::int64_t told = static_cast<std::int64_t>(m_frames);
+    const std::int64_t lost = told == 0 ? 0 : m_greatestIndex - m_leastIndex + 1 - told;
+    for (const auto& [name, value] :
+         {std::pair("frames", told), {"lost", std::max<std::int64_t>(0, lost)}, {"fps", recent}}) {
+        writer.Key(name);
+        writer.Int64(value);
+    }
+    writer.Key("latencyUs");
+    writer.StartObject();
+    for (const auto& [name, percent] : {std::pair("median", 50), {"p99", 99}}) {
+        writer.Key(name);
+        writer.Int64(percentile(static_cast<std::size_t>(percent)));
+    }
+    writer.EndObject();
+}

@@ -1,0 +1,73 @@
+// live_frames.h - the newest frame, and what is computed of it for those who look: once, however many they
+// are. Any thread. m_mutex is held to record or to copy; pixels are looked at under the lock of what they
+// make.
+#ifndef LUMETRA_LIVEVIEW_LIVE_FRAMES_H
+#define LUMETRA_LIVEVIEW_LIVE_FRAMES_H
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "LumetraCore/IChnk.h"
+#include "core/json_writing.h"
+#include "examples/modules/FrameMonitor/grey_levels.h"
+
+class LiveFrames {
+public:
+    void take(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk);
+    void forget();  ///< the newest frame and all figures; who waits is woken
+
+    /// A JPEG file of the newest frame's level, null if there is none.
+    std::shared_ptr<const std::string> picture(int level);
+    std::string statistics();
+
+    /// Waits until there is a frame with another number of arrival than `seen`, or `most` has passed.
+    /// @return the number of the newest, 0 as long as there is none
+    std::uint64_t waitForNext(std::uint64_t seen, std::chrono::milliseconds most);
+
+private:
+    struct Arrival {
+        std::int64_t atUs, latencyUs;  // system clock
+    };
+    struct Newest {
+        std::uint64_t chunkId = 0;
+        std::shared_ptr<IChnk> chunk;
+    };
+    struct Encoded {
+        std::mutex mutex;  // guards both; held while encoding, so that others wait for the same picture
+        std::weak_ptr<IChnk> of;
+        std::shared_ptr<const std::string> file;
+    };
+
+    void look();
+    bool isWatched() const;
+    void count(const IChnk& chunk, Arrival arrival);
+    Newest newest();
+    void writeFigures(JsonWriter& writer, std::int64_t nowUs);
+    std::string describe();
+
+    std::atomic<std::int64_t> m_lookedAtUs{0};
+    std::atomic<std::uint64_t> m_encodings{0};
+
+    std::mutex m_mutex;  // guards all down to m_arrivals
+    std::condition_variable m_arrived;
+    Newest m_newest;
+    std::uint64_t m_number = 0;  // of the newest's arrival
+    std::uint64_t m_frames = 0;
+    std::int64_t m_leastIndex = 0, m_greatestIndex = 0;
+    std::deque<Arrival> m_arrivals;
+
+    std::array<Encoded, LEVEL_COUNT> m_encoded;
+
+    std::mutex m_textMutex;  // guards both
+    std::string m_text;
+    std::int64_t m_textAtUs = 0;
+};
+
+#endif

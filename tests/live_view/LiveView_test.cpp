@@ -1,0 +1,237 @@
+// LiveView_test.cpp - the module as hosts load it, asked over the network as browsers do.
+#include "examples/modules/LiveView/LiveView.h"
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include <numeric>
+
+#include "LumetraCore/LumetraModule.h"
+#include "core/json_reading.h"
+#include "tests/support/frames.h"
+#include "tests/support/jpeg_decoding.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+std::mutex logMutex;
+std::string logged;  // guarded by logMutex
+
+void onLog(std::int32_t, const char16_t* text) {
+    const std::u16string wide = text;
+    const std::lock_guard lock(logMutex);
+    logged.assign(wide.begin(), wide.end());
+}
+
+class LiveView : public testing::Test {
+protected:
+    LiveView() : m_library(dlopen(LIVEVIEW_LIBRARY, RTLD_NOW)) {
+        EXPECT_NE(nullptr, m_library) << dlerror();
+        find(notify, "notifyNewData");
+        find(command, "command");
+        find(configure, "initialize");
+        find(status, "getStatus");
+        find(registerLog, "registerCallback");
+        find(end, "destroy");
+        registerLog(CB_LOG, reinterpret_cast<void*>(&onLog), nullptr);
+    }
+    ~LiveView() override { unload(); }
+
+    void unload() {
+        if (m_library == nullptr) return;
+        end();
+        dlclose(m_library);
+        m_library = nullptr;
+    }
+
+    int port() { return command(static_cast<LUMETRA_CMDTYPE>(LIVEVIEW_CMD_PORT), ""); }
+    void serve() {
+        configure(R"({"port":0})");
+        ASSERT_EQ(STATUS_READY, status());
+    }
+    httplib::Result get(const std::string& path) { return httplib::Client("127.0.0.1", port()).Get(path); }
+
+    /// Frame `index` of 8x8 pixels with all its levels.
+    void push(int index, const std::string& descriptor = "{}") {
+        auto chunk = chunkOf(8, 8, LUMETRA_IMGFORMAT_GRAY8, randomBytes(85, static_cast<unsigned>(index)));
+        unsigned char* at = chunk->data->lvl[0];
+        for (int k = 1; k < 8; ++k) chunk->data->lvl[k] = at += (8 >> (k - 1)) * (8 >> (k - 1));
+        chunk->frameIndex = index;
+        chunk->descriptor = descriptor;
+        notify(++m_chunkId, chunk);
+    }
+
+    /// The statistics as soon as they say so many frames; they are made ten times a second.
+    JsonDocument statistics(int frames) {
+        for (;;) {
+            JsonDocument document = parseJson(get("/stats.json")->body.c_str());
+            if (readInteger(&document, "frames") == frames) return document;
+            std::this_thread::sleep_for(10ms);
+        }
+    }
+
+    void* m_library;
+    std::uint64_t m_chunkId = 0;
+    decltype(&::notifyNewData) notify = nullptr;
+    decltype(&::command) command = nullptr;
+    decltype(&::initialize) configure = nullptr;
+    decltype(&::getStatus) status = nullptr;
+    decltype(&::registerCallback) registerLog = nullptr;
+    decltype(&::destroy) end = nullptr;
+
+private:
+    template <class Function>
+    void find(Function& function, const char* symbol) {
+        function = reinterpret_cast<Function>(dlsym(m_library, symbol));
+        ASSERT_NE(nullptr, function) << symbol;
+    }
+};
+
+// Somebody who looks at a stream from a thread of his own.
+class Viewer {
+public:
+    explicit Viewer(int port)
+        : m_thread([this, port] {
+              httplib::Client("127.0.0.1", port)
+                  .Get("/stream.mjpg", [this](const char* bytes, std::size_t count) {
+                      const std::lock_guard lock(m_mutex);
+                      m_received.append(bytes, count);
+                      return true;
+                  });
+          }) {}
+    ~Viewer() { m_thread.join(); }
+
+    std::size_t pictures() {
+        const std::lock_guard lock(m_mutex);
+        std::size_t count = 0;
+        for (std::size_t at = 0; (at = m_received.find("image/jpeg", at)) != std::string::npos; ++at) ++count;
+        return count;
+    }
+    void waitForPictures(std::size_t count) {
+        while (pictures() < count) std::this_thread::sleep_for(5ms);
+    }
+
+private:
+    std::mutex m_mutex;
+    std::string m_received;
+    std::thread m_thread;
+};
+
+TEST_F(LiveView, ServesEveryLevelOfTheNewestGreyFrame) {
+    serve();
+    EXPECT_EQ(404, get("/frame.jpg")->status);
+    push(1);
+    for (const int level : {0, 1, 2, 3}) {
+        const auto answer = get("/frame.jpg?level=" + std::to_string(level));
+        ASSERT_EQ(200, answer->status) << level;
+        const auto picture = decodeJpeg({answer->body.begin(), answer->body.end()});
+        EXPECT_EQ(8 >> level, picture.width);
+        EXPECT_EQ(8 >> level, picture.height);
+    }
+    for (const char* level : {"4", "8", "-1", "x", "", "1x", "99999999999"})
+        EXPECT_EQ(404, get(std::string("/frame.jpg?level=") + level)->status) << level;
+    notify(++m_chunkId, chunkOf(1, 1, LUMETRA_IMGFORMAT_RGB, randomBytes(3, 1)));
+    EXPECT_EQ(404, get("/frame.jpg")->status);
+    EXPECT_THAT(get("/")->body, StartsWith("<!DOCTYPE html>"));
+}
+
+TEST_F(LiveView, TellsFiguresSinceSomebodyLooks) {
+    serve();
+    push(1);  // nobody looks yet
+    statistics(0);
+    for (const int frame : {5, 3, 6}) push(frame, R"({"text":"a \" quote"})");
+    const JsonDocument document = statistics(3);
+    EXPECT_EQ(1, readInteger(&document, "lost"));
+    const JsonValue* newest = findMember(&document, "newest");
+    EXPECT_EQ(6, readInteger(newest, "frame"));
+    EXPECT_EQ(R"({"text":"a \" quote"})", readString(newest, "descriptor"));
+    const JsonValue* bins = findMember(newest, "histogram");
+    ASSERT_EQ(256U, bins->Size());
+    EXPECT_EQ(64, std::accumulate(bins->Begin(), bins->End(), 0,
+                                  [](int sum, const JsonValue& bin) { return sum + bin.GetInt(); }));
+}
+
+TEST_F(LiveView, CutsALongDescriptorBetweenCharacters) {
+    serve();
+    std::string text = "\xE2\x82\xAC";  // three bytes; 2,000 is no multiple
+    while (text.size() < 3000) text += "\xE2\x82\xAC";
+    statistics(0);
+    push(1, text);
+    const JsonDocument document = statistics(1);
+    EXPECT_EQ(text.substr(0, 1998), readString(findMember(&document, "newest"), "descriptor"));
+}
+
+TEST_F(LiveView, EncodesAPictureOnceForAllWhoLookAndNoneForNobody) {
+    serve();
+    for (int frame = 1; frame <= 10; ++frame) push(frame);
+    std::vector<std::thread> viewers;
+    for (int viewer = 0; viewer < 6; ++viewer)
+        viewers.emplace_back([this] { EXPECT_EQ(200, get("/frame.jpg?level=1")->status); });
+    for (std::thread& viewer : viewers) viewer.join();
+    const JsonDocument document = statistics(0);
+    EXPECT_EQ(1, readInteger(&document, "encodings"));
+}
+
+TEST_F(LiveView, StreamsUntilItIsRemoved) {
+    serve();
+    push(1);
+    Viewer first(port()), second(port());
+    first.waitForPictures(1);
+    push(2);
+    first.waitForPictures(2);
+    second.waitForPictures(1);
+    unload();
+    EXPECT_EQ(nullptr, dlopen(LIVEVIEW_LIBRARY, RTLD_NOW | RTLD_NOLOAD));
+}
+
+TEST_F(LiveView, LimitsStreamsSoThatOthersAreStillAnswered) {
+    serve();
+    push(1);
+    {
+        std::vector<std::unique_ptr<Viewer>> viewers;
+        for (int viewer = 0; viewer < 8; ++viewer) viewers.push_back(std::make_unique<Viewer>(port()));
+        for (const auto& viewer : viewers) viewer->waitForPictures(1);
+        EXPECT_EQ(503, get("/stream.mjpg")->status);
+        EXPECT_EQ(200, get("/stats.json")->status);
+        configure(R"({"port":0})");  // ends them
+    }
+    push(2);
+    Viewer again(port());
+    again.waitForPictures(1);
+    unload();
+}
+
+TEST_F(LiveView, AnswersOnlyWhoCallsThisMachineByItsName) {
+    serve();
+    const std::string own = std::to_string(port());
+    for (const auto& [host, status] : {std::pair<std::string, int>{"127.0.0.1:" + own, 200},
+                                       {"localhost:" + own, 200},
+                                       {"localhost", 200},
+                                       {"[::1]:" + own, 200},
+                                       {"elsewhere.example", 403},
+                                       {"localhost.elsewhere.example:" + own, 403},
+                                       {"", 403}})
+        EXPECT_EQ(status, httplib::Client("127.0.0.1", port()).Get("/stats.json", {{"Host", host}})->status)
+            << host;
+}
+
+TEST_F(LiveView, SaysWhenItsPortIsTaken) {
+    EXPECT_EQ(LIVEVIEW_STATUS_STOPPED, status());
+    httplib::Server other;
+    const std::string taken = std::to_string(other.bind_to_any_port("127.0.0.1"));
+    for (const std::string& port : {taken, std::string("-1"), std::string("65536")}) {
+        configure(("{\"port\":" + port + "}").c_str());
+        EXPECT_EQ(LIVEVIEW_STATUS_FAILED, status()) << port;
+        EXPECT_EQ("LiveView: 127.0.0.1:" + port + " cannot be opened: configure another \"port\"", logged);
+        EXPECT_EQ(0, this->port());
+    }
+    serve();
+    EXPECT_EQ("LiveView: http://127.0.0.1:" + std::to_string(port()) + "/", logged);
+}
+
+}  // namespace
