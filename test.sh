@@ -2,8 +2,9 @@
 # Sets up, builds and passes every test. Usage: ./test.sh [PRESET...], by default dev (CMakePresets.json).
 set -eu
 cd "$(dirname "$(readlink -f "$0")")"
-tools/install_packages.sh g++ cmake ninja-build binutils clang rapidjson-dev libgtest-dev libgmock-dev \
-    libcli11-dev libcpp-httplib-dev pkg-config libpng-dev libjpeg-dev gobjc++-12 libgnustep-base-dev gnustep-make >&2
+tools/install_packages.sh g++ cmake ninja-build binutils clang lld llvm libxml2-utils pkg-config dpkg-dev file \
+    rapidjson-dev libgtest-dev libgmock-dev libcli11-dev libcpp-httplib-dev libpng-dev libjpeg-dev gobjc++-12 \
+    libgnustep-base-dev gnustep-make >&2
 
 [ $# -gt 0 ] || set -- dev
 for preset in "$@"; do

@@ -4,7 +4,8 @@
 #
 # makes NAME.framework/NAME below LUMETRA_MODULE_DIRECTORY (by default modules/ in the build folder), from
 # which a host that runs in that folder loads it by the name NAME. The target is called NAME too; link
-# what the module needs to it.
+# what the module needs to it. On Apple the folder is a framework, whose version is that of the project.
+include(${CMAKE_CURRENT_LIST_DIR}/LumetraFramework.cmake)
 
 # By default g++ gives an inline function's statics unique symbols, and the loader never unmaps a library
 # that has one.
@@ -17,13 +18,23 @@ function(lumetra_add_module name)
     if(NOT LUMETRA_MODULE_DIRECTORY)
         set(LUMETRA_MODULE_DIRECTORY ${CMAKE_BINARY_DIR}/modules)
     endif()
-    add_library(${name} MODULE ${ARGN})
-    set_target_properties(${name} PROPERTIES
-        PREFIX ""
-        SUFFIX ""
-        LIBRARY_OUTPUT_DIRECTORY ${LUMETRA_MODULE_DIRECTORY}/${name}.framework
-        CXX_VISIBILITY_PRESET hidden
-        VISIBILITY_INLINES_HIDDEN ON)
+    if(APPLE)
+        # An application may only contain frameworks that could be linked to, which loading needs no more.
+        add_library(${name} SHARED ${ARGN})
+        set_target_properties(${name} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${LUMETRA_MODULE_DIRECTORY})
+        set(version 1.0)
+        if(PROJECT_VERSION)
+            set(version ${PROJECT_VERSION})
+        endif()
+        lumetra_make_framework(${name} org.lumetracore.module.${name} ${version})
+    else()
+        add_library(${name} MODULE ${ARGN})
+        set_target_properties(${name} PROPERTIES
+            PREFIX ""
+            SUFFIX ""
+            LIBRARY_OUTPUT_DIRECTORY ${LUMETRA_MODULE_DIRECTORY}/${name}.framework)
+    endif()
+    set_target_properties(${name} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
     target_compile_features(${name} PRIVATE cxx_std_17)
     target_include_directories(${name} PRIVATE
         $<TARGET_PROPERTY:LumetraCore::LumetraCore,INTERFACE_INCLUDE_DIRECTORIES>)

@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "LumetraCore/LumetraTypes.h"
+#include <LumetraCore/LumetraTypes.h>
 
 /// One frame. Copies share the pixels. Level k has (width >> k) x (height >> k) pixels, may be empty,
 /// and its rows follow each other without padding, top row first.

@@ -14,7 +14,7 @@
 #ifndef LUMETRACORE_LUMETRACORE_H
 #define LUMETRACORE_LUMETRACORE_H
 
-#include "LumetraCore/LumetraTypes.h"
+#include <LumetraCore/LumetraTypes.h>
 
 /** Creates the engine: its workers, its event loop and its default log sink (standard output).
  *  A second call changes nothing. */

@@ -13,8 +13,8 @@
 
 #include <memory>
 
-#include "LumetraCore/IChnk.h"
-#include "LumetraCore/LumetraTypes.h"
+#include <LumetraCore/IChnk.h>
+#include <LumetraCore/LumetraTypes.h>
 
 #define LUMETRA_MODULE_EXPORT LUMETRA_EXPORT
 

@@ -4,7 +4,7 @@
 #ifndef LUMETRACORE_PGM_FUNCTIONS_H
 #define LUMETRACORE_PGM_FUNCTIONS_H
 
-#include "LumetraCore/LumetraTypes.h"
+#include <LumetraCore/LumetraTypes.h>
 
 /** Reads a grey image. Samples are rescaled to (sample x 256) / (maximum + 1) unless the maximum is 255;
  *  a sample missing at the end of the file counts as -1 (which gives 255 for a maximum of 255).

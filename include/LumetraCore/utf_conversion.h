@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "LumetraCore/LumetraTypes.h"
+#include <LumetraCore/LumetraTypes.h>
 
 template <class From, class To>
 std::basic_string<To> convertUTFFormatVto8(const std::basic_string<From>& text);

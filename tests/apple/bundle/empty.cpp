@@ -1,0 +1,1 @@
+// Stands for every source where empty_source.sh compiles.
