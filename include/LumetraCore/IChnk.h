@@ -1,6 +1,7 @@
-// IChnk.h - one frame in the engine: its size, its descriptor and the buffer with its pyramid levels.
-// Part of the module interface: engine and modules must agree on every byte of this record, so both
-// build against this header and the same standard library.
+/// @file
+/// IChnk.h - one frame in the engine: its size, its descriptor and the buffer with its pyramid levels.
+/// Part of the module interface: engine and modules must agree on every byte of this record, so both
+/// build against this header and the same standard library.
 #ifndef LUMETRACORE_ICHNK_H
 #define LUMETRACORE_ICHNK_H
 
@@ -27,7 +28,9 @@ struct IChnk {
         unsigned char* lvl[8] = {};
     };
 
+    /// No size, no pixels, frame index -1; `format` is left to the maker.
     LUMETRA_VISIBLE IChnk();
+    /// A frame without pixels yet: `size` is 0 and every level null.
     LUMETRA_VISIBLE IChnk(int width, int height, LUMETRA_IMGFORMATTYPE format, int frameIndex,
                           std::string descriptor);
 

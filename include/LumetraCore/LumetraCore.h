@@ -1,4 +1,5 @@
-/* LumetraCore.h - the flat interface that a host drives, for C11 and C++17.
+/** @file
+ * LumetraCore.h - the flat interface that a host drives, for C11 and C++17.
  *
  * Text is UTF-16, ends with a 0 unit and must not be null. Text with an unpaired surrogate leaves the
  * call as std::range_error ("wstring_convert: to_bytes error") before anything else happens; a frame
@@ -74,7 +75,8 @@ LUMETRA_EXPORT int LumetraCore_unregisterCallback(int32_t moduleId, LUMETRA_CBTY
  *          no engine: -1 */
 LUMETRA_EXPORT int32_t LumetraCore_getSupportedCallbacks(int32_t moduleId, LUMETRA_CBTYPE* kinds);
 
-/** @return engine: STATUS_READY; module: its own status, STATUS_UNAVAILABLE if it is unknown or cannot
+/** Asks the engine (moduleId 0) or a module how it is.
+ *  @return engine: STATUS_READY; module: its own status, STATUS_UNAVAILABLE if it is unknown or cannot
  *          tell; no engine: STATUS_UNAVAILABLE */
 LUMETRA_EXPORT int32_t LumetraCore_getStatus(int32_t moduleId);
 

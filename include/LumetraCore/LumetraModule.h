@@ -1,13 +1,14 @@
-// LumetraModule.h - the nine functions a module may export, unmangled; only getModuleID is required.
-//
-// A module is a shared library NAME.framework/NAME that the host loads by its name. Define the functions
-// you need exactly as declared here. Order: getModuleID first; then initialize (never, once or often),
-// commands, callbacks and frames in any order; destroy last.
-//
-// Text is UTF-8, ends with a 0 byte and is borrowed for the call: copy what you keep. The engine never
-// holds a lock while your code runs, so you may call back into it. Build against this IChnk and the
-// engine's own standard library, since std::shared_ptr crosses the border, with hidden visibility and
-// (g++) -fno-gnu-unique, without which the library cannot be unloaded; lumetra_add_module() does both.
+/// @file
+/// LumetraModule.h - the nine functions a module may export, unmangled; only getModuleID is required.
+///
+/// A module is a shared library NAME.framework/NAME that the host loads by its name. Define the functions
+/// you need exactly as declared here. Order: getModuleID first; then initialize (never, once or often),
+/// commands, callbacks and frames in any order; destroy last.
+///
+/// Text is UTF-8, ends with a 0 byte and is borrowed for the call: copy what you keep. The engine never
+/// holds a lock while your code runs, so you may call back into it. Build against this IChnk and the
+/// engine's own standard library, since std::shared_ptr crosses the border, with hidden visibility and
+/// (g++) -fno-gnu-unique, without which the library cannot be unloaded; lumetra_add_module() does both.
 #ifndef LUMETRACORE_LUMETRAMODULE_H
 #define LUMETRACORE_LUMETRAMODULE_H
 

@@ -1,4 +1,5 @@
-/* LumetraTypes.h - the enumerations and function forms that hosts, modules and the engine share.
+/** @file
+ * LumetraTypes.h - the enumerations and function forms that hosts, modules and the engine share.
  * Plain C11 and C++17. Every enumeration is a signed 32-bit integer on both sides of the border. */
 #ifndef LUMETRACORE_LUMETRATYPES_H
 #define LUMETRACORE_LUMETRATYPES_H
@@ -32,8 +33,9 @@ typedef __CHAR16_TYPE__ char16_t;
 /** Module id that addresses the engine itself; modules report ids of at least 1. */
 #define ENGINE_MODULE_ID 0
 
-/** Results of LumetraCore_getStatus that the engine gives; a module's own status may be any number. */
+/** Result of LumetraCore_getStatus: at work. A module's own status may be any number. */
 #define STATUS_READY 1
+/** Result of LumetraCore_getStatus: no engine, no such module, or one that cannot tell. */
 #define STATUS_UNAVAILABLE 3
 
 /** Pixel layout of a frame. Rows follow each other without padding, top row first. */

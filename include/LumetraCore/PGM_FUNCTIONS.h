@@ -1,4 +1,5 @@
-/* PGM_FUNCTIONS.h - 8-bit raw Netpbm files: grey (PGM, "P5") and colour (PPM, "P6"). C11 and C++17.
+/** @file
+ * PGM_FUNCTIONS.h - 8-bit raw Netpbm files: grey (PGM, "P5") and colour (PPM, "P6"). C11 and C++17.
  * Samples are one byte each, row after row without padding; colour in the order R, G, B.
  * Any thread; no state. Messages go to standard output. */
 #ifndef LUMETRACORE_PGM_FUNCTIONS_H

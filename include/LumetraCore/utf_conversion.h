@@ -1,6 +1,7 @@
-// utf_conversion.h - text between UTF-16, which hosts speak, and UTF-8, which engine and modules speak.
-// Any thread; no state. `convertUTFFormatVto8` leads to bytes, `convertUTFFormat8toV` away from them;
-// bytes to bytes is a plain copy, so that templated callers need no special case.
+/// @file
+/// utf_conversion.h - text between UTF-16, which hosts speak, and UTF-8, which engine and modules speak.
+/// Any thread; no state. `convertUTFFormatVto8` leads to bytes, `convertUTFFormat8toV` away from them;
+/// bytes to bytes is a plain copy, so that templated callers need no special case.
 #ifndef LUMETRACORE_UTF_CONVERSION_H
 #define LUMETRACORE_UTF_CONVERSION_H
 
@@ -8,20 +9,26 @@
 
 #include <LumetraCore/LumetraTypes.h>
 
+/// Text to UTF-8; there are the specializations below and no others.
 template <class From, class To>
 std::basic_string<To> convertUTFFormatVto8(const std::basic_string<From>& text);
+/// Text from UTF-8; there are the specializations below and no others.
 template <class From, class To>
 std::basic_string<To> convertUTFFormat8toV(const std::basic_string<From>& text);
 
+/// UTF-16 to UTF-8.
 /// @throws std::range_error "wstring_convert: to_bytes error" for an unpaired surrogate
 template <>
 LUMETRA_VISIBLE std::string convertUTFFormatVto8<char16_t, char>(const std::u16string& text);
+/// UTF-8 to UTF-16.
 /// @throws std::range_error "wstring_convert: from_bytes error" for a sequence that is truncated,
 ///         overlong, beyond U+10FFFF or encodes a surrogate
 template <>
 LUMETRA_VISIBLE std::u16string convertUTFFormat8toV<char, char16_t>(const std::string& text);
+/// A plain copy; nothing is tested.
 template <>
 LUMETRA_VISIBLE std::string convertUTFFormatVto8<char, char>(const std::string& text);
+/// A plain copy; nothing is tested.
 template <>
 LUMETRA_VISIBLE std::string convertUTFFormat8toV<char, char>(const std::string& text);
 
