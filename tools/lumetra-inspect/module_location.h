@@ -1,0 +1,24 @@
+// module_location.h - where a module lies, and from which folder a host finds it by its name.
+#ifndef LUMETRA_INSPECT_MODULE_LOCATION_H
+#define LUMETRA_INSPECT_MODULE_LOCATION_H
+
+#include <filesystem>
+#include <string>
+
+struct ModuleLocation {
+    std::filesystem::path file;    // absolute
+    std::string name;              // what a host registers; empty if no name leads to the file
+    std::filesystem::path folder;  // the working folder in which that name leads there
+};
+
+/// @param text  the NAME of a module below the working folder, or the path of a NAME.framework folder or of
+///              the library in it
+ModuleLocation locateModule(const std::string& text);
+
+/// The path that the engine makes of a name.
+std::string relativeModulePath(const std::string& name);
+
+/// Whether a host that works in `folder` reaches this very file by its name.
+bool resolvesFrom(const std::filesystem::path& folder, const ModuleLocation& location);
+
+#endif
