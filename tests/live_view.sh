@@ -5,8 +5,15 @@ set -eu
 build=$(readlink -f "$1")
 "$(dirname "$0")/../tools/install_packages.sh" chromium chromium-driver curl >&2
 work=$(mktemp -d)
-player= driver=
-trap 'kill $player $driver 2>/dev/null || true; wait; rm -rf "$work"' EXIT
+player= driver= session=
+end() {
+    # The browser goes with its session, not with its driver.
+    [ -z "$session" ] || curl -sS --max-time 20 -X DELETE "http://127.0.0.1:$port/session/$session" > /dev/null || true
+    kill $player $driver 2> /dev/null || true
+    wait
+    rm -rf "$work"
+}
+trap end EXIT
 
 within_seconds() {
     seconds=$1
@@ -57,5 +64,4 @@ curl -sS --max-time 20 "http://127.0.0.1:$port/session/$session/screenshot" |
     sed 's/^{"value":"//; s/"}$//' | base64 -d > "$build/live-view.png"
 kill "$player"
 within_seconds 10 says "document.getElementById('state').textContent" 'the module does not answer'
-curl -sS --max-time 20 -X DELETE "http://127.0.0.1:$port/session/$session" > /dev/null
 echo "the live view is live: $build/live-view.png"
