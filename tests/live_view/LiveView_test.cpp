@@ -8,10 +8,10 @@
 
 #include <numeric>
 
-#include "LumetraCore/LumetraModule.h"
 #include "core/json_reading.h"
 #include "tests/support/frames.h"
 #include "tests/support/jpeg_decoding.h"
+#include "tests/support/loaded_module.h"
 
 namespace {
 
@@ -28,25 +28,10 @@ void onLog(std::int32_t, const char16_t* text) {
     logged.assign(wide.begin(), wide.end());
 }
 
-class LiveView : public testing::Test {
+class LiveView : public testing::Test, protected LoadedModule {
 protected:
-    LiveView() : m_library(dlopen(LIVEVIEW_LIBRARY, RTLD_NOW)) {
-        EXPECT_NE(nullptr, m_library) << dlerror();
-        find(notify, "notifyNewData");
-        find(command, "command");
-        find(configure, "initialize");
-        find(status, "getStatus");
-        find(registerLog, "registerCallback");
-        find(end, "destroy");
+    LiveView() : LoadedModule(LIVEVIEW_LIBRARY) {
         registerLog(CB_LOG, reinterpret_cast<void*>(&onLog), nullptr);
-    }
-    ~LiveView() override { unload(); }
-
-    void unload() {
-        if (m_library == nullptr) return;
-        end();
-        dlclose(m_library);
-        m_library = nullptr;
     }
 
     int port() { return command(static_cast<LUMETRA_CMDTYPE>(LIVEVIEW_CMD_PORT), ""); }
@@ -75,21 +60,7 @@ protected:
         }
     }
 
-    void* m_library;
     std::uint64_t m_chunkId = 0;
-    decltype(&::notifyNewData) notify = nullptr;
-    decltype(&::command) command = nullptr;
-    decltype(&::initialize) configure = nullptr;
-    decltype(&::getStatus) status = nullptr;
-    decltype(&::registerCallback) registerLog = nullptr;
-    decltype(&::destroy) end = nullptr;
-
-private:
-    template <class Function>
-    void find(Function& function, const char* symbol) {
-        function = reinterpret_cast<Function>(dlsym(m_library, symbol));
-        ASSERT_NE(nullptr, function) << symbol;
-    }
 };
 
 // Somebody who looks at a stream from a thread of his own.

@@ -1,7 +1,6 @@
 // FrameMonitor_test.cpp - the module as hosts load it: the real library, called by its entry points.
 #include "examples/modules/FrameMonitor/FrameMonitor.h"
 
-#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,10 +12,10 @@
 #include <thread>
 #include <vector>
 
-#include "LumetraCore/LumetraModule.h"
 #include "LumetraCore/PGM_FUNCTIONS.h"
 #include "core/json_reading.h"
 #include "tests/play/temporary_folder.h"
+#include "tests/support/loaded_module.h"
 
 namespace {
 
@@ -37,30 +36,11 @@ std::uint64_t nowMs() {
         duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count());
 }
 
-class FrameMonitor : public testing::Test {
+class FrameMonitor : public testing::Test, protected LoadedModule {
 protected:
-    FrameMonitor() : m_library(dlopen(FRAMEMONITOR_LIBRARY, RTLD_NOW)) {
-        EXPECT_NE(nullptr, m_library) << dlerror();
-        find(notify, "notifyNewData");
-        find(command, "command");
-        find(configure, "initialize");
-        find(status, "getStatus");
-        find(registerLog, "registerCallback");
-        find(unregisterLog, "unregisterCallback");
-        find(end, "destroy");
+    FrameMonitor() : LoadedModule(FRAMEMONITOR_LIBRARY) {
         lines.clear();
         registerLog(CB_LOG, reinterpret_cast<void*>(&onLine), nullptr);
-    }
-    ~FrameMonitor() override {
-        if (m_library == nullptr) return;
-        end();
-        dlclose(m_library);
-    }
-
-    template <class Function>
-    void find(Function& function, const char* symbol) {
-        function = reinterpret_cast<Function>(dlsym(m_library, symbol));
-        ASSERT_NE(nullptr, function) << symbol;
     }
 
     int send(std::int32_t number, const char* text = "") { return command(LUMETRA_CMDTYPE(number), text); }
@@ -69,15 +49,6 @@ protected:
         EXPECT_EQ(1, send(FRAMEMONITOR_CMD_REPORT));
         return parseJson(lines.back().c_str());
     }
-
-    void* m_library;
-    decltype(&::notifyNewData) notify = nullptr;
-    decltype(&::command) command = nullptr;
-    decltype(&::initialize) configure = nullptr;
-    decltype(&::getStatus) status = nullptr;
-    decltype(&::registerCallback) registerLog = nullptr;
-    decltype(&::unregisterCallback) unregisterLog = nullptr;
-    decltype(&::destroy) end = nullptr;
 };
 
 // Level 0 holds `pixels`; with levels the others follow behind it.
@@ -296,9 +267,7 @@ TEST_F(FrameMonitor, KeepsCountWhileCallsOverlapAndTheLogComesAndGoes) {
 TEST_F(FrameMonitor, IsUnmappedWhenItIsClosed) {
     notify(nowMs(), greyChunk(1, 1, {9}, 0, R"({"timestampUs":1})"));
     report();
-    end();
-    dlclose(m_library);
-    m_library = nullptr;
+    unload();
     EXPECT_EQ(nullptr, dlopen(FRAMEMONITOR_LIBRARY, RTLD_NOW | RTLD_NOLOAD));
 }
 
