@@ -3,8 +3,8 @@
 #   bench/ratios.sh [REGULAR_EXPRESSION]    only benchmarks whose names match
 set -eu
 cd "$(dirname "$(readlink -f "$0")")/.."
-tools/install_packages.sh libbenchmark-dev libyuv-dev libjpeg-dev libssl-dev >&2
-cmake --preset release >/dev/null
+tools/install_packages.sh g++ cmake ninja-build rapidjson-dev libbenchmark-dev libyuv-dev libjpeg-dev libssl-dev >&2
+cmake --preset release -DLUMETRA_BUILD_BENCH=ON -DLUMETRA_BUILD_TESTS=OFF -DLUMETRA_BUILD_TOOLS=OFF >/dev/null
 cmake --build --preset release >/dev/null
 
 echo "| benchmark | engine, us | peer, us | ratio | |"

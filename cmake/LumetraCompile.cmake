@@ -8,6 +8,7 @@ function(lumetra_compile target)
         CXX_EXTENSIONS OFF
         CXX_VISIBILITY_PRESET hidden
         C_VISIBILITY_PRESET hidden
+        OBJCXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON
         POSITION_INDEPENDENT_CODE ON)
     # Fused multiply-add rounds once where the definition rounds twice.

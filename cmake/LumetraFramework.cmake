@@ -5,8 +5,6 @@
 # turns a shared library into TARGET.framework with an Info.plist; does nothing on other systems. Setting the
 # target's MACOSX_FRAMEWORK_IDENTIFIER afterwards gives it another identifier.
 
-set(LUMETRA_INFO_PLIST ${CMAKE_CURRENT_LIST_DIR}/apple/Info.plist.in)
-
 function(lumetra_make_framework target identifier version)
     if(NOT APPLE)
         return()
@@ -25,7 +23,7 @@ function(lumetra_make_framework target identifier version)
     set(minimum_version ${CMAKE_OSX_DEPLOYMENT_TARGET})
     # What belongs to the target is filled in when the build is written, as its properties are then.
     set(info_plist ${CMAKE_CURRENT_BINARY_DIR}/${target}-Info.plist.in)
-    configure_file(${LUMETRA_INFO_PLIST} ${info_plist} @ONLY)
+    configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/apple/Info.plist.in ${info_plist} @ONLY)
 
     string(REGEX REPLACE "[^A-Za-z0-9.]" "-" identifier ${identifier})  # nothing else is allowed in one
     set_target_properties(${target} PROPERTIES

@@ -3,6 +3,10 @@
 # moved after installing.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+    message(FATAL_ERROR "the installation may be moved: CMAKE_INSTALL_LIBDIR and CMAKE_INSTALL_INCLUDEDIR are "
+        "folders inside of it")
+endif()
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/LumetraCore)
 set(generated_dir ${PROJECT_BINARY_DIR}/package)
 

@@ -32,7 +32,8 @@ function(lumetra_add_module name)
         set_target_properties(${name} PROPERTIES
             PREFIX ""
             SUFFIX ""
-            LIBRARY_OUTPUT_DIRECTORY ${LUMETRA_MODULE_DIRECTORY}/${name}.framework)
+            DEBUG_POSTFIX ""
+            LIBRARY_OUTPUT_DIRECTORY $<1:${LUMETRA_MODULE_DIRECTORY}/${name}.framework>)  # without a folder for Debug
     endif()
     set_target_properties(${name} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
     target_compile_features(${name} PRIVATE cxx_std_17)

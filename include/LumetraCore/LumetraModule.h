@@ -3,7 +3,7 @@
 ///
 /// A module is a shared library NAME.framework/NAME that the host loads by its name. Define the functions
 /// you need exactly as declared here. Order: getModuleID first; then initialize (never, once or often),
-/// commands, callbacks and frames in any order; destroy last.
+/// commands, callbacks and frames in any order; destroy as the host's last call.
 ///
 /// Text is UTF-8, ends with a 0 byte and is borrowed for the call: copy what you keep. The engine never
 /// holds a lock while your code runs, so you may call back into it. Build against this IChnk and the
@@ -52,10 +52,10 @@ LUMETRA_MODULE_EXPORT void notifyNewData(std::uint64_t chunkId, std::shared_ptr<
 /// Any number; STATUS_READY is the one a host expects of a working module. [host thread]
 LUMETRA_MODULE_EXPORT std::int32_t getStatus();
 
-/// The last call to begin: the library is closed on return, or as soon as a notification still running
-/// returns. Such a notification goes on during and after this call, so free nothing that it uses; statics may
-/// be left to the unloading. Join your threads and stop pushing first. If this throws, the module stays
-/// registered and may be removed again. [host thread]
+/// The host's last call: the library is closed on return, or as soon as the last notification returns that a
+/// worker had taken up before. Such a notification goes on, or only begins, during and after this call, so free
+/// nothing that it uses; statics may be left to the unloading. Join your threads and stop pushing first. If this
+/// throws, the module stays registered and may be removed again. [host thread]
 LUMETRA_MODULE_EXPORT void destroy();
 
 #endif

@@ -68,6 +68,8 @@ const Case CASES[] = {
     {"ThrowingId", 1, "exports +getModuleID\n(.|\n)*reports no id"},
     {"Crashing", 1, "it crashed \\(Segmentation fault\\) while loading it"},
     {"Hanging --timeout 0.5", 1, "it did not return within 500 ms while loading it"},
+    {"HangingSilently --timeout 0.5", 1, "it did not return within 500 ms while loading it"},
+    {"LeavingAProcess --timeout 600", 1, "it crashed \\(Segmentation fault\\) while loading it"},
     {"Leaving", 1, "it ended the process \\(exit status 0\\) while loading it"},
     {"CrashingAtRemoval", 1, "id +60\n(.|\n)*it crashed \\(Aborted\\) while removing it"},
     {"ThrowingStatus", 1, "threw through the engine while getStatus: no status today"},

@@ -11,6 +11,13 @@ std::int32_t getModuleID() {
     std::raise(SIGSEGV);
 #elif defined(Hanging)
     for (;;) pause();
+#elif defined(HangingSilently)
+    for (int descriptor = 3; descriptor < 100; ++descriptor) close(descriptor);
+    for (;;) pause();
+#elif defined(LeavingAProcess)
+    if (fork() == 0)
+        for (;;) pause();
+    std::raise(SIGSEGV);
 #elif defined(Leaving)
     std::_Exit(0);
 #endif

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,6 +18,7 @@ public:
     void tell(std::string_view kind, std::string_view text) const;
 
 private:
+    mutable std::mutex m_mutex;  // one line at a time
     int m_descriptor;
 };
 

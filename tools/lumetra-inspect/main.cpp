@@ -73,6 +73,7 @@ void sayTrial(const Trial& trial, const SymbolTable& table) {
 std::string faultOf(const Trial& trial) {
     if (!trial.fault.empty()) return "it " + trial.fault;
     if (!trial.loaderError.empty()) return trial.loaderError;
+    if (!trial.result) return "it could not be tried";
     if (trial.result == -1) return "it reports no id, or -1, which is none";
     if (trial.result < 1) return "its id is " + std::to_string(*trial.result) + ", and ids begin at 1";
     if (trial.removed == false) return "it cannot be removed again";

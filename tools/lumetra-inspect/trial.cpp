@@ -60,12 +60,16 @@ void openBinding(const ModuleLocation& location, int when, const ChildLines& lin
     if (dlopen(location.file.c_str(), when) == nullptr) lines.tell("error", dlerror());
 }
 
-std::string openingError(const ModuleLocation& location, int when, std::chrono::milliseconds limit) {
+struct Opening {
+    std::string error, fault;  // the loader's words; or how the process ended
+};
+
+Opening tryOpening(const ModuleLocation& location, int when, std::chrono::milliseconds limit) {
     const ChildResult child =
         runGuarded([&](const ChildLines& lines) { openBinding(location, when, lines); }, limit);
     for (const auto& [kind, text] : child.lines)
-        if (kind == "error") return text;
-    return child.fault;
+        if (kind == "error") return {text, ""};
+    return {"", child.fault};
 }
 
 void take(const ChildLine& line, Trial& trial, std::string& stage) {
@@ -93,9 +97,10 @@ Trial tryModule(const ModuleLocation& location, std::chrono::milliseconds limit)
 }
 
 std::string missingSymbols(const ModuleLocation& location, std::chrono::milliseconds limit) {
-    return openingError(location, RTLD_NOW, limit);
+    return tryOpening(location, RTLD_NOW, limit).error;
 }
 
 std::string loaderError(const ModuleLocation& location, std::chrono::milliseconds limit) {
-    return openingError(location, RTLD_LAZY, limit);
+    const Opening opening = tryOpening(location, RTLD_LAZY, limit);
+    return opening.error.empty() ? opening.fault : opening.error;
 }

@@ -24,15 +24,22 @@ printf '%s\n' '#!/bin/sh' 'echo 13.0' > "$temporary/bin/sw_vers"  # a system tha
 chmod +x "$temporary/bin/sw_vers"
 PATH=$temporary/bin:$PATH
 
+make_stub() { # INSTALL_NAME FILE
+    targets="[ arm64-macos, arm64-ios, arm64-ios-simulator ]"
+    printf '%s\n' '--- !tapi-tbd' 'tbd-version: 4' "targets: $targets" "install-name: $1" \
+        'exports:' "  - targets: $targets" '    symbols: [ dyld_stub_binder ]' '...' > "$2"
+}
 # The least that CMake, clang and lld look for.
 make_sdk() { # FOLDER
     mkdir -p "$1/usr/include/c++/v1" "$1/usr/lib"
     touch "$1/usr/include/pthread.h"
-    targets="[ arm64-macos, arm64-ios, arm64-ios-simulator ]"
     for library in System.B c++.1; do
-        printf '%s\n' '--- !tapi-tbd' 'tbd-version: 4' "targets: $targets" \
-            "install-name: /usr/lib/lib$library.dylib" 'exports:' "  - targets: $targets" \
-            '    symbols: [ dyld_stub_binder ]' '...' > "$1/usr/lib/lib${library%.*}.tbd"
+        make_stub "/usr/lib/lib$library.dylib" "$1/usr/lib/lib${library%.*}.tbd"
+    done
+    for name in AVFoundation CoreMedia Foundation; do
+        framework=/System/Library/Frameworks/$name.framework
+        mkdir -p "$1$framework"
+        make_stub "$framework/$name" "$1$framework/$name.tbd"
     done
 }
 build_for() { # SYSTEM SDK TARGET BUILD OPTION...
@@ -76,6 +83,10 @@ check_preset() {
     quietly cmake --install "$build" --prefix "$build/prefix"
     library=$build/prefix/lib/LumetraCore.framework
     is_bundle "$library" "$library/$plist" org.lumetracore.LumetraCore "$version" "$platform" "$key" "$minimum"
+
+    for name in AVFoundation CoreMedia Foundation; do
+        llvm-otool-14 -L "$library/LumetraCore" | grep -q "/$name.framework/" || fail "$library is without $name"
+    done
 
     build_for "$system" "$sdk" "$target" "$build/module" -S "$source/examples/module-template" \
         -DCMAKE_FIND_ROOT_PATH="$build/prefix" -DCMAKE_OSX_DEPLOYMENT_TARGET="$minimum"
