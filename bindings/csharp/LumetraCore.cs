@@ -92,7 +92,8 @@ namespace LumetraCore
 
     /// <summary>Takes a line of the log. The engine logs at level 0. Runs on native threads, several at once;
     /// what it throws goes to <see cref="Engine.CallbackFailed"/>. It must not call
-    /// <see cref="Engine.SetNativeTexture"/>, which logs with its record locked.</summary>
+    /// <see cref="Engine.SetNativeTexture"/>, which logs with its record locked. A module's handler must not register or take back
+    /// that module's log, nor remove it: the module may be waiting for the handler.</summary>
     public delegate void LogHandler(int level, string text);
 
     /// <summary>Sees the descriptor of a frame that a module pushes and returns the one that travels with the
@@ -137,7 +138,8 @@ namespace LumetraCore
         private const int SupportedKindsRoom = 256;
 
         private static readonly object delegatesLock = new object();
-        private static readonly HashSet<Delegate> handedOut = new HashSet<Delegate>();
+        private static readonly Dictionary<Delegate, Delegate> handedOut =
+            new Dictionary<Delegate, Delegate>();
         private static volatile Exception lastCallbackException;
 
         /// <summary>Raised when a handler throws, on the native thread that called it, several at once. What a
@@ -294,7 +296,13 @@ namespace LumetraCore
         public static int RegisterCallback(int moduleId, CallbackKind kind, Delegate function, IntPtr user)
         {
             if (function == null) throw new ArgumentNullException(nameof(function));
-            lock (delegatesLock) handedOut.Add(function);
+            lock (delegatesLock)
+            {
+                // Delegates of one method are equal, but each has native code of its own: the one kept goes out.
+                Delegate kept;
+                if (handedOut.TryGetValue(function, out kept)) function = kept;
+                else handedOut.Add(function, function);
+            }
             return RegisterCallback(moduleId, kind, Marshal.GetFunctionPointerForDelegate(function), user);
         }
 
@@ -465,44 +473,49 @@ namespace LumetraCore
             Log0, Log1, Log2, Log3, Log4, Log5, Log6, Log7, Log8, Log9, Log10, Log11, Log12, Log13, Log14, Log15
         };
         private static readonly LogHandler[] handlers = new LogHandler[thunks.Length];
+        private const int Nobody = -1;
         private static readonly int[] owners = new int[thunks.Length];
-        private static int used = 1;  // the first is the engine's, whose id is 0
 
+        static LogThunks()
+        {
+            for (int i = 1; i < owners.Length; ++i) owners[i] = Nobody;  // the first is the engine's, whose id is 0
+        }
+
+        // The lock is not held during a call: a module may wait there for a handler that is running, and that
+        // handler may be on its way in here.
         internal static int Register(int moduleId, LogHandler handler)
         {
+            int place;
+            LogHandler before;
             lock (registration)
             {
-                int place = PlaceOf(moduleId);
-                if (place < 0) place = used;
-                if (place == thunks.Length) throw new InvalidOperationException("No place for another log.");
-
-                LogHandler before = handlers[place];
+                place = Array.IndexOf(owners, moduleId);
+                if (place < 0) place = Array.IndexOf(owners, Nobody);
+                if (place < 0) throw new InvalidOperationException("No place for another log.");
+                before = handlers[place];
                 owners[place] = moduleId;
                 Volatile.Write(ref handlers[place], handler);
-                int result = Native.LumetraCore_registerCallback(moduleId, (int)CallbackKind.Log,
-                    Marshal.GetFunctionPointerForDelegate(thunks[place]), IntPtr.Zero);
-                if (result == 0) Volatile.Write(ref handlers[place], before);
-                else if (place == used) ++used;
-                return result;
             }
+            int result = Native.LumetraCore_registerCallback(moduleId, (int)CallbackKind.Log,
+                Marshal.GetFunctionPointerForDelegate(thunks[place]), IntPtr.Zero);
+            if (result != 0) return result;
+            lock (registration)
+            {
+                Volatile.Write(ref handlers[place], before);
+                if (before == null && place != 0) owners[place] = Nobody;
+            }
+            return result;
         }
 
         internal static int Unregister(int moduleId)
         {
+            int result = Native.LumetraCore_unregisterCallback(moduleId, (int)CallbackKind.Log);
             lock (registration)
             {
-                int result = Native.LumetraCore_unregisterCallback(moduleId, (int)CallbackKind.Log);
-                int place = PlaceOf(moduleId);
+                int place = Array.IndexOf(owners, moduleId);
                 if (place >= 0) Volatile.Write(ref handlers[place], null);
-                return result;
             }
-        }
-
-        private static int PlaceOf(int moduleId)
-        {
-            for (int i = 0; i < used; ++i)
-                if (owners[i] == moduleId) return i;
-            return -1;
+            return result;
         }
 
         private static void Run(int place, int level, IntPtr text)

@@ -123,10 +123,19 @@ static class BindingTest
         Same("1", Engine.UnregisterCallback(0, CallbackKind.Log).ToString());
     }
 
+    // Equal delegates are not the same one, and the second is what the engine is given.
     static void RegisterRaw(List<string> heard)
     {
-        RawLog raw = (level, text) => heard.Add(Marshal.PtrToStringUni(text));
-        Same("1", Engine.RegisterCallback(0, CallbackKind.Log, raw, IntPtr.Zero).ToString());
+        var ear = new Ear { Heard = heard };
+        for (int i = 0; i < 2; ++i)
+            Same("1", Engine.RegisterCallback(0, CallbackKind.Log, new RawLog(ear.Hear), IntPtr.Zero).ToString());
+        heard.Clear();
+    }
+
+    sealed class Ear
+    {
+        public List<string> Heard;
+        public void Hear(int level, IntPtr text) { Heard.Add(Marshal.PtrToStringUni(text)); }
     }
 
     static void ListsCallbacksAndStatuses()

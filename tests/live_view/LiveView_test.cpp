@@ -185,10 +185,31 @@ TEST_F(LiveView, AnswersOnlyWhoCallsThisMachineByItsName) {
                                        {"localhost", 200},
                                        {"[::1]:" + own, 200},
                                        {"elsewhere.example", 403},
+                                       {"127.0.0.1.elsewhere.example:" + own, 403},
+                                       {"127.elsewhere.example", 403},
                                        {"localhost.elsewhere.example:" + own, 403},
                                        {"", 403}})
         EXPECT_EQ(status, httplib::Client("127.0.0.1", port()).Get("/stats.json", {{"Host", host}})->status)
             << host;
+}
+
+TEST_F(LiveView, AnswersNobodyWhoWantsMoreThanToLook) {
+    serve();
+    httplib::Client client("127.0.0.1", port());
+    for (const auto& [name, value] : {std::pair("Sec-Fetch-Site", "cross-site"), {"Range", "bytes=0-,0-,0-"}})
+        EXPECT_EQ(403, client.Get("/", {{name, value}})->status) << name;
+    EXPECT_EQ(200, client.Get("/", {{"Sec-Fetch-Site", "same-origin"}})->status);
+    EXPECT_EQ(403, client.Post("/", "text", "text/plain")->status);
+}
+
+TEST_F(LiveView, ShowsFramesAgainAfterTheClockWasSetBack) {
+    serve();
+    m_chunkId = 3'600'000;
+    push(1);
+    m_chunkId = 5;
+    push(2);
+    const JsonDocument document = statistics(0);
+    EXPECT_EQ(2, readInteger(findMember(&document, "newest"), "frame"));
 }
 
 TEST_F(LiveView, SaysWhenItsPortIsTaken) {
@@ -198,7 +219,9 @@ TEST_F(LiveView, SaysWhenItsPortIsTaken) {
     for (const std::string& port : {taken, std::string("-1"), std::string("65536")}) {
         configure(("{\"port\":" + port + "}").c_str());
         EXPECT_EQ(LIVEVIEW_STATUS_FAILED, status()) << port;
-        EXPECT_EQ("LiveView: 127.0.0.1:" + port + " cannot be opened: configure another \"port\"", logged);
+        EXPECT_EQ(
+            "LiveView: 127.0.0.1:" + port + " cannot be opened: configure another \"port\" or \"address\"",
+            logged);
         EXPECT_EQ(0, this->port());
     }
     serve();

@@ -30,9 +30,15 @@ StopRequest::~StopRequest() {
 }
 
 void StopRequest::receiveSignals() {
-    while (!m_ending) {
+    for (int received = 1; !m_ending; ++received) {
         int signalNumber = 0;
         sigwait(&m_signals, &signalNumber);
+        // Who asks twice does not want to wait for what is under way.
+        if (received > 1 && !m_ending) {
+            signal(signalNumber, SIG_DFL);
+            pthread_sigmask(SIG_UNBLOCK, &m_signals, nullptr);
+            raise(signalNumber);
+        }
         // A full pipe already says all there is to say.
         [[maybe_unused]] const auto written = write(m_pipe[1], "", 1);
     }

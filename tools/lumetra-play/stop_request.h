@@ -16,7 +16,7 @@ class StopRequest {
 public:
     using Clock = std::chrono::steady_clock;
 
-    StopRequest();  ///< takes over SIGINT and SIGTERM
+    StopRequest();  ///< takes over SIGINT and SIGTERM; the second of them ends the process
     ~StopRequest();
     StopRequest(const StopRequest&) = delete;
     StopRequest& operator=(const StopRequest&) = delete;

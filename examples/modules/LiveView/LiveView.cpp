@@ -19,8 +19,8 @@ constexpr const char* USUAL_ADDRESS = "127.0.0.1";
 
 LiveFrames frames;
 ViewServer server(frames);
-std::mutex serverMutex;  // one configuration or end at a time; guards `failed`
-bool failed = false;
+std::mutex serverMutex;  // one configuration or end at a time; guards the next
+bool configured = false;
 
 std::shared_mutex logMutex;  // held shared while the function runs, so that nobody takes it back meanwhile
 LUMETRA_LOGFN logFunction = nullptr;
@@ -46,6 +46,19 @@ std::string printable(std::string_view text) {
     return ascii;
 }
 
+// Serves from now on; what the log should say of it.
+std::string start(const std::string& address, int port) {
+    const std::string host = printable(address);
+    const std::string place = (host.find(':') == std::string::npos ? host : "[" + host + "]") + ":";
+    const std::lock_guard lock(serverMutex);
+    configured = true;
+    if (port >= 0 && port <= 65535 && server.start(address, port))
+        return "LiveView: http://" + place + std::to_string(server.port()) + "/";
+    server.stop();
+    return "LiveView: " + place + std::to_string(port) +
+           " cannot be opened: configure another \"port\" or \"address\"";
+}
+
 }  // namespace
 
 std::int32_t getModuleID() {
@@ -56,15 +69,9 @@ void initialize(const char* configuration) {
     const JsonDocument document = parseJson(configuration == nullptr ? "" : configuration);
     const int port = readInteger(&document, "port").value_or(USUAL_PORT);
     const std::string address(readString(&document, "address").value_or(USUAL_ADDRESS));
-    const std::lock_guard lock(serverMutex);
-    failed = port < 0 || port > 65535 || !server.start(address, port);
-    const std::string place = printable(address) + ":";
-    if (failed) {
-        server.stop();
-        log(1, "LiveView: " + place + std::to_string(port) + " cannot be opened: configure another \"port\"");
-    } else {
-        log(0, "LiveView: http://" + place + std::to_string(server.port()) + "/");
-    }
+    const std::string line = start(address, port);
+    log(line.find("http:") == std::string::npos ? 1 : 0,
+        line);  // without a lock: whoever reads it may ask us
 }
 
 int registerCallback(LUMETRA_CBTYPE kind, void* function, void*) {
@@ -95,7 +102,7 @@ void notifyNewData(std::uint64_t chunkId, std::shared_ptr<IChnk> chunk) {
 std::int32_t getStatus() {
     const std::lock_guard lock(serverMutex);
     if (server.port() != 0) return STATUS_READY;
-    return failed ? LIVEVIEW_STATUS_FAILED : LIVEVIEW_STATUS_STOPPED;
+    return configured ? LIVEVIEW_STATUS_FAILED : LIVEVIEW_STATUS_STOPPED;
 }
 
 void destroy() {

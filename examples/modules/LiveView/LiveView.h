@@ -21,6 +21,8 @@
 //
 // Nothing is computed while nobody looks: no request within three seconds. A picture is encoded once for all
 // who look. The module holds the newest frame. Through CB_LOG it tells where it serves, or why not.
+// Removing or configuring it waits for answers under way: a second or two, or as long as a client takes that
+// sends its request in drops.
 #ifndef LUMETRA_LIVEVIEW_H
 #define LUMETRA_LIVEVIEW_H
 
@@ -38,7 +40,7 @@ enum : std::int32_t {
 /// Statuses besides STATUS_READY, which says that the page is served.
 enum : std::int32_t {
     LIVEVIEW_STATUS_STOPPED = 2,  ///< not configured yet
-    LIVEVIEW_STATUS_FAILED = 5    ///< the port cannot be opened
+    LIVEVIEW_STATUS_FAILED = 5    ///< the port cannot be opened, or the system has closed it
 };
 
 #endif

@@ -9,7 +9,10 @@
 
 namespace {
 
-constexpr std::int64_t WATCHED_FOR_US = 3'000'000;  // after the last request
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds WATCHED_FOR{3};     // after the last request
+constexpr std::uint64_t CLOCK_SET_BACK_MS = 1000;  // frames overtake one another by less
 constexpr std::int64_t TEXT_KEEPS_US = 100'000;
 constexpr std::size_t MOST_ARRIVALS = 1024;
 constexpr std::size_t LONGEST_DESCRIPTOR = 2000;  // bytes
@@ -84,7 +87,9 @@ void LiveFrames::take(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk
     {
         const std::lock_guard lock(m_mutex);
         if (watched) count(*chunk, arrival);
-        if (m_newest.chunk != nullptr && chunkId < m_newest.chunkId) return;
+        if (m_newest.chunk != nullptr && chunkId < m_newest.chunkId &&
+            m_newest.chunkId - chunkId < CLOCK_SET_BACK_MS)
+            return;
         m_newest.chunkId = chunkId;
         m_newest.chunk.swap(replaced);
         ++m_number;
@@ -109,18 +114,24 @@ void LiveFrames::forget() {
         m_frames = 0;
         m_arrivals.clear();
     }
-    m_lookedAtUs = 0;
+    m_lookedAt = Clock::time_point();
     m_arrived.notify_all();
+    for (Encoded& encoded : m_encoded) {
+        const std::lock_guard lock(encoded.mutex);
+        encoded.file = nullptr;
+        encoded.of.reset();
+    }
 }
 
 bool LiveFrames::isWatched() const {
-    return systemMicroseconds() - m_lookedAtUs < WATCHED_FOR_US;
+    const auto lookedAt = m_lookedAt.load();
+    return lookedAt != Clock::time_point() && Clock::now() - lookedAt < WATCHED_FOR;
 }
 
 // Whoever looks first begins the figures.
 void LiveFrames::look() {
     const bool watched = isWatched();
-    m_lookedAtUs = systemMicroseconds();
+    m_lookedAt = Clock::now();
     if (watched) return;
     const std::lock_guard lock(m_mutex);
     m_frames = 0;
@@ -135,13 +146,13 @@ LiveFrames::Newest LiveFrames::newest() {
 std::shared_ptr<const std::string> LiveFrames::picture(int level) {
     look();
     if (level < 0 || level >= LEVEL_COUNT) return nullptr;
+    Encoded& encoded = m_encoded[static_cast<std::size_t>(level)];
+    // Before the frame is chosen, so that none is encoded after a newer one.
+    const std::lock_guard lock(encoded.mutex);
     const std::shared_ptr<IChnk> chunk = newest().chunk;
     if (chunk == nullptr) return nullptr;
     const auto pixels = findLevel(*chunk, level);
     if (!pixels) return nullptr;
-
-    Encoded& encoded = m_encoded[static_cast<std::size_t>(level)];
-    const std::lock_guard lock(encoded.mutex);
     if (encoded.of.lock() != chunk) {
         encoded.file = encode(*pixels);
         encoded.of = chunk;

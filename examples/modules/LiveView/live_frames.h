@@ -1,6 +1,6 @@
 // live_frames.h - the newest frame, and what is computed of it for those who look: once, however many they
-// are. Any thread. m_mutex is held to record or to copy; pixels are looked at under the lock of what they
-// make.
+// are. Any thread. m_mutex is held to record, to copy or to sum up; pixels are looked at under the lock of
+// what they make.
 #ifndef LUMETRA_LIVEVIEW_LIVE_FRAMES_H
 #define LUMETRA_LIVEVIEW_LIVE_FRAMES_H
 
@@ -28,7 +28,7 @@ public:
     std::string statistics();
 
     /// Waits until there is a frame with another number of arrival than `seen`, or `most` has passed.
-    /// @return the number of the newest, 0 as long as there is none
+    /// @return the number of the newest arrival
     std::uint64_t waitForNext(std::uint64_t seen, std::chrono::milliseconds most);
 
 private:
@@ -52,7 +52,7 @@ private:
     void writeFigures(JsonWriter& writer, std::int64_t nowUs);
     std::string describe();
 
-    std::atomic<std::int64_t> m_lookedAtUs{0};
+    std::atomic<std::chrono::steady_clock::time_point> m_lookedAt{};
     std::atomic<std::uint64_t> m_encodings{0};
 
     std::mutex m_mutex;  // guards all down to m_arrivals

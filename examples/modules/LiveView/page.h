@@ -61,7 +61,9 @@ constexpr const char* LIVE_VIEW_PAGE = R"html(<!DOCTYPE html>
 const at = id => document.getElementById(id);
 const show = (id, text) => { at(id).textContent = text; };
 const milliseconds = us => (us / 1000).toFixed(2) + ' ms';
-let chosen = -1;
+let chosen = -1, sizes = '';
+
+at('large').onerror = () => { chosen = -1; };  // refused or ended: asked for again with the next figures
 
 // One connection for the large picture; the small ones are asked for now and then.
 function choose(level) {
@@ -74,7 +76,8 @@ function choose(level) {
 }
 
 function buildLevels(levels) {
-  if (at('levels').childElementCount === levels.length) return;
+  if (sizes === String(levels)) return chosen < 0 ? choose(0) : undefined;
+  sizes = String(levels);
   at('levels').replaceChildren(...levels.map(([width, height], level) => {
     const button = document.createElement('button');
     button.dataset.level = level;
@@ -124,6 +127,7 @@ async function ask() {
   } catch (error) {
     show('state', 'the module does not answer');
     chosen = -1;
+    sizes = '';
     at('levels').replaceChildren();
   }
   setTimeout(ask, 500);

@@ -1,10 +1,12 @@
 // view_server.cpp - routes, and what keeps strangers and other sites out.
 #include "examples/modules/LiveView/view_server.h"
 
+#include <arpa/inet.h>
 #include <httplib.h>
 #include <signal.h>
 
 #include <charconv>
+#include <system_error>
 
 #include "examples/modules/LiveView/page.h"
 
@@ -26,16 +28,28 @@ int levelOf(const httplib::Request& request) {
     return error == std::errc() && end == text.data() + text.size() ? level : -1;
 }
 
-bool isLoopback(const std::string& host) {
-    return host == "localhost" || host == "[::1]" || host == "::1" || host.rfind("127.", 0) == 0;
-}
-
-// A page from elsewhere can give its own name this machine's address, and so read what only this machine
-// should; but it cannot make the browser call that name "localhost".
-bool namesThisMachine(std::string host) {
+// A page from elsewhere can give its own name this machine's address, and so read what it should not; it
+// cannot make a browser ask for an address, for "localhost" or for the name that was configured.
+bool namesThisMachine(std::string host, const std::string& address) {
     const std::size_t colon = host.rfind(':');
     if (colon != std::string::npos && host.back() != ']') host.erase(colon);
-    return isLoopback(host);
+    if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
+    in6_addr parsed{};
+    return host == "localhost" || (!address.empty() && host == address) ||
+           inet_pton(AF_INET, host.c_str(), &parsed) == 1 || inet_pton(AF_INET6, host.c_str(), &parsed) == 1;
+}
+
+// Why a request is not answered, null if it is: nothing but looking, and only for pages of this server.
+const char* refusalOf(const httplib::Request& request, const std::string& address) {
+    if (!namesThisMachine(request.get_header_value("Host"), address))
+        return "call this machine localhost or by its address\n";
+    const std::string site = request.get_header_value("Sec-Fetch-Site");
+    if (site == "cross-site" || site == "same-site") return "this is not for other sites\n";
+    if (request.method != "GET" && request.method != "HEAD") return "this is to look at\n";
+    // The library answers many ranges with as many copies.
+    if (request.has_header("Range") || request.has_header("Content-Length"))
+        return "this is to be had whole\n";
+    return nullptr;
 }
 
 // The library ignores SIGPIPE for the whole process, which is the host's to decide.
@@ -47,11 +61,31 @@ std::unique_ptr<httplib::Server> makeServer() {
     return server;
 }
 
+// But for those that say that this thread itself has gone wrong.
 void blockSignals() {
     sigset_t all;
     sigfillset(&all);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) sigdelset(&all, fault);
     pthread_sigmask(SIG_BLOCK, &all, nullptr);
 }
+
+// What leaves a task would end the process.
+class GuardedPool final : public httplib::TaskQueue {
+public:
+    void enqueue(std::function<void()> task) override {
+        m_pool.enqueue([task = std::move(task)] {
+            try {
+                task();
+            } catch (...) {
+                // Lack of memory, most likely: the viewer asks again.
+            }
+        });
+    }
+    void shutdown() override { m_pool.shutdown(); }
+
+private:
+    httplib::ThreadPool m_pool{MOST_STREAMS + OTHER_REQUESTS};
+};
 
 bool writePart(httplib::DataSink& sink, const std::string& file) {
     const std::string head =
@@ -71,10 +105,11 @@ ViewServer::~ViewServer() {
 
 bool ViewServer::start(const std::string& address, int port) {
     stop();
-    m_stopping = false;
+    m_stopping = m_ended = false;
     m_server = makeServer();
-    m_server->new_task_queue = [] { return new httplib::ThreadPool(MOST_STREAMS + OTHER_REQUESTS); };
+    m_server->new_task_queue = [] { return new GuardedPool; };
     m_server->set_keep_alive_max_count(1);  // an idle connection would hold a thread
+    m_server->set_keep_alive_timeout(1);    // and so does one that has not asked yet
     m_server->set_read_timeout(1s);
     m_server->set_write_timeout(1s);
     m_server->set_payload_max_length(1024);
@@ -90,16 +125,28 @@ bool ViewServer::start(const std::string& address, int port) {
         m_server.reset();
         return false;
     }
-    std::atomic<bool> ended = false;
-    m_thread = std::thread([this, &ended] {
-        blockSignals();
-        m_server->listen_after_bind();
-        if (!m_stopping) ended = true;
-    });
-    // Not before can it be stopped.
-    while (!m_server->is_running() && !ended) std::this_thread::sleep_for(1ms);
     m_port = bound;
+    try {
+        m_thread = std::thread([this] { serve(); });
+    } catch (const std::system_error&) {
+        m_port = 0;
+        m_server.reset();
+        return false;
+    }
+    // Not before can it be stopped.
+    while (!m_server->is_running() && !m_ended) std::this_thread::sleep_for(1ms);
     return true;
+}
+
+void ViewServer::serve() {
+    blockSignals();
+    try {
+        m_server->listen_after_bind();
+    } catch (...) {
+        // As when the system has nothing left to accept a connection with: there is no port any more.
+    }
+    m_port = 0;
+    m_ended = true;
 }
 
 void ViewServer::stop() {
@@ -113,15 +160,17 @@ void ViewServer::stop() {
 }
 
 void ViewServer::route(const std::string& address) {
-    if (isLoopback(address))
-        m_server->set_pre_routing_handler([](const httplib::Request& request, httplib::Response& response) {
-            if (namesThisMachine(request.get_header_value("Host")))
-                return httplib::Server::HandlerResponse::Unhandled;
+    m_server->set_pre_routing_handler(
+        [address](const httplib::Request& request, httplib::Response& response) {
+            const char* const refusal = refusalOf(request, address);
+            if (refusal == nullptr) return httplib::Server::HandlerResponse::Unhandled;
             response.status = 403;
-            response.set_content("call this machine localhost or 127.0.0.1\n", "text/plain");
+            response.set_content(refusal, "text/plain");
             return httplib::Server::HandlerResponse::Handled;
         });
-    m_server->set_default_headers({{"Cache-Control", "no-store"}, {"X-Content-Type-Options", "nosniff"}});
+    m_server->set_default_headers({{"Cache-Control", "no-store"},
+                                   {"Cross-Origin-Resource-Policy", "same-origin"},
+                                   {"X-Content-Type-Options", "nosniff"}});
     m_server->Get("/", [](const httplib::Request&, httplib::Response& response) {
         response.set_content(LIVE_VIEW_PAGE, "text/html; charset=utf-8");
     });
@@ -153,15 +202,24 @@ void ViewServer::stream(httplib::Response& response, int level) {
     response.set_content_provider(
         "multipart/x-mixed-replace; boundary=picture",
         [this, level, seen](std::size_t offset, httplib::DataSink& sink) {
-            if (offset == 0 && !sink.write(BOUNDARY, std::char_traits<char>::length(BOUNDARY))) return false;
-            const std::uint64_t number = m_frames.waitForNext(*seen, 500ms);
-            if (m_stopping || !sink.is_writable()) return false;
-            if (number == *seen) return true;
-            *seen = number;
-            const auto file = m_frames.picture(level);
-            if (file != nullptr && !writePart(sink, *file)) return false;
-            std::this_thread::sleep_for(BETWEEN_PICTURES);
-            return true;
+            try {
+                if (offset == 0 && !sink.write(BOUNDARY, std::char_traits<char>::length(BOUNDARY)))
+                    return false;
+                return sendNext(sink, level, *seen);
+            } catch (...) {
+                return false;  // this runs where the library catches nothing
+            }
         },
         [this](bool) { --m_streams; });
+}
+
+bool ViewServer::sendNext(httplib::DataSink& sink, int level, std::uint64_t& seen) {
+    const std::uint64_t number = m_frames.waitForNext(seen, 500ms);
+    if (m_stopping || !sink.is_writable()) return false;
+    if (number == seen) return true;
+    seen = number;
+    const auto file = m_frames.picture(level);
+    if (file != nullptr && !writePart(sink, *file)) return false;
+    std::this_thread::sleep_for(BETWEEN_PICTURES);
+    return true;
 }

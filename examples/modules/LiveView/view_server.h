@@ -12,6 +12,7 @@
 
 namespace httplib {
 class Server;
+class DataSink;
 struct Response;
 }  // namespace httplib
 
@@ -25,10 +26,12 @@ public:
     /// Serves from then on. Port 0 takes any free one. @return whether the port could be opened
     bool start(const std::string& address, int port);
     void stop();                         ///< ends streams too; joins all threads of the server
-    int port() const { return m_port; }  ///< 0 while not serving; any thread
+    int port() const { return m_port; }  ///< 0 while not serving, also if that has failed later; any thread
 
 private:
+    void serve();
     void route(const std::string& address);
+    bool sendNext(httplib::DataSink& sink, int level, std::uint64_t& seen);
     void stream(httplib::Response& response, int level);
 
     LiveFrames& m_frames;
@@ -37,6 +40,7 @@ private:
     std::atomic<int> m_port{0};
     std::atomic<int> m_streams{0};
     std::atomic<bool> m_stopping{false};
+    std::atomic<bool> m_ended{false};  // the server's loop, asked or not
 };
 
 #endif
