@@ -1,0 +1,45 @@
+// live_frames_test.cpp - frames come while others look, for the thread sanitizer above all.
+#include "examples/modules/LiveView/live_frames.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+#include "tests/support/frames.h"
+#include "tests/support/jpeg_decoding.h"
+
+namespace {
+
+TEST(LiveFrames, AreWholeForWhoeverLooksWhileTheyCome) {
+    constexpr int FRAMES = 200, VIEWERS = 3;
+    LiveFrames frames;
+    std::atomic<bool> coming = true;
+    std::vector<std::thread> viewers;
+    for (int viewer = 0; viewer < VIEWERS; ++viewer)
+        viewers.emplace_back([&] {
+            std::uint64_t seen = 0;
+            while (coming) {
+                seen = frames.waitForNext(seen, std::chrono::milliseconds(1));
+                const auto file = frames.picture(0);
+                if (file != nullptr) {
+                    EXPECT_EQ(16, decodeJpeg({file->begin(), file->end()}).width);
+                }
+                EXPECT_NE(std::string::npos, frames.statistics().find("\"frames\":"));
+            }
+        });
+    std::vector<std::thread> workers;
+    for (unsigned worker = 0; worker < 2; ++worker)
+        workers.emplace_back([&, worker] {
+            for (unsigned frame = 0; frame < FRAMES; ++frame)
+                frames.take(frame,
+                            chunkOf(16, 16, LUMETRA_IMGFORMAT_GRAY8, randomBytes(256, 2 * frame + worker)));
+        });
+    for (std::thread& worker : workers) worker.join();
+    frames.forget();
+    coming = false;
+    for (std::thread& viewer : viewers) viewer.join();
+    EXPECT_EQ(nullptr, frames.picture(0));
+}
+
+}  // namespace
