@@ -53,9 +53,9 @@ LUMETRA_MODULE_EXPORT void notifyNewData(std::uint64_t chunkId, std::shared_ptr<
 LUMETRA_MODULE_EXPORT std::int32_t getStatus();
 
 /// The host's last call: the library is closed on return, or as soon as the last notification returns that a
-/// worker had taken up before. Such a notification goes on, or only begins, during and after this call, so free
-/// nothing that it uses; statics may be left to the unloading. Join your threads and stop pushing first. If this
-/// throws, the module stays registered and may be removed again. [host thread]
+/// worker had taken up before. Such a notification goes on, or only begins, during and after this call, so
+/// free nothing that it uses; statics may be left to the unloading. Join your threads and stop pushing first.
+/// If this throws, the module stays registered and may be removed again. [host thread]
 LUMETRA_MODULE_EXPORT void destroy();
 
 #endif
