@@ -20,7 +20,7 @@ protected:
     // The exit status; -1 if the program itself crashed.
     int inspect(const std::string& arguments) {
         const std::string command =
-            LUMETRA_INSPECT_PROGRAM " " + arguments + " >" + folder.file("out") + " 2>&1";
+            "'" LUMETRA_INSPECT_PROGRAM "' " + arguments + " >" + folder.file("out") + " 2>&1";
         const int result = std::system(command.c_str());
         out = folder.read("out");
         return WIFEXITED(result) ? WEXITSTATUS(result) : -1;
@@ -31,7 +31,7 @@ protected:
 };
 
 TEST_F(LumetraInspect, FindsNothingWrongWithASoundModule) {
-    ASSERT_EQ(0, inspect(FRAMEMONITOR_LIBRARY)) << out;
+    ASSERT_EQ(0, inspect("'" FRAMEMONITOR_LIBRARY "'")) << out;
     EXPECT_THAT(out, HasSubstr("exports   getModuleID initialize registerCallback unregisterCallback "
                                "getSupportedCallbacks command notifyNewData getStatus destroy\n"));
     EXPECT_THAT(out, Not(HasSubstr("lacks")));
@@ -80,7 +80,7 @@ const Case CASES[] = {
     {"IdFive.framework/", 0, "id +5\n"},
     {"--from / IdFive", 1, "not as IdFive.framework/IdFive from /\n"},
     {"--from . IdFive", 0, "found +as IdFive.framework/IdFive from"},
-    {FRAMEMONITOR_LIBRARY, 0, "hint +a host finds it while it works in .*/modules\n"},
+    {"'" FRAMEMONITOR_LIBRARY "'", 0, "hint +a host finds it while it works in .*/modules\n"},
     {"--no-such-option IdFive", 2, "no-such-option"},
 };
 INSTANTIATE_TEST_SUITE_P(Broken, EveryModule, testing::ValuesIn(CASES));

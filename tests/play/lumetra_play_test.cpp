@@ -135,7 +135,7 @@ TEST_F(LumetraPlay, AnswersEveryMistakeWithOneLineAndAStatus) {
         {"--module Missing --frames 1", "Missing"},
         {"--module-path /nowhere --module Missing --frames 1", "--module-path"},
         {"--library /nowhere.so", "--library"},
-        {"--library " FRAMEMONITOR_LIBRARY, "LumetraCore_initialize"},
+        {"--library '" FRAMEMONITOR_LIBRARY "'", "LumetraCore_initialize"},
         {"--frames 1 --sheet /nowhere/sheet.png", "/nowhere/sheet.png"},
         {"--flags dump --writable /nowhere", "--writable"},
         {"--flags pyramid --check", "--check"},
@@ -150,8 +150,8 @@ TEST_F(LumetraPlay, AnswersEveryMistakeWithOneLineAndAStatus) {
 }
 
 TEST_F(LumetraPlay, PlaysThroughALibraryOpenedByPathAndDumpsWhereItIsTold) {
-    EXPECT_EQ(0, play("--library " LUMETRACORE_LIBRARY
-                      " --size 32x16 --frames 2 --check --log --flags gray,pyramid,dump"
+    EXPECT_EQ(0, play("--library '" LUMETRACORE_LIBRARY
+                      "' --size 32x16 --frames 2 --check --log --flags gray,pyramid,dump"
                       " --writable " +
                       folder.file("")))
         << err;
@@ -169,8 +169,8 @@ TEST_F(LumetraPlay, EndsWithASummaryWhenItIsInterrupted) {
                                          "--size 64x48 --format gray - <" + folder.file("silence")}) {
         for (const char* name : {"out", "pid"}) folder.write(name, "");
         auto result = std::async(std::launch::async, [&] {
-            return run("sh -c 'echo $$ >" + folder.file("pid") + "; exec " LUMETRA_PLAY_PROGRAM " " +
-                       arguments + "'");
+            return run("sh -c 'echo $$ >" + folder.file("pid") +
+                       "; exec \"$@\"' sh " LUMETRA_PLAY_PROGRAM " " + arguments);
         });
         // The library greets when the engine starts, which is after the player has taken the signals over.
         while (folder.read("out").find("Registering Callback!") == std::string::npos &&
