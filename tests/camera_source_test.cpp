@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 #include "examples/modules/CameraSource/video_device_linux.h"
 #include "tests/modules/recorder.h"
@@ -88,8 +89,10 @@ TEST_F(CameraSourceModule, PlaysItsSceneUntilStopped) {
     EXPECT_EQ(CAMERASOURCE_STATUS_STOPPED, engine.getStatus(CAMERASOURCE_ID));
     EXPECT_EQ(1, start(R"(,"fps":200)"));
     EXPECT_EQ(STATUS_READY, engine.getStatus(CAMERASOURCE_ID));
-    const auto frames = receive(5);
-    EXPECT_NE(frames.begin()->second, frames.rbegin()->second) << "the scene moves";
+    const auto frames = receive(22);  // among so many the disc leaves a pixel, whichever they are
+    std::set<Bytes> pictures;
+    for (const auto& [number, luma] : frames) pictures.insert(luma);
+    EXPECT_LT(1U, pictures.size()) << "the scene moves";
     EXPECT_EQ(1, engine.command(CAMERASOURCE_ID, LUMETRA_CMD_STOP, ""));
     EXPECT_EQ(CAMERASOURCE_STATUS_STOPPED, engine.getStatus(CAMERASOURCE_ID));
     engine.command(CAMERASOURCE_ID, static_cast<LUMETRA_CMDTYPE>(CAMERASOURCE_CMD_REPORT), "");
