@@ -28,9 +28,8 @@ unsigned int m_jpgDataSize = 0;
 unsigned char* greyPicture = nullptr;  // kept between frames: fresh memory costs more than filling it
 std::size_t greyPixels = 0;
 
-// A picture beyond the buffer is cut short; so is one whose engine has gone.
+// A picture beyond the buffer is cut short.
 void storeJpeg(void*, const unsigned char* bytes, std::size_t count) {
-    if (m_jpgData == nullptr) return;
     const std::size_t stored = std::min(count, std::size_t{JPEG_CAPACITY} - m_jpgDataSize);
     std::memcpy(m_jpgData + m_jpgDataSize, bytes, stored);
     m_jpgDataSize += static_cast<unsigned int>(stored);
@@ -69,7 +68,7 @@ void addPicture(std::u16string& object, const unsigned char* frame, std::int32_t
     if (width >= 1 && height >= 1) {
         const std::lock_guard lock(jpgMutex);
         m_jpgDataSize = 0;
-        encodePicture(frame, width, height);
+        if (m_jpgData != nullptr) encodePicture(frame, width, height);  // the engine may be going
         appendBase64(object, m_jpgData, m_jpgDataSize);
     }
     object += u"\"}";

@@ -171,6 +171,14 @@ TEST_F(ModulePush, CutsAPictureShortThatIsLargerThanItsBuffer) {
     EXPECT_EQ((JPEG_CAPACITY + 2) / 3 * 4, shown["image"].GetStringLength());
 }
 
+TEST_F(ModulePush, MakesNoPictureWhileTheEngineGoes) {
+    configure(4, 2, 4, true);
+    listen();
+    releaseJpegBuffer();  // as its destructor does first, with notifications still to come that may push
+    EXPECT_EQ(1, push(Bytes(16), "{}"));
+    EXPECT_THAT(Host::seen, ElementsAre(R"({"image":""})"));
+}
+
 TEST_F(ModulePush, RefusesTextsThatCannotBeConverted) {
     configure(4, 2, 1, false);
     listen();
