@@ -252,8 +252,9 @@ namespace LumetraCore
         }
 
         /// <summary>Shows the descriptors of frames that modules push to <paramref name="handler"/>, in place
-        /// of the one before; needs "forwardNativeImage" in the configuration. The handler is kept until it is
-        /// replaced or unregistered; it may still be running, on other threads, when this returns.</summary>
+        /// of the one before; with "forwardNativeImage" in the configuration they are JSON, and a picture
+        /// comes with those of YUYV frames. The handler is kept until it is replaced or unregistered; it may
+        /// still be running, on other threads, when this returns.</summary>
         /// <returns>1 taken; no engine: 0.</returns>
         public static int RegisterHostText(HostTextHandler handler)
         {
@@ -486,11 +487,13 @@ namespace LumetraCore
         internal static int Register(int moduleId, LogHandler handler)
         {
             int place;
+            bool isNew;
             LogHandler before;
             lock (registration)
             {
                 place = Array.IndexOf(owners, moduleId);
-                if (place < 0) place = Array.IndexOf(owners, Nobody);
+                isNew = place < 0;
+                if (isNew) place = Array.IndexOf(owners, Nobody);
                 if (place < 0) throw new InvalidOperationException("No place for another log.");
                 before = handlers[place];
                 owners[place] = moduleId;
@@ -502,7 +505,7 @@ namespace LumetraCore
             lock (registration)
             {
                 Volatile.Write(ref handlers[place], before);
-                if (before == null && place != 0) owners[place] = Nobody;
+                if (isNew) owners[place] = Nobody;
             }
             return result;
         }
@@ -565,9 +568,9 @@ namespace LumetraCore
         private static void Log15(int level, IntPtr text) { Run(15, level, text); }
     }
 
+    // No lock: the calls below log, and the log's handler may wait for a thread that is on its way in here.
     internal static class HostTextThunk
     {
-        private static readonly object registration = new object();
         private static readonly NativeHostTextFn thunk = Exchange;
         private static HostTextHandler handler;
 
@@ -576,26 +579,19 @@ namespace LumetraCore
 
         internal static int Register(HostTextHandler newHandler)
         {
-            lock (registration)
-            {
-                HostTextHandler before = handler;
-                Volatile.Write(ref handler, newHandler);
-                int result = Native.LumetraCore_registerCallback(Engine.EngineModuleId,
-                    (int)CallbackKind.HostText, Marshal.GetFunctionPointerForDelegate(thunk), IntPtr.Zero);
-                if (result == 0) Volatile.Write(ref handler, before);
-                return result;
-            }
+            HostTextHandler before = Interlocked.Exchange(ref handler, newHandler);
+            int result = Native.LumetraCore_registerCallback(Engine.EngineModuleId,
+                (int)CallbackKind.HostText, Marshal.GetFunctionPointerForDelegate(thunk), IntPtr.Zero);
+            if (result == 0) Interlocked.CompareExchange(ref handler, before, newHandler);
+            return result;
         }
 
         internal static int Unregister()
         {
-            lock (registration)
-            {
-                int result = Native.LumetraCore_unregisterCallback(Engine.EngineModuleId,
-                    (int)CallbackKind.HostText);
-                Volatile.Write(ref handler, null);
-                return result;
-            }
+            int result = Native.LumetraCore_unregisterCallback(Engine.EngineModuleId,
+                (int)CallbackKind.HostText);
+            Volatile.Write(ref handler, null);
+            return result;
         }
 
         [MonoPInvokeCallback(typeof(NativeHostTextFn))]

@@ -27,7 +27,8 @@ static class BindingTest
             BindsEveryExportedFunction, RefusesBadTextBeforeTheCall, AnswersWithoutAnEngine, ReadsDeviceTexts,
             CarriesTextWholeToTheLog, KeepsARawDelegateAlive, ListsCallbacksAndStatuses, TakesAFrameToAModule,
             SurvivesCollectionsUnderForeignThreads, ContainsWhatLogHandlersThrow, ExchangesDescriptors,
-            KeepsTheDescriptorWhenAHandlerFails, GivesNoPlaceToARefusedModuleLog
+            KeepsTheDescriptorWhenAHandlerFails, ChangesTheHostTextWhileItsChangeIsLogged,
+            GivesNoPlaceToARefusedModuleLog
         };
         foreach (Action test in tests)
         {
@@ -265,6 +266,23 @@ static class BindingTest
             Expect(latency >= 1000 * Held && latency < 1000L * 1000 * 3600, "descriptor changed: " + report);
             Same(expected[i] + " HostText", told == null ? "" : told.Exception.GetType().Name + " " + told.Kind);
         }
+    }
+
+    static void ChangesTheHostTextWhileItsChangeIsLogged()
+    {
+        Start();
+        bool waits = false;
+        Engine.RegisterLog(0, (level, text) =>
+        {
+            if (!waits) return;
+            waits = false;
+            var other = new Thread(() => Engine.UnregisterHostText());
+            other.Start();
+            other.Join();
+        });
+        waits = true;
+        Same("1", Engine.RegisterHostText(text => text).ToString());
+        Expect(!waits, "nothing was logged");
     }
 
     static void GivesNoPlaceToARefusedModuleLog()
