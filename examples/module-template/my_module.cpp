@@ -110,6 +110,6 @@ std::int32_t getStatus() {
     return STATUS_READY;
 }
 
-// The last call to begin: join threads of your own here. A frame that is being told goes on, so free nothing
-// that notifyNewData uses; what is static ends with the library.
+// The host's last call: join threads of your own here. A frame that a worker has taken up may still be told,
+// so free nothing that notifyNewData uses; what is static ends with the library.
 void destroy() {}

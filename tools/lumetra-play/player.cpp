@@ -5,6 +5,7 @@
 #include <string>
 #include <thread>
 
+#include "examples/modules/FrameMonitor/push_time.h"
 #include "tools/lumetra-play/play_error.h"
 #include "tools/lumetra-play/pyramid_chain.h"
 #include "tools/lumetra-play/text.h"
@@ -17,11 +18,6 @@ using namespace std::chrono_literals;
 constexpr auto SURELY_TOLD_AFTER = 250ms;
 constexpr auto GIVE_UP_AFTER = 2s;            // without a further frame told
 constexpr std::int64_t MAX_ON_THE_ROAD = 64;  // frames, when nothing else sets the pace
-
-std::int64_t systemMicroseconds() {
-    using namespace std::chrono;
-    return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
-}
 
 }  // namespace
 

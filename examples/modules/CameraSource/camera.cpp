@@ -6,13 +6,9 @@
 
 #include "core/json_reading.h"
 #include "examples/modules/CameraSource/CameraSource.h"
+#include "examples/modules/FrameMonitor/push_time.h"
 
 namespace {
-
-std::int64_t systemMicroseconds() {
-    using namespace std::chrono;
-    return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
-}
 
 LUMETRA_IMGFORMATTYPE formatByName(std::string_view name) {
     constexpr std::pair<std::string_view, LUMETRA_IMGFORMATTYPE> FORMATS[] = {

@@ -1,4 +1,4 @@
-// push_time.h - when a frame was pushed, as modules can know. Any thread; no state.
+// push_time.h - when a frame was pushed, as its pusher writes it and modules can know. Any thread; no state.
 #ifndef LUMETRA_FRAMEMONITOR_PUSH_TIME_H
 #define LUMETRA_FRAMEMONITOR_PUSH_TIME_H
 
@@ -9,6 +9,7 @@
 
 #include "core/json_reading.h"
 
+/// Now, as a descriptor's "timestampUs".
 inline std::int64_t systemMicroseconds() {
     using namespace std::chrono;
     return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();

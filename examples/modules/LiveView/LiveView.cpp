@@ -46,17 +46,18 @@ std::string printable(std::string_view text) {
     return ascii;
 }
 
-// Serves from now on; what the log should say of it.
-std::string start(const std::string& address, int port) {
+std::string placeOf(const std::string& address, int port) {
     const std::string host = printable(address);
-    const std::string place = (host.find(':') == std::string::npos ? host : "[" + host + "]") + ":";
+    return (host.find(':') == std::string::npos ? host : "[" + host + "]") + ":" + std::to_string(port);
+}
+
+// The port on which it serves from now on, 0 if it does not.
+int start(const std::string& address, int port) {
     const std::lock_guard lock(serverMutex);
     configured = true;
-    if (port >= 0 && port <= 65535 && server.start(address, port))
-        return "LiveView: http://" + place + std::to_string(server.port()) + "/";
+    if (port >= 0 && port <= 65535 && server.start(address, port)) return server.port();
     server.stop();
-    return "LiveView: " + place + std::to_string(port) +
-           " cannot be opened: configure another \"port\" or \"address\"";
+    return 0;
 }
 
 }  // namespace
@@ -69,9 +70,13 @@ void initialize(const char* configuration) {
     const JsonDocument document = parseJson(configuration == nullptr ? "" : configuration);
     const int port = readInteger(&document, "port").value_or(USUAL_PORT);
     const std::string address(readString(&document, "address").value_or(USUAL_ADDRESS));
-    const std::string line = start(address, port);
-    log(line.find("http:") == std::string::npos ? 1 : 0,
-        line);  // without a lock: whoever reads it may ask us
+    const int served = start(address, port);
+    // Without the server's lock: whoever reads the line may ask us.
+    if (served != 0)
+        log(0, "LiveView: http://" + placeOf(address, served) + "/");
+    else
+        log(1, "LiveView: " + placeOf(address, port) +
+                   " cannot be opened: configure another \"port\" or \"address\"");
 }
 
 int registerCallback(LUMETRA_CBTYPE kind, void* function, void*) {

@@ -5,8 +5,7 @@
 // server anew.
 //   "port"     0 to 65535, by default 8080; 0 takes any free one
 //   "address"  to listen on, by default "127.0.0.1", which only programs of this machine reach. Any other
-//   shows the
-//              camera to whoever reaches that address: there is no password.
+//              shows the camera to whoever reaches that address: there is no password.
 //
 //   /                        the page
 //   /frame.jpg?level=K       level K (0 to 7, by default 0) of the newest grey frame; 404 if there is none
