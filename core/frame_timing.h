@@ -1,18 +1,32 @@
-// frame_timing.h - the clock that ids are made of, and the age at which a frame is let go.
+// frame_timing.h - the clocks that ids, ages and sleeps are made of, and the number of workers.
 #ifndef LUMETRA_CORE_FRAME_TIMING_H
 #define LUMETRA_CORE_FRAME_TIMING_H
 
 #include <chrono>
 #include <cstdint>
 
-inline constexpr std::uint64_t MAX_FRESH_AGE_MS = 99;
+/// Microseconds since the Unix epoch.
+inline std::uint64_t currentTimeUs() {
+    using namespace std::chrono;
+    return static_cast<std::uint64_t>(
+        duration_cast<microseconds>(system_clock::now().time_since_epoch()).count());
+}
 
 /// Milliseconds since the Unix epoch.
 inline std::uint64_t currentTimeMs() {
-    using namespace std::chrono;
-    const auto sinceEpoch = duration_cast<microseconds>(system_clock::now().time_since_epoch());
-    return static_cast<std::uint64_t>(sinceEpoch.count() / 1000);
+    return currentTimeUs() / 1000;
 }
+
+/// Both clocks at once: frames grow old by the wall clock, which may be set; sleeps end by the steady one.
+struct Moment {
+    std::chrono::steady_clock::time_point steady;
+    std::uint64_t wallUs = 0;  // since the Unix epoch
+
+    std::uint64_t wallMs() const { return wallUs / 1000; }
+    static Moment now() { return {std::chrono::steady_clock::now(), currentTimeUs()}; }
+};
+
+inline constexpr std::uint64_t MAX_FRESH_AGE_MS = 99;
 
 /// Whether a chunk pushed at `id` may still be handed out. An id in the future wraps to a great age: after
 /// the clock was set back its frames go at once instead of staying for as long as it was set back.
