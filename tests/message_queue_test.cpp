@@ -1,0 +1,99 @@
+#include "core/message_queue.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "core/load_limits.h"
+#include "tests/support/waiting.h"
+
+using namespace lumetra;
+using std::chrono::steady_clock;
+
+namespace {
+
+constexpr std::uint64_t LONG_AGO = 1;
+
+void askFor(MessageQueue& queue, std::size_t messages) {
+    for (std::size_t i = 0; i < messages; ++i) queue.post({MSG_CONVERT, LONG_AGO});
+}
+
+void takeOne(MessageQueue& queue) {
+    queue.takeOne([](const MSGS&, bool) {});
+}
+
+}  // namespace
+
+class LongSleep : public testing::TestWithParam<bool> {};
+
+TEST_P(LongSleep, OfTheTakerEndsWithWhatIsPosted) {
+    const auto bound = GetParam() ? steady_clock::now() + std::chrono::hours(1) : MessageSchedule::NEVER;
+    MessageQueue queue;
+    std::atomic<int> taken = 0, looked = 0;
+    std::thread taker([&] {
+        SleepPrecision precision;
+        while (taken < 3) {
+            if (queue.waitForTurn(bound, precision))
+                queue.takeOne([&taken](const MSGS&, bool) { ++taken; });
+            else
+                ++looked;
+        }
+    });
+    queue.post({MSG_NOTIFY, LONG_AGO});
+    waitUntil([&] { return taken == 1; });
+    queue.post({MSG_RETAIN, LONG_AGO});  // stale, so there is nothing to wait for
+    waitUntil([&] { return taken == 2; });
+    queue.wakeTaker();
+    waitUntil([&] { return looked == 1; });
+    queue.post({MSG_RETAIN, currentTimeMs()});
+    taker.join();
+    EXPECT_TRUE(queue.copy().empty());
+}
+INSTANTIATE_TEST_SUITE_P(MessageQueue, LongSleep, testing::Bool());
+
+TEST(MessageQueue, ReturnsToItsTakerAtTheBoundAndWhenItIsClosed) {
+    MessageQueue queue;
+    SleepPrecision precision;
+    const auto bound = steady_clock::now() + std::chrono::milliseconds(5);
+    EXPECT_FALSE(queue.waitForTurn(bound, precision));
+    EXPECT_GE(steady_clock::now(), bound);
+
+    std::thread closer([&] { queue.close(); });
+    EXPECT_FALSE(queue.waitForTurn(MessageSchedule::NEVER, precision));
+    closer.join();
+    askFor(queue, 1);
+    EXPECT_FALSE(queue.waitForTurn(MessageSchedule::NEVER, precision)) << "closed for good";
+}
+
+TEST(MessageQueue, HoldsPushersBackWhileMoreIsAskedThanIsServedInTime) {
+    MessageQueue queue;
+    askFor(queue, MAX_MESSAGES_ASKING + 3);
+    const auto begin = steady_clock::now();
+    queue.waitForRoom();
+    EXPECT_GE(steady_clock::now() - begin, MAX_BACK_PRESSURE) << "nobody made room";
+
+    std::atomic<int> through = 0;
+    const auto push = [&] {
+        queue.waitForRoom();
+        ++through;
+    };
+    std::thread first(push), second(push);
+    while (through < 2) {
+        takeOne(queue);  // there may be nothing left; a pusher that came too late has room then
+        std::this_thread::yield();
+    }
+    first.join();
+    second.join();
+}
+
+TEST(MessageQueue, LetsNoPusherWaitOnceItIsClosed) {
+    MessageQueue queue;
+    askFor(queue, 10 * MAX_MESSAGES_ASKING);
+    std::thread pusher([&] { queue.waitForRoom(); });
+    queue.close();
+    pusher.join();
+    queue.waitForPushersToLeave();
+    queue.clear();
+    EXPECT_TRUE(queue.copy().empty());
+}
