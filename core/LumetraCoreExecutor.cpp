@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "core/frame_timing.h"
+#include "core/load_limits.h"
 #include "core/logging.h"
 #include "image/module_push.h"
 #include "platform/sleep_precision.h"
@@ -32,16 +33,11 @@ LumetraCoreExecutor::LumetraCoreExecutor() {
 LumetraCoreExecutor::~LumetraCoreExecutor() {
     releaseJpegBuffer();
     m_running = false;
+    m_messages.close();
     m_eventLoopThread->join();
-    letPushersGo();
-    {
-        const std::lock_guard lock(m_msgMutex);
-        m_messages.clear();
-    }
-    {
-        const std::lock_guard lock(m_chunkMutex);
-        m_chunks.clear();
-    }
+    m_messages.waitForPushersToLeave();
+    m_messages.clear();
+    m_chunks.clear();
     m_eventLoopThread.reset();
     // What is still queued runs while every table and the pool itself are there to be used.
     m_threadPool->finish();
@@ -49,79 +45,67 @@ LumetraCoreExecutor::~LumetraCoreExecutor() {
 }
 
 void LumetraCoreExecutor::runEventLoop() {
-    using Clock = FrameBuffers::Clock;
-    constexpr std::chrono::nanoseconds TURN(100'000);
     SleepPrecision precision;
-    Clock::time_point next = Clock::now();
     while (m_running) {
-        const bool messagesWait = runTurn();
-        const Clock::time_point now = Clock::now();
-        m_frameBuffers->trim(now);
-        // Every message ahead of a frame's costs it a turn, so while messages wait turns keep their pace: a
-        // sleep that ends late shortens the one after it. When idle only power counts.
-        precision.set(messagesWait);
-        next = messagesWait ? std::max(next + TURN, now) : now + TURN;
-        std::this_thread::sleep_until(next);
+        if (m_messages.waitForTurn(tidyUp(), precision)) runTurn();
     }
 }
 
-// Handles one message. True while messages wait.
-bool LumetraCoreExecutor::runTurn() {
-    std::shared_ptr<IChnk> dropped;  // let go of behind the lock: freeing pixels takes time
-    const std::lock_guard lock(m_msgMutex);
-    if (m_messages.empty()) return false;
+// Lets go of memory that nobody needs any more. Returns when there may be more of it.
+lumetra::MessageQueue::SteadyTime LumetraCoreExecutor::tidyUp() {
+    const Moment now = Moment::now();
+    while (m_chunks.dropOldPixels(now.wallMs())) {
+    }
+    const auto buffersIdle = m_frameBuffers->trim(now.steady);
+    if (m_chunks.empty()) return buffersIdle;
+    return std::min(buffersIdle, now.steady + lumetra::LONGEST_SLEEP_WITH_FRAMES);
+}
+
+// Handles one message.
+void LumetraCoreExecutor::runTurn() {
+    lumetra::Chunk dropped;  // let go of behind the lock: freeing pixels takes time
     try {
-        dropped = handleMessage(m_messages.front());
-        m_messages.pop_front();
+        m_messages.takeOne([&](const MSGS& message, bool fresh) { dropped = handleMessage(message, fresh); });
     } catch (...) {
         // No memory to hand the work over: the message stays and is handled again.
     }
-    return !m_messages.empty();
 }
 
-// With m_msgMutex held. Returns a chunk that is to be let go.
-std::shared_ptr<IChnk> LumetraCoreExecutor::handleMessage(const MSGS& message) {
-    const bool fresh = isFresh(currentTimeMs(), message.id);
+// With the queue locked. Returns a chunk that is to be let go.
+lumetra::Chunk LumetraCoreExecutor::handleMessage(const MSGS& message, bool fresh) {
     switch (message.type) {
-        case MSG_NOTIFY:
-            if (!fresh) return takeChunk(message.id);
+        case lumetra::MSG_NOTIFY:
+            if (!fresh) return m_chunks.take(message.id);
             m_threadPool->enqueue(&LumetraCoreExecutor::triggerDataNotification, this, message.id);
             break;
-        case MSG_CONVERT: {
-            m_threadPool->enqueue(&LumetraCoreExecutor::convertQueued, this, message.id,
-                                  imageConfiguration().conversionflags);
-            const std::lock_guard lock(m_chunkMutex);
-            ++m_queuedConversions;  // it may have begun by now: the count is below 0 for that moment
+        case lumetra::MSG_CONVERT:
+            queueConversion(message.id);
             break;
-        }
-        case MSG_RETAIN:
-            if (!fresh) return takeChunk(message.id);
-            m_messages.push_back(MSGS(message));
-            break;
+        case lumetra::MSG_RETAIN:  // one that is fresh is not taken
+            return m_chunks.take(message.id);
         default:
             break;
     }
     return nullptr;
 }
 
-void LumetraCoreExecutor::postMessage(std::int32_t type, std::uint64_t id) {
-    const std::lock_guard lock(m_msgMutex);
-    m_messages.push_back({type, id});
-}
-
-std::shared_ptr<IChnk> LumetraCoreExecutor::takeChunk(std::uint64_t id) {
-    const std::lock_guard lock(m_chunkMutex);
-    const auto entry = m_chunks.find(id);
-    if (entry == m_chunks.end()) return nullptr;
-    auto chunk = std::move(entry->second);
-    m_chunks.erase(entry);
-    return chunk;
+void LumetraCoreExecutor::queueConversion(std::uint64_t id) {
+    const LUMETRA_CONVERSIONMODIFIER flags = imageConfiguration().conversionflags;
+    const bool mayDropPixels =
+        (flags & LUMETRA_CONVERT_DEBUGDUMP) == 0;  // dumps show them whatever their age
+    if (mayDropPixels) m_chunks.expectConversion(id);
+    try {
+        m_threadPool->enqueue(&LumetraCoreExecutor::convertQueued, this, id, flags);
+    } catch (...) {
+        if (mayDropPixels) m_chunks.forgetConversion(id);
+        throw;
+    }
 }
 
 LumetraCoreExecutor::MessageAtExit::~MessageAtExit() {
     try {
-        m_engine.postMessage(m_message.type, m_message.id);
+        m_engine.m_messages.post(m_message);
     } catch (...) {
-        m_engine.takeChunk(m_message.id);
+        m_engine.m_chunks.take(m_message.id);
     }
 }

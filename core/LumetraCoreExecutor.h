@@ -2,16 +2,14 @@
 // A frame's road: pushImageData > runEventLoop > convertQueued > convertImageData > runEventLoop >
 // triggerDataNotification > each module's notifyNewData; runEventLoop drops it when it is old.
 // Threads: host threads call the operations, one thread runs the event loop, the pool's workers convert
-// and notify. Lock order: m_msgMutex, then m_chunkMutex, then the pool's own. A poster lets go of
-// m_chunkMutex before it takes m_msgMutex. The locks of configuration, callbacks and modules are held to
-// copy or assign only, never while another lock is taken or foreign code runs.
+// and notify. Lock order: that of m_messages, then that of m_chunks, then the pool's own. A poster lets go of
+// the chunks before it posts. The locks of configuration, callbacks and modules are held to copy or assign
+// only, never while another lock is taken or foreign code runs.
 #ifndef LUMETRA_CORE_LUMETRACOREEXECUTOR_H
 #define LUMETRA_CORE_LUMETRACOREEXECUTOR_H
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -24,19 +22,15 @@
 #include "LumetraCore/IChnk.h"
 #include "LumetraCore/LumetraTypes.h"
 #include "core/ThreadPool.h"
+#include "core/message_queue.h"
+#include "image/chunk_store.h"
 #include "image/frame_buffers.h"
 #include "modules/entry_points.h"
 #include "modules/registry.h"
 
 class LumetraCoreExecutor {
 public:
-    /// Message kinds of the event loop.
-    enum : std::int32_t { MSG_NOTIFY = 1, MSG_CONVERT = 2, MSG_RETAIN = 3 };
-
-    struct MSGS {
-        std::int32_t type;
-        std::uint64_t id;  // of the chunk: its push time in milliseconds since the Unix epoch
-    };
+    using MSGS = lumetra::MSGS;
 
     /// How frames arrive and what becomes of them.
     struct ICfg {
@@ -119,14 +113,13 @@ private:
     friend struct EngineProbe;  // tests look at the tables and drive single steps
 
     class MessageAtExit;
-    class ConversionTurn;
 
     // core/LumetraCoreExecutor.cpp
     void runEventLoop();
-    bool runTurn();
-    std::shared_ptr<IChnk> handleMessage(const MSGS& message);
-    void postMessage(std::int32_t type, std::uint64_t id);
-    std::shared_ptr<IChnk> takeChunk(std::uint64_t id);
+    void runTurn();
+    lumetra::Chunk handleMessage(const MSGS& message, bool fresh);
+    void queueConversion(std::uint64_t id);
+    lumetra::MessageQueue::SteadyTime tidyUp();
 
     // core/configuration.cpp
     ICfg imageConfiguration() const;
@@ -135,14 +128,8 @@ private:
     void logViaCallback(const std::string& text);
 
     // image/conversion.cpp
-    enum class PixelWork { Done, Skipped };
     void convertImageData(unsigned long long id, LUMETRA_CONVERSIONMODIFIER flags);
     void convertQueued(std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags);
-    void convertChunk(std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags, PixelWork pixels);
-
-    // image/intake.cpp
-    void letEventLoopCatchUp();
-    void letPushersGo();
 
     // modules/registry.cpp
     void resolveEntryPoints(dllstruct& module);
@@ -169,17 +156,11 @@ private:
     static void notifyModule(const NotificationTarget& target, std::uint64_t chunkId,
                              const std::shared_ptr<IChnk>& chunk);
 
-    std::mutex m_msgMutex;        // guards m_messages
-    std::deque<MSGS> m_messages;  // posted at the back, handled at the front
-    int m_waitingPushers = 0;     // guarded by m_msgMutex too; the engine outlives their wait
+    lumetra::MessageQueue m_messages;
     std::atomic<bool> m_running = false;
     std::unique_ptr<std::thread> m_eventLoopThread;
     std::unique_ptr<ThreadPool> m_threadPool;
-    std::mutex m_chunkMutex;                                   // guards what follows, to m_conversionDone
-    std::map<std::uint64_t, std::shared_ptr<IChnk>> m_chunks;  // by push time in ms; null counts as absent
-    int m_queuedConversions = 0;                               // in the pool, not begun
-    std::vector<const IChnk*> m_converting;                    // chunks that a worker converts just now
-    std::condition_variable m_conversionDone;                  // m_converting lost an entry
+    lumetra::ChunkStore m_chunks;
     const std::shared_ptr<FrameBuffers> m_frameBuffers = std::make_shared<FrameBuffers>();
     mutable std::mutex m_cfgMutex;  // guards m_imgCfg
     ICfg m_imgCfg;

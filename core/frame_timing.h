@@ -26,14 +26,6 @@ struct Moment {
     static Moment now() { return {std::chrono::steady_clock::now(), currentTimeUs()}; }
 };
 
-inline constexpr std::uint64_t MAX_FRESH_AGE_MS = 99;
-
-/// Whether a chunk pushed at `id` may still be handed out. An id in the future wraps to a great age: after
-/// the clock was set back its frames go at once instead of staying for as long as it was set back.
-inline bool isFresh(std::uint64_t nowMs, std::uint64_t id) {
-    return nowMs - id <= MAX_FRESH_AGE_MS;
-}
-
 /// Workers for a machine with so many processors: one is left to the host, but two always work. An unknown
 /// number (0) wraps around and is used as it stands.
 inline std::uint32_t workerCount(std::uint32_t processors) {

@@ -144,69 +144,27 @@ void dumpLevels(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, const std:
     }
 }
 
-// Keeps conversions of one chunk apart: two frames of the same millisecond share a chunk, but each has a
-// conversion of its own.
-class LumetraCoreExecutor::ConversionTurn {
-public:
-    ConversionTurn(LumetraCoreExecutor& engine, const IChnk* chunk) : m_engine(engine), m_chunk(chunk) {
-        std::unique_lock lock(m_engine.m_chunkMutex);
-        auto& converting = m_engine.m_converting;
-        m_engine.m_conversionDone.wait(
-            lock, [&] { return std::find(converting.begin(), converting.end(), chunk) == converting.end(); });
-        converting.push_back(chunk);
-    }
-    ~ConversionTurn() {
-        {
-            const std::lock_guard lock(m_engine.m_chunkMutex);
-            std::erase(m_engine.m_converting, m_chunk);
-        }
-        m_engine.m_conversionDone.notify_all();
-    }
-    ConversionTurn(const ConversionTurn&) = delete;
-    ConversionTurn& operator=(const ConversionTurn&) = delete;
-
-private:
-    LumetraCoreExecutor& m_engine;
-    const IChnk* m_chunk;
-};
+// Runs on a worker. Pixels that nobody will see would cost the frames behind them their turn.
+void LumetraCoreExecutor::convertQueued(std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags) {
+    if (!wants(flags, LUMETRA_CONVERT_DEBUGDUMP)) m_chunks.conversionBegins(id, currentTimeMs());
+    convertImageData(id, flags);
+}
 
 void LumetraCoreExecutor::convertImageData(unsigned long long id, LUMETRA_CONVERSIONMODIFIER flags) {
-    convertChunk(id, flags, PixelWork::Done);
-}
-
-// Runs on a worker. When the pool cannot keep up, pixels that nobody will see would cost those behind them
-// their turn too. Dumps show pixels whatever their age.
-void LumetraCoreExecutor::convertQueued(std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags) {
-    constexpr int CONGESTION = 16;  // conversions behind this one
-    bool congested = false;
-    {
-        const std::lock_guard lock(m_chunkMutex);
-        congested = --m_queuedConversions > CONGESTION;
-    }
-    const std::uint64_t now = currentTimeMs();
-    const bool isOld = now > id && !isFresh(now, id);  // an id in the future may yet become fresh
-    if (congested && isOld && !wants(flags, LUMETRA_CONVERT_DEBUGDUMP))
-        convertChunk(id, flags, PixelWork::Skipped);
-    else
-        convertImageData(id, flags);
-}
-
-void LumetraCoreExecutor::convertChunk(std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags, PixelWork pixels) {
-    const MessageAtExit notify(*this, {MSG_NOTIFY, id});
-    std::shared_ptr<IChnk> chunk;
-    {
-        const std::lock_guard lock(m_chunkMutex);
-        chunk = m_chunks[id];
-    }
+    const MessageAtExit notify(*this, {lumetra::MSG_NOTIFY, id});
+    lumetra::ChunkStore::Conversion conversion(m_chunks, id);
+    IChnk* const chunk = conversion.chunk();
     if (chunk == nullptr) return;
 
-    const ConversionTurn turn(*this, chunk.get());
     const ICfg cfg = imageConfiguration();
     const int leftOut = unsupportedSteps(*chunk, flags, cfg.mipMap);
-    if (pixels == PixelWork::Done)
+    if (conversion.hasPixels()) {
         convertPixels(*chunk, flags, cfg.mipMap);
-    else
+        conversion.pixelsAreDone();
+    } else {
         markConverted(*chunk, flags);
+    }
     for (int i = 0; i < leftOut; ++i) logViaCallback("NOT IMPLEMENTED!");
-    if (wants(flags, LUMETRA_CONVERT_DEBUGDUMP)) dumpLevels(*chunk, flags, cfg.writablepath);
+    if (conversion.hasPixels() && wants(flags, LUMETRA_CONVERT_DEBUGDUMP))
+        dumpLevels(*chunk, flags, cfg.writablepath);
 }

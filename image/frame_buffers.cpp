@@ -66,14 +66,23 @@ void FrameBuffers::allocatePixels(IChnk& chunk, std::int32_t bytes) {
     chunk.size = bytes;
 }
 
-void FrameBuffers::trim(Clock::time_point now) {
-    Waiting oldest;  // freed behind the lock
+FrameBuffers::Clock::time_point FrameBuffers::trim(Clock::time_point now) {
+    std::vector<Waiting> idle;  // freed behind the lock
+    Waiting oldest;
     const std::lock_guard lock(m_mutex);
-    if (m_waiting.empty() || now - m_waiting.front().since <= MAX_IDLE) return;
-    const bool framesCome = now - m_lastTaken <= MAX_IDLE;
-    if (framesCome && m_waiting.size() <= SPARE) return;
-    oldest = std::move(m_waiting.front());
-    m_waiting.erase(m_waiting.begin());
+    if (!framesComeAt(now)) {
+        idle.swap(m_waiting);
+        return Clock::time_point::max();
+    }
+    if (m_waiting.size() > SPARE && now - m_waiting.front().since > MAX_IDLE) {
+        oldest = std::move(m_waiting.front());
+        m_waiting.erase(m_waiting.begin());
+    }
+    return m_lastTaken + MAX_IDLE;
+}
+
+bool FrameBuffers::framesComeAt(Clock::time_point now) const {
+    return now - m_lastTaken < MAX_IDLE;
 }
 
 std::size_t FrameBuffers::waiting() const {
@@ -103,9 +112,10 @@ FrameBuffers::Buffer FrameBuffers::take(std::size_t capacity) {
 void FrameBuffers::giveBack(Buffer buffer, std::size_t capacity) noexcept {
     if (!RECYCLES || buffer == nullptr) return;
     const std::lock_guard lock(m_mutex);
-    if (m_capacity != capacity) return;
+    const Clock::time_point now = Clock::now();
+    if (m_capacity != capacity || !framesComeAt(now)) return;  // nobody would come for it
     try {
-        m_waiting.push_back({std::move(buffer), Clock::now()});
+        m_waiting.push_back({std::move(buffer), now});
     } catch (...) {
         // No memory to remember it by: the buffer is freed.
     }

@@ -30,9 +30,10 @@ public:
     /// @throws std::bad_alloc
     void allocatePixels(IChnk& chunk, std::int32_t bytes);
 
-    /// Frees the buffer that has waited longest if that is longer than MAX_IDLE and it is no spare one. Call
-    /// it often.
-    void trim(Clock::time_point now);
+    /// Frees what waits if no frame has come for MAX_IDLE, and while frames come the buffer that has waited
+    /// longest, if that is longer than MAX_IDLE and it is no spare one.
+    /// @return when to call it again if no frame comes until then; Clock::time_point::max() for never
+    Clock::time_point trim(Clock::time_point now);
 
     std::size_t waiting() const;
 
@@ -51,6 +52,7 @@ private:
     static Buffer allocate(std::size_t capacity);
     Buffer take(std::size_t capacity);
     void giveBack(Buffer buffer, std::size_t capacity) noexcept;
+    bool framesComeAt(Clock::time_point now) const;
 
     mutable std::mutex m_mutex;      // guards what follows; never held while memory is freed
     std::vector<Waiting> m_waiting;  // longest waiting first

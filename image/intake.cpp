@@ -1,9 +1,7 @@
 // intake.cpp - one pushed frame becomes a chunk and a message. Runs on the pusher's thread.
 // The geometry is the configuration's; the pushed byte count only says how much there is to copy.
 #include <algorithm>
-#include <chrono>
 #include <cstring>
-#include <thread>
 
 #include "core/LumetraCoreExecutor.h"
 #include "core/frame_timing.h"
@@ -22,42 +20,15 @@ int LumetraCoreExecutor::pushImageData(const unsigned char* data, int size, cons
     if (cfg.mipMap) layOutLevels(*chunk);
 
     const std::uint64_t id = currentTimeMs();
-    std::shared_ptr<IChnk> replaced = chunk;  // a frame of the same millisecond gives way to this one
-    {
-        const std::lock_guard lock(m_chunkMutex);
-        m_chunks[id].swap(replaced);
-    }
     try {
-        postMessage(MSG_CONVERT, id);
+        m_chunks.store(id, chunk);  // a frame of the same millisecond gives way to this one
+        m_messages.post({lumetra::MSG_CONVERT, id});
     } catch (...) {
-        takeChunk(id);  // without its message nothing would ever come for it
+        m_chunks.take(id);       // without its message nothing would ever come for it
+        m_messages.wakeTaker();  // nor for its buffer
         throw;
     }
-    letEventLoopCatchUp();
+    // A worker does not wait, since what would make room stands behind it.
+    if (!ThreadPool::isWorker()) m_messages.waitForRoom();
     return 1;
-}
-
-// Every frame of the last 100 ms has a message in the queue, and the loop handles one each 0.1 ms: with many
-// more than that no frame would reach a module in time. A pusher that is so far ahead waits for a while; a
-// worker does not, since what would bring the queue down stands behind it.
-void LumetraCoreExecutor::letEventLoopCatchUp() {
-    constexpr std::size_t FAR_AHEAD = 256;  // messages: frames that come at 2.5 in a millisecond
-    constexpr int MAX_WAIT = 100;           // ms
-    if (ThreadPool::isWorker()) return;
-    std::unique_lock lock(m_msgMutex);
-    ++m_waitingPushers;
-    for (int i = 0; i < MAX_WAIT && m_running && m_messages.size() > FAR_AHEAD; ++i) {
-        lock.unlock();
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        lock.lock();
-    }
-    --m_waitingPushers;
-}
-
-// Once the engine no longer runs. They look every millisecond.
-void LumetraCoreExecutor::letPushersGo() {
-    for (std::unique_lock lock(m_msgMutex); m_waitingPushers > 0; lock.lock()) {
-        lock.unlock();
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
 }

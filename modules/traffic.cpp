@@ -30,16 +30,15 @@ std::int32_t LumetraCoreExecutor::getStatus(std::int32_t moduleId) {
 // Runs on a worker. The chunk is looked up for every module anew, so that one which grew too old meanwhile
 // is handed to nobody else.
 void LumetraCoreExecutor::triggerDataNotification(std::uint64_t chunkId) {
-    const MessageAtExit retain(*this, {MSG_RETAIN, chunkId});
+    const MessageAtExit retain(*this, {lumetra::MSG_RETAIN, chunkId});
     for (const NotificationTarget& target : notificationTargets()) {
         if (target.notify == nullptr) {
             reportMissing(FN_NOTIFYNEWDATA);
             continue;
         }
-        const std::lock_guard lock(m_chunkMutex);
-        const auto entry = m_chunks.find(chunkId);
-        if (entry != m_chunks.end() && entry->second != nullptr)
-            m_threadPool->enqueue(&LumetraCoreExecutor::notifyModule, target, chunkId, entry->second);
+        m_chunks.withDeliverable(chunkId, [&](const lumetra::Chunk& chunk) {
+            m_threadPool->enqueue(&LumetraCoreExecutor::notifyModule, target, chunkId, chunk);
+        });
     }
 }
 

@@ -110,7 +110,7 @@ public:
 
     // All that becomes of a pushed frame until it is kept for its last milliseconds, or dropped.
     void bringToModules() {
-        for (const int kind : {LumetraCoreExecutor::MSG_CONVERT, LumetraCoreExecutor::MSG_NOTIFY}) {
+        for (const int kind : {lumetra::MSG_CONVERT, lumetra::MSG_NOTIFY}) {
             while (isNext(kind)) runTurn();  // one that found no memory comes again
             waitUntil([this] { return everyFrameHasAMessage(); });
         }

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "core/frame_timing.h"
+#include "core/load_limits.h"
 #include "image/frame_buffers.h"
 #include "image/pixel_formats.h"
 #include "tests/support/engine_probe.h"
@@ -302,28 +303,29 @@ TEST_F(ConversionInEngine, ReportsEachStepThatIsLeftOut) {
     EXPECT_THAT(LogCapture::take(), ElementsAre("NOT IMPLEMENTED!", "NOT IMPLEMENTED!"));
 }
 
-TEST_F(ConversionInEngine, SkipsOnlyThePixelsOfAFrameTooOldToBeSeenWhileManyWait) {
+TEST_F(ConversionInEngine, HasNothingToConvertInAFrameTooOldToBeSeen) {
     configure("");
-    const Bytes pixels = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, skipped = {0, 1, 2, 3}, done = {0, 2, 4, 6};
+    const Bytes pixels = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, done = {0, 2, 4, 6};
     const struct {
-        int behind;
         std::int64_t age;  // ms; the clock may have been set back
         int flags;
-        Bytes level0;
-    } cases[] = {
-        {17, 1000, GRAY | PYRAMID, skipped},     {16, 1000, GRAY | PYRAMID, done},
-        {17, 0, GRAY | PYRAMID, done},           {17, -10000, GRAY | PYRAMID, done},
-        {17, 1000, GRAY | PYRAMID | DUMP, done},
-    };
-    for (const auto& [behind, age, flags, level0] : cases) {
+        bool converted;
+    } cases[] = {{1000, GRAY | PYRAMID, false},
+                 {0, GRAY | PYRAMID, true},
+                 {-10000, GRAY | PYRAMID, true},
+                 {1000, GRAY | PYRAMID | DUMP, true}};
+    for (const auto& [age, flags, converted] : cases) {
         const std::uint64_t frame = currentTimeMs() - static_cast<std::uint64_t>(age);
         EngineProbe::store(engine, frame, chunkOf(2, 2, LUMETRA_IMGFORMAT_YUYV, pixels));
-        EngineProbe::convertQueued(engine, behind, frame, flags);
+        EngineProbe::convertQueued(engine, frame, flags);
         EXPECT_THAT(LogCapture::take(), ElementsAre("NOT IMPLEMENTED!"));
-        EXPECT_EQ(LUMETRA_IMGFORMAT_GRAY8, EngineProbe::chunks(engine).at(frame)->format);
-        if (age == 0 && !isFresh(currentTimeMs(), frame)) continue;  // this machine was too busy to say
-        EXPECT_EQ(level0, level(*EngineProbe::chunks(engine).at(frame), 0))
-            << behind << " behind, age " << age << ", flags " << flags;
+        const lumetra::Chunk chunk = EngineProbe::chunks(engine).at(frame);
+        EXPECT_EQ(LUMETRA_IMGFORMAT_GRAY8, chunk->format);
+        if (age == 0 && !lumetra::isFresh(currentTimeMs(), frame)) continue;  // too busy a machine to say
+        EXPECT_EQ(converted, chunk->data != nullptr) << "age " << age << ", flags " << flags;
+        if (converted) {
+            EXPECT_EQ(done, level(*chunk, 0));
+        }
     }
     EXPECT_EQ(std::size(cases), EngineProbe::messages(engine).size());
     EXPECT_EQ(1U, dumped().size());

@@ -3,12 +3,14 @@
 #include <future>
 
 #include "core/frame_timing.h"
+#include "core/load_limits.h"
 #include "tests/modules/recorder.h"
 #include "tests/support/engine_probe.h"
 #include "tests/support/frames.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/waiting.h"
 
+using lumetra::isFresh;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
@@ -158,7 +160,7 @@ TEST(Engine, LetsQueuedWorkNotifyModulesAtItsVeryEnd) {
     EngineProbe::occupyWorkers(*engine, gate.get_future().share());
     LumetraCoreExecutor* const dying = engine.get();
     EngineProbe::enqueue(*engine, [dying] {  // what a module's push from its last notification comes to
-        EngineProbe::store(*dying, 77, chunkOf(1, 1, LUMETRA_IMGFORMAT_GRAY8, {9}));
+        EngineProbe::storeConverted(*dying, 77, chunkOf(1, 1, LUMETRA_IMGFORMAT_GRAY8, {9}));
         EngineProbe::notify(*dying, 77);
     });
     std::thread opener([&] {

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "image/pixel_formats.h"
+#include "tests/support/waiting.h"
 
 #if !defined(__SANITIZE_ADDRESS__)
 namespace {
@@ -46,14 +47,17 @@ TEST(FrameBuffers, GoWithTheGeometryAndWithTheirOwner) {
     large.reset();  // frees its buffer itself
 }
 
-TEST(FrameBuffers, AreFreedAfterASecondWithoutUse) {
+TEST(FrameBuffers, AreFreedASecondAfterTheLastFrameAndNotLookedAtAgain) {
     const auto buffers = std::make_shared<FrameBuffers>();
+    auto late = chunkFrom(*buffers, 64, 48);
     chunkFrom(*buffers, 64, 48).reset();
-    const auto now = FrameBuffers::Clock::now();
-    buffers->trim(now);
+    const auto next = buffers->trim(FrameBuffers::Clock::now());
     EXPECT_EQ(1U, buffers->waiting());
-    buffers->trim(now + FrameBuffers::MAX_IDLE + std::chrono::milliseconds(1));
+    EXPECT_EQ(FrameBuffers::Clock::time_point::max(), buffers->trim(next));
     EXPECT_EQ(0U, buffers->waiting());
+    waitUntil([next] { return FrameBuffers::Clock::now() >= next; });
+    late.reset();
+    EXPECT_EQ(0U, buffers->waiting()) << "no frame would take it, and nobody would free it";
 }
 
 TEST(FrameBuffers, StayInPairsWhileFramesCome) {

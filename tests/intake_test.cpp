@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <chrono>
 #include <new>
 
 #include "core/frame_timing.h"
@@ -126,17 +125,6 @@ TEST_F(Intake, PostsOneConversionForEachFrameUnderItsPushTime) {
     }
     EXPECT_LE(chunks.size(), after - before + 1) << "frames of one millisecond share an entry";
     EXPECT_EQ(49, chunks.rbegin()->second->frameIndex) << "the later frame stays";
-}
-
-TEST(Engine, HoldsBackAPusherThatIsFarAheadOfItsLoop) {
-    using Clock = std::chrono::steady_clock;
-    LumetraCoreExecutor engine;
-    engine.configure(R"({"imageCfg":{"width":2,"height":2},"format":7})");
-    for (int i = 0; i < 400; ++i) EngineProbe::post(engine, 0, 0);
-    const auto begin = Clock::now();
-    EXPECT_EQ(1, engine.pushImageData(randomBytes(4, 1).data(), 4, "", 1));
-    const bool waitedInVain = Clock::now() - begin >= std::chrono::milliseconds(100);
-    EXPECT_TRUE(EngineProbe::messages(engine).size() <= 256 || waitedInVain);
 }
 
 TEST_F(Intake, RefusesSizesBeyond31BitsAsLackOfMemory) {

@@ -109,6 +109,30 @@ TEST_F(Interface, TakesAFrameAllTheWayToAModule) {
     EXPECT_EQ(1, LumetraCore_unregisterDllByName(u"Recorder"));
 }
 
+// The notification of the first of two frames in a millisecond finds the second, converted or not.
+TEST_F(Interface, DeliversConvertedFramesOnlyHoweverManySharedAMillisecond) {
+    LumetraCore_command(0, LUMETRA_CMD_CONFIGURE,
+                        u"{\"imageCfg\":{\"width\":320,\"height\":240},\"format\":5,\"conversionflags\":1}");
+    ASSERT_EQ(9, LumetraCore_registerDllByName(u"RecorderNine"));
+    const auto push = [](unsigned seed) {
+        const Bytes frame(320 * 240 * 3);
+        std::mt19937 random(seed);
+        for (int i = 0; i < 1000; ++i) {
+            LumetraCore_pushImageData(frame.data(), static_cast<int>(frame.size()), u"{}", i);
+            std::this_thread::sleep_for(std::chrono::microseconds(random() % 300));
+        }
+    };
+    std::thread first(push, 1), second(push, 2);
+    first.join();
+    second.join();
+    std::vector<Notification> notifications;
+    waitUntil([&] { return !(notifications = recorder("RecorderNine")->takeNotifications()).empty(); });
+    for (const Notification& notification : notifications)
+        ASSERT_EQ(LUMETRA_IMGFORMAT_GRAY8, notification.format);
+    notifications.clear();
+    EXPECT_EQ(1, LumetraCore_unregisterDllByID(9));
+}
+
 // For the sanitizers above all: everything that may overlap, overlapping.
 TEST_F(Interface, StaysSoundWhileEverythingChangesUnderFlowingFrames) {
     const LogCapture log(*lumcore_exec);

@@ -31,7 +31,7 @@ protected:
         return id;
     }
     void store(std::uint64_t id) {
-        EngineProbe::store(engine, id, chunkOf(1, 1, LUMETRA_IMGFORMAT_GRAY8, {9}));
+        EngineProbe::storeConverted(engine, id, chunkOf(1, 1, LUMETRA_IMGFORMAT_GRAY8, {9}));
     }
     void notify(std::uint64_t id) {
         EngineProbe::notify(engine, id);

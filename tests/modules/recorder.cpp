@@ -88,7 +88,7 @@ void notifyNewData(std::uint64_t chunkId, std::shared_ptr<IChnk> chunk) {
     NotificationGate* gate = nullptr;
     {
         const std::lock_guard lock(state().mutex);
-        state().notifications.push_back({chunkId, chunk});
+        state().notifications.push_back({chunkId, chunk, chunk->format});
         gate = state().gate;
     }
     if (gate != nullptr) gate->pass();

@@ -14,6 +14,7 @@
 struct Notification {
     std::uint64_t id;
     std::shared_ptr<IChnk> chunk;
+    LUMETRA_IMGFORMATTYPE format;  // at that time
 };
 
 /// Where notifications wait on their workers. It is the test's own, so that opening it touches nothing of a

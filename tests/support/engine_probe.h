@@ -17,12 +17,13 @@ struct EngineProbe {
     /// Ends the event loop, so that messages stay until runTurn() handles them.
     static void stopLoop(LumetraCoreExecutor& engine) {
         engine.m_running = false;
+        engine.m_messages.wakeTaker();
         engine.m_eventLoopThread->join();
         *engine.m_eventLoopThread = std::thread([] {});  // for the destructor to join
     }
     static void runTurn(LumetraCoreExecutor& engine) { engine.runTurn(); }
     static void post(LumetraCoreExecutor& engine, std::int32_t type, std::uint64_t id) {
-        engine.postMessage(type, id);
+        engine.m_messages.post({type, id});
     }
 
     /// Returns once every task queued so far, and what it queued, has run.
@@ -45,31 +46,32 @@ struct EngineProbe {
     static void convert(LumetraCoreExecutor& engine, std::uint64_t id, int flags) {
         engine.convertImageData(id, static_cast<LUMETRA_CONVERSIONMODIFIER>(flags));
     }
-    /// As the pool does, with so many conversions behind this one.
-    static void convertQueued(LumetraCoreExecutor& engine, int behind, std::uint64_t id, int flags) {
-        engine.m_queuedConversions = behind + 1;
+    /// As the pool does for a conversion message.
+    static void convertQueued(LumetraCoreExecutor& engine, std::uint64_t id, int flags) {
+        if ((flags & LUMETRA_CONVERT_DEBUGDUMP) == 0) engine.m_chunks.expectConversion(id);
         engine.convertQueued(id, static_cast<LUMETRA_CONVERSIONMODIFIER>(flags));
     }
     static void notify(LumetraCoreExecutor& engine, std::uint64_t id) { engine.triggerDataNotification(id); }
 
     static Messages messages(LumetraCoreExecutor& engine) {
-        const std::lock_guard lock(engine.m_msgMutex);
-        Messages copy;
-        for (const auto& message : engine.m_messages) copy.emplace_back(message.type, message.id);
-        return copy;
+        Messages messages;
+        for (const auto& message : engine.m_messages.copy()) messages.emplace_back(message.type, message.id);
+        return messages;
     }
-    static std::map<std::uint64_t, std::shared_ptr<IChnk>> chunks(LumetraCoreExecutor& engine) {
-        const std::lock_guard lock(engine.m_chunkMutex);
-        return engine.m_chunks;
+    static std::map<std::uint64_t, lumetra::Chunk> chunks(LumetraCoreExecutor& engine) {
+        return engine.m_chunks.copy();
     }
     static void forgetFrames(LumetraCoreExecutor& engine) {
-        const std::scoped_lock lock(engine.m_msgMutex, engine.m_chunkMutex);
         engine.m_messages.clear();
         engine.m_chunks.clear();
     }
-    static void store(LumetraCoreExecutor& engine, std::uint64_t id, std::shared_ptr<IChnk> chunk) {
-        const std::lock_guard lock(engine.m_chunkMutex);
-        engine.m_chunks[id] = std::move(chunk);
+    static void store(LumetraCoreExecutor& engine, std::uint64_t id, lumetra::Chunk chunk) {
+        engine.m_chunks.store(id, std::move(chunk));
+    }
+    /// A chunk that may be delivered.
+    static void storeConverted(LumetraCoreExecutor& engine, std::uint64_t id, lumetra::Chunk chunk) {
+        store(engine, id, std::move(chunk));
+        lumetra::ChunkStore::Conversion(engine.m_chunks, id).pixelsAreDone();
     }
 
     static LumetraCoreExecutor::ICfg configuration(const LumetraCoreExecutor& engine) {
