@@ -31,6 +31,10 @@ inline constexpr std::chrono::microseconds TURN{100};
 /// forward or back or stand still meanwhile, and is looked at this often.
 inline constexpr std::chrono::milliseconds LONGEST_SLEEP_WITH_FRAMES{20};
 
+/// A wait shorter than this is passed awake: to fall asleep and be woken takes longer. A conversion that ends
+/// just before the next turn is due comes to this, once a frame at most.
+inline constexpr std::chrono::microseconds SHORTEST_SLEEP{50};
+
 /// Back-pressure: a pusher waits while more messages ask for something. Two of three messages of a frame do
 /// (to convert and to deliver it, not to keep it), so these and the erasures between them are served in 192
 /// turns, 24 ms as sleeps go. A frame passes that queue twice and has half of its life left for the workers.

@@ -8,6 +8,18 @@
 
 namespace lumetra {
 
+namespace {
+
+// Awake, with the lock open.
+void passTimeUntil(MessageQueue::SteadyTime end, std::unique_lock<std::mutex>& lock) {
+    lock.unlock();
+    while (std::chrono::steady_clock::now() < end) {
+    }
+    lock.lock();
+}
+
+}  // namespace
+
 bool MessageQueue::State::hasRoom() const {
     return schedule.asking() <= MAX_MESSAGES_ASKING;
 }
@@ -37,6 +49,10 @@ bool MessageQueue::waitForTurn(SteadyTime bound, SleepPrecision& precision) {
             if (due <= now.steady) return true;
             const SteadyTime until = std::min(due, bound);
             if (until <= now.steady) return false;
+            if (due - now.steady <= SHORTEST_SLEEP) {
+                passTimeUntil(due, lock);
+                continue;
+            }
 
             // Every message ahead of a frame's costs it a turn, so while messages wait turns keep their pace.
             // At all other times only power counts.

@@ -67,18 +67,16 @@ void FrameBuffers::allocatePixels(IChnk& chunk, std::int32_t bytes) {
 }
 
 FrameBuffers::Clock::time_point FrameBuffers::trim(Clock::time_point now) {
-    std::vector<Waiting> idle;  // freed behind the lock
-    Waiting oldest;
+    Waiting oldest;  // freed behind the lock
     const std::lock_guard lock(m_mutex);
-    if (!framesComeAt(now)) {
-        idle.swap(m_waiting);
-        return Clock::time_point::max();
-    }
-    if (m_waiting.size() > SPARE && now - m_waiting.front().since > MAX_IDLE) {
+    const bool framesCome = framesComeAt(now);
+    const bool tooMany = framesCome && m_waiting.size() > SPARE && now - m_waiting.front().since > MAX_IDLE;
+    if (tooMany || (!framesCome && !m_waiting.empty())) {
         oldest = std::move(m_waiting.front());
         m_waiting.erase(m_waiting.begin());
     }
-    return m_lastTaken + MAX_IDLE;
+    if (framesCome) return m_lastTaken + MAX_IDLE;
+    return m_waiting.empty() ? Clock::time_point::max() : now + TRIM_PACE;
 }
 
 bool FrameBuffers::framesComeAt(Clock::time_point now) const {

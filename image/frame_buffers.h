@@ -19,6 +19,7 @@ class FrameBuffers : public std::enable_shared_from_this<FrameBuffers> {
 public:
     using Clock = std::chrono::steady_clock;
     static constexpr std::chrono::seconds MAX_IDLE{1};
+    static constexpr std::chrono::milliseconds TRIM_PACE{1};
     /// Stay while frames come: a frame that is converted a little later than most takes one, and a fresh one
     /// costs more than all else that is done for a frame.
     static constexpr std::size_t SPARE = 2;
@@ -30,8 +31,9 @@ public:
     /// @throws std::bad_alloc
     void allocatePixels(IChnk& chunk, std::int32_t bytes);
 
-    /// Frees what waits if no frame has come for MAX_IDLE, and while frames come the buffer that has waited
-    /// longest, if that is longer than MAX_IDLE and it is no spare one.
+    /// Frees the buffer that has waited longest if no frame has come for MAX_IDLE, or if it is no spare one
+    /// and has waited for longer than that. One at a time: to free hundreds takes longer than a frame may
+    /// wait.
     /// @return when to call it again if no frame comes until then; Clock::time_point::max() for never
     Clock::time_point trim(Clock::time_point now);
 
