@@ -71,7 +71,8 @@ struct Engine {
 class Camera {
 public:
     Camera(const Picture& picture, unsigned seed)
-        : m_pixels(static_cast<std::size_t>(picture.width * picture.height * 3) * 134 / 100),
+        : m_pixels(static_cast<std::size_t>(picture.width * picture.height * bytesPerPixel(picture.format)) *
+                   134 / 100),
           m_random(seed) {}
 
     void push(int frame) {
@@ -100,6 +101,10 @@ public:
     double worstDelayMs = 0;  // of the machine in waking it up
 
 private:
+    static int bytesPerPixel(LUMETRA_IMGFORMATTYPE format) {
+        return format == LUMETRA_IMGFORMAT_BGRA ? 4 : 3;  // more than YUYV needs
+    }
+
     std::vector<unsigned char> m_pixels;
     std::mt19937 m_random;
     Clock::time_point m_due;
@@ -177,6 +182,6 @@ struct Settings {
     unsigned seed = 1;
 };
 using Subject = void(const Settings& settings, Verdict& verdict);
-Subject steadyLoad, overload, lifeCycle, misbehavingModules, logSinks;
+Subject steadyLoad, overload, stuckModules, lifeCycle, misbehavingModules, logSinks;
 
 #endif

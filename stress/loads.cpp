@@ -1,5 +1,5 @@
 // loads.cpp - a camera's own rate, under which nothing is lost and nothing piles up; and more frames than the
-// machine converts, of which some are dropped while modules go on being told.
+// machine converts, or than a module lets through, of which some are dropped while memory stays bounded.
 #include "stress/host.h"
 
 void steadyLoad(const Settings& settings, Verdict& verdict) {
@@ -77,4 +77,34 @@ void overloadBy(const Load& load, const Settings& settings, Verdict& verdict) {
 
 void overload(const Settings& settings, Verdict& verdict) {
     for (const Load& load : LOADS) overloadBy(load, settings, verdict);
+}
+
+namespace {
+
+// Every worker is inside the module for most of the time, or all of it, and conversions wait behind it.
+void playBehind(const char16_t* behaviour, const char* title, const Settings& settings, Verdict& verdict) {
+    constexpr Picture FULL_HD{1920, 1080, LUMETRA_IMGFORMAT_BGRA};
+    constexpr int RATE = 60, FRAMES_AFTERWARDS = 60;
+    const Engine engine(FULL_HD);
+    Camera camera(FULL_HD, settings.seed);
+    const double before = Occupancy::take().residentMb;
+    LumetraCore_initializeDllByID(LumetraCore_registerDllByName(u"Misbehaving"), behaviour);
+    camera.play(0, settings.seconds * RATE, RATE);
+    const double peakMb = Occupancy::take().peakMb - before;
+
+    verdict.part(title);
+    verdict.atMost("MB", peakMb, memoryBound(RATE, camera));
+    LumetraCore_unregisterDllByName(u"Misbehaving");
+    msUntil([] { return !isMapped(u"Misbehaving"); });
+    const Listener listener(u"Telling5", FRAMES_AFTERWARDS);
+    pause(1000);
+    camera.play(0, FRAMES_AFTERWARDS, RATE);
+    Listener::requireAll({&listener}, 0, FRAMES_AFTERWARDS, verdict);
+}
+
+}  // namespace
+
+void stuckModules(const Settings& settings, Verdict& verdict) {
+    playBehind(u"sleep", "500 ms a frame", settings, verdict);
+    playBehind(u"hang", "never returns", settings, verdict);
 }

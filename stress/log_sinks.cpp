@@ -36,6 +36,46 @@ void reenteringSink(std::int32_t, const char16_t*) {
     inside = false;
 }
 
+// Each text that it gets makes the engine log more, and push a frame, of which nothing is logged.
+void pushingSink(std::int32_t, const char16_t*) {
+    static thread_local bool inside = false;
+    static const std::vector<unsigned char> pixels(64 * 48 * 3);
+    ++logged;
+    LumetraCore_pushImageData(pixels.data(), static_cast<int>(pixels.size()), u"{}", -1);
+    if (std::exchange(inside, true)) return;
+    LUMETRA_CBTYPE kinds[4];
+    for (const auto command : {LUMETRA_CMD_START, LUMETRA_CMD_STOP}) LumetraCore_command(0, command, u"");
+    LumetraCore_registerDllByName(u"Nowhere");
+    LumetraCore_initializeDllByName(u"Nowhere", u"");
+    LumetraCore_initializeDllByID(77, u"");
+    LumetraCore_unregisterDllByName(u"Nowhere");
+    LumetraCore_unregisterDllByID(77);
+    LumetraCore_registerCallback(0, CB_HOSTTEXT, nullptr, nullptr);
+    LumetraCore_unregisterCallback(0, CB_HOSTTEXT);
+    LumetraCore_getSupportedCallbacks(0, kinds);
+    LumetraCore_getStatus(0);
+    LumetraCore_passLogFromNativeLib(u"from the sink");
+    replaceBy(&pushingSink);
+    inside = false;
+}
+
+// A push that waits in vain takes 100 ms, and there are some thousand of them.
+void pushFromTheSink(Verdict& verdict) {
+    constexpr int ROUNDS = 100;
+    const Engine engine({64, 48});
+    // Grey and no more: a frame that shares its millisecond is converted again, and has no second flip to
+    // log.
+    LumetraCore_command(0, LUMETRA_CMD_CONFIGURE,
+                        uR"({"imageCfg":{"width":64,"height":48},"format":1,"conversionflags":1})");
+    const int before = logged;
+    replaceBy(&pushingSink);
+    const auto begin = Clock::now();
+    for (int round = 0; round < ROUNDS; ++round) LumetraCore_passLogFromNativeLib(u"round");
+    verdict.part("pushes a frame for each text");
+    verdict.atLeast("pushed", logged - before, 10 * ROUNDS);
+    verdict.atMost("seconds", Milliseconds(Clock::now() - begin).count() / 1000, 10);
+}
+
 void play(const char* title, LUMETRA_LOGFN sink, int replacements, unsigned seed, Verdict& verdict) {
     constexpr Picture YUYV{64, 48, LUMETRA_IMGFORMAT_YUYV};  // has no flip and no levels, which is logged
     constexpr int FRAMES = 200;
@@ -65,5 +105,6 @@ void play(const char* title, LUMETRA_LOGFN sink, int replacements, unsigned seed
 void logSinks(const Settings& settings, Verdict& verdict) {
     play("throws", &throwingSink, 0, settings.seed, verdict);
     play("logs itself", &reenteringSink, 0, settings.seed, verdict);
+    pushFromTheSink(verdict);
     play("10,000 replacements", &countingSink, 10'000, settings.seed, verdict);
 }

@@ -4,11 +4,9 @@
 #include "stress/host.h"
 
 int main(int argc, char** argv) {
-    const std::map<std::string, Subject*> subjects = {{"steady", steadyLoad},
-                                                      {"overload", overload},
-                                                      {"lifecycle", lifeCycle},
-                                                      {"modules", misbehavingModules},
-                                                      {"sink", logSinks}};
+    const std::map<std::string, Subject*> subjects = {
+        {"steady", steadyLoad},   {"overload", overload},          {"stuck", stuckModules},
+        {"lifecycle", lifeCycle}, {"modules", misbehavingModules}, {"sink", logSinks}};
     std::string chosen;
     Settings settings;
     CLI::App app("Measures what LumetraCore keeps up under load and faults.", "lumetra-stress");

@@ -27,7 +27,7 @@ run() {
 }
 
 broken=0
-for subject in steady overload lifecycle modules sink; do
+for subject in steady overload stuck lifecycle modules sink; do
     seconds=$overload
     [ $subject != steady ] || seconds=$steady
     run $subject $seconds || broken=1

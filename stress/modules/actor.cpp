@@ -1,6 +1,6 @@
 // A module that hands every frame to the function that its host gave it as CB_TYPE2, and that misbehaves as
 // its configuration says: "throw" out of every entry point (out of destroy only once), "sleep", "keep", "call
-// back" or "leave". With id 0 it throws in place of an id.
+// back", "leave" or "hang" until it is removed. With id 0 it throws in place of an id.
 #include <LumetraCore/LumetraCore.h>
 #include <LumetraCore/LumetraModule.h>
 
@@ -82,10 +82,13 @@ void notifyNewData(std::uint64_t id, std::shared_ptr<IChnk> chunk) {
         std::this_thread::sleep_for(std::chrono::milliseconds(500));
         throw OwnError();  // what is left of it when the library goes?
     }
+    behaviour.wait('h');
     if (behaviour == 'k') keep(chunk);
     if (behaviour == 'c') callBack(*chunk, Clock::now().time_since_epoch() - std::chrono::milliseconds(id));
     if (behaviour == 'l') LumetraCore_unregisterDllByID(MODULE_ID);
 }
 void destroy() {
-    if (behaviour.exchange('-') == 't') throw OwnError();
+    const char before = behaviour.exchange('-');
+    behaviour.notify_all();
+    if (before == 't') throw OwnError();
 }
