@@ -1,13 +1,17 @@
 // engine_bench.cpp - what a running engine costs its host: a push, the whole road of a frame, page faults,
 // memory, waiting, and doing nothing. Every benchmark is one run of some seconds.
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <condition_variable>
 #include <cstring>
 #include <deque>
 #include <memory>
 #include <semaphore>
 
 #include "bench/live_engine.h"
+#include "image/conversion.h"
+#include "image/frame_buffers.h"
 #include "image/pixel_formats.h"
 
 #if defined(LUMETRA_HAS_LIBYUV)
@@ -17,6 +21,7 @@
 namespace {
 
 constexpr int FRAMES_ALIVE = 7;  // at 60 frames a second, each for 100 ms
+constexpr auto STANDARD_FLAGS = static_cast<LUMETRA_CONVERSIONMODIFIER>(7);
 
 void once(const std::string& name, void (*run)(benchmark::State&, FrameSize, double), FrameSize size,
           double parameter) {
@@ -128,7 +133,7 @@ void road(benchmark::State& state, FrameSize size, double format) {
         double engine = 0, peer = 0;
         {
             const LiveEngine live(size, imageFormat);
-            engine = cpuOf([&] { LiveEngine::push(frame); }, [&] { return live.cpuWithoutEventLoop(); });
+            engine = cpuOf([&] { LiveEngine::push(frame); }, processCpu);
         }
 #if defined(LUMETRA_HAS_LIBYUV)
         PeerRoad other(size, bytesPerPixel,
@@ -140,41 +145,104 @@ void road(benchmark::State& state, FrameSize size, double format) {
     times.report(state);
 }
 
-// From push to notification by the rule alone: a turn every 121 us, as a 0.1 ms sleep really takes with the
-// least timer slack, one message a turn, work that takes no time. Microseconds, the median.
-double simulatedLatency(double rate) {
-    constexpr double TURN = 121, LIFE = 100'000;
-    struct Message {
-        int kind;
-        double pushed;
-    };
-    std::deque<Message> messages;
-    std::vector<double> latencies;
-    int frames = 0;
-    for (double now = 0; now < 4e6; now += TURN) {
-        for (double at; (at = frames * 1e6 / rate) <= now; ++frames) messages.push_back({2, at});
-        if (messages.empty()) continue;
-        const Message message = messages.front();
-        messages.pop_front();
-        if (message.kind == 2) messages.push_back({1, message.pushed});
-        if (message.kind == 1) latencies.push_back(now - message.pushed);
-        if (message.kind != 2 && now - message.pushed < LIFE) messages.push_back({3, message.pushed});
+// The hand-overs between threads that bring a frame from its push to a module, and nothing else: pusher,
+// loop, worker, loop, worker, worker, pusher.
+class BareChain {
+public:
+    ~BareChain() {
+        m_loop.post(nullptr);
+        for (std::size_t i = 0; i < m_workers.size(); ++i) m_pool.post(nullptr);
+        for (auto& thread : m_workers) thread.join();
+        m_loopThread.join();
     }
-    return median(latencies);
-}
 
+    double microseconds() {
+        return SideBySide::time([this] {
+            m_loop.post([this] {
+                m_pool.post([this] {
+                    m_loop.post(
+                        [this] { m_pool.post([this] { m_pool.post([this] { m_end.release(); }); }); });
+                });
+            });
+            m_end.acquire();
+        });
+    }
+
+private:
+    class Queue {
+    public:
+        void post(Work work) {
+            {
+                const std::lock_guard lock(m_mutex);
+                m_work.push_back(std::move(work));
+            }
+            m_posted.notify_one();
+        }
+        void run() {
+            for (;;) {
+                std::unique_lock lock(m_mutex);
+                m_posted.wait(lock, [this] { return !m_work.empty(); });
+                const Work work = std::move(m_work.front());
+                m_work.pop_front();
+                lock.unlock();
+                if (!work) return;
+                work();
+            }
+        }
+
+    private:
+        std::mutex m_mutex;
+        std::condition_variable m_posted;
+        std::deque<Work> m_work;
+    };
+
+    Queue m_loop, m_pool;
+    std::binary_semaphore m_end{0};
+    std::thread m_loopThread{[this] { m_loop.run(); }};
+    std::array<std::thread, 2> m_workers{std::thread([this] { m_pool.run(); }),
+                                         std::thread([this] { m_pool.run(); })};
+};
+
+// From push to notification, beside a bare chain of the same hand-overs, the conversion and a turn of the
+// loop.
 void latency(benchmark::State& state, FrameSize size, double rate) {
+    constexpr double TURN = 100;  // us
     const LiveEngine engine(size, LUMETRA_IMGFORMAT_RGB);
     const Bytes frame = randomBytes(3 * size.pixels(), 1);
+    const auto frames = std::make_shared<FrameBuffers>();
+    BareChain chain;
     SideBySide times;
-    const double rule = simulatedLatency(rate);
+    std::vector<double> latencies, chains, conversions;
     std::size_t pushed = 0;
-    pace(rate, 4, [&] {
-        const auto begin = std::chrono::steady_clock::now();
-        LiveEngine::push(frame);
-        if (!ToldFrames::waitFor(++pushed)) return;
-        times.round(SideBySide::Microseconds(std::chrono::steady_clock::now() - begin).count(), rule);
-    });
+    const auto round = [&] {
+        IChnk chunk(size.width, size.height, LUMETRA_IMGFORMAT_RGB, 0, "");
+        frames->allocatePixels(chunk, static_cast<std::int32_t>(bufferSize(size, chunk.format)));
+        layOutLevels(chunk);
+        std::memcpy(chunk.data->lvl[0], frame.data(), frame.size());
+        conversions.push_back(SideBySide::time([&] { convertPixels(chunk, STANDARD_FLAGS, true); }));
+        chains.push_back(chain.microseconds());
+
+        bool delivered = false;
+        latencies.push_back(SideBySide::time([&] {
+            LiveEngine::push(frame);
+            delivered = DeliveredFrames::waitFor(++pushed);
+        }));
+        if (delivered) times.round(latencies.back(), chains.back() + conversions.back() + TURN);
+    };
+    pace(rate, 1, round);
+    times = {};
+    const long switches = contextSwitches({engine.eventLoop()}), sleeps = endedSleeps(engine.eventLoop());
+    pace(rate, 5, round);
+    const double frameCount = 5 * rate;
+    state.counters["switches/frame"] =
+        static_cast<double>(contextSwitches({engine.eventLoop()}) - switches) / frameCount;
+    state.counters["timers/frame"] =
+        static_cast<double>(endedSleeps(engine.eventLoop()) - sleeps) / frameCount;
+    state.counters["p99/median"] = percentile(latencies, 0.99) / median(latencies);
+    state.counters["chain-p99/median"] = percentile(chains, 0.99) / median(chains);
+    state.counters["chain"] = median(chains);
+    state.counters["conversion"] = median(conversions);
+    state.counters["of-bound"] = median(latencies) / (1.25 * median(chains) + median(conversions) + TURN);
     times.report(state);
 }
 
@@ -187,35 +255,24 @@ void sustained(benchmark::State& state, FrameSize size, double rate) {
         LiveEngine::push(frame);
         ++pushed;
     });
-    ToldFrames::waitFor(pushed);
+    DeliveredFrames::waitFor(pushed);
     state.counters["pushed"] = static_cast<double>(pushed);
-    state.counters["lost"] = static_cast<double>(pushed - ToldFrames::count());
+    state.counters["lost"] = static_cast<double>(pushed - DeliveredFrames::count());
 }
 
-// An engine without frames, beside nothing but a thread that sleeps 0.1 ms at a time. Processor time of a
-// second.
+// An engine without frames, from two seconds after its last one: how often its threads run, and for how long.
 void idle(benchmark::State& state, FrameSize size, double) {
-    const auto cpuOfASecond = [] {
-        const double before = processCpu();
-        std::this_thread::sleep_for(std::chrono::seconds(1));
-        return processCpu() - before;
-    };
-    SideBySide times;
-    for (int round = 0; round < 3; ++round) {
-        double engine = 0;
-        {
-            const LiveEngine live(size, LUMETRA_IMGFORMAT_RGB);
-            engine = cpuOfASecond();
-        }
-        std::atomic<bool> running = true;
-        std::thread bare([&] {
-            while (running) std::this_thread::sleep_for(std::chrono::microseconds(100));
-        });
-        times.round(engine, cpuOfASecond());
-        running = false;
-        bare.join();
-    }
-    times.report(state);
+    constexpr double SECONDS = 10;
+    const LiveEngine engine(size, LUMETRA_IMGFORMAT_RGB);
+    const Bytes frame = randomBytes(3 * size.pixels(), 1);
+    pace(60, 1, [&] { LiveEngine::push(frame); });
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    const long switches = contextSwitches(engine.threads());
+    const double cpu = threadsCpu(engine.threads());
+    std::this_thread::sleep_for(std::chrono::duration<double>(SECONDS));
+    state.counters["wake-ups/s"] =
+        static_cast<double>(contextSwitches(engine.threads()) - switches) / SECONDS;
+    state.counters["cpu%"] = (threadsCpu(engine.threads()) - cpu) / SECONDS / 1e4;
 }
 
 // From nothing to an engine that takes calls, and from there to its last thread's end; with a pause between,
@@ -257,7 +314,8 @@ const bool registered = [] {
         once("road/bgra/" + size.name(), road, size, LUMETRA_IMGFORMAT_BGRA);
         once("memory/" + size.name(), memory, size, 60);
     }
-    for (const int rate : {30, 60, 240}) once("latency/" + std::to_string(rate) + "fps", latency, VGA, rate);
+    for (const int rate : {30, 60, 240, 980})
+        once("latency/" + std::to_string(rate) + "fps", latency, VGA, rate);
     once("sustained/980fps/" + VGA.name(), sustained, VGA, 980);
     once("sustained/980fps/" + HD.name(), sustained, HD, 980);
     once("sustained/360fps/" + FULL_HD.name(), sustained, FULL_HD, 360);

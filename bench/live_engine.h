@@ -36,12 +36,32 @@ inline std::vector<std::string> threads() {
     return tasks;
 }
 
-/// Of one thread, in microseconds.
-inline double threadCpu(const std::string& thread) {
-    double nanoseconds = 0;
-    std::ifstream("/proc/self/task/" + thread + "/schedstat") >> nanoseconds;
-    return nanoseconds / 1e3;
+/// Processor time of these threads, in microseconds.
+inline double threadsCpu(const std::vector<std::string>& threads) {
+    double sum = 0;
+    for (const std::string& thread : threads) {
+        double nanoseconds = 0;
+        std::ifstream("/proc/self/task/" + thread + "/schedstat") >> nanoseconds;
+        sum += nanoseconds / 1e3;
+    }
+    return sum;
 }
+
+/// How often these threads stopped running so far.
+inline long contextSwitches(const std::vector<std::string>& threads) {
+    long sum = 0;
+    for (const std::string& thread : threads) {
+        std::ifstream status("/proc/self/task/" + thread + "/status");
+        for (std::string word; status >> word;) {
+            long switches = 0;
+            if (word.ends_with("voluntary_ctxt_switches:") && status >> switches) sum += switches;
+        }
+    }
+    return sum;
+}
+
+/// How many waits of this thread ended because their time had come; counted in timed_waits.cpp.
+long endedSleeps(const std::string& thread);
 
 inline long pageFaults() {
     rusage usage{};
@@ -63,14 +83,14 @@ inline void restartPeakMemory() {
     std::ofstream("/proc/self/clear_refs") << 5;
 }
 
-/// Frames told so far; the module's notifications come in here.
-class ToldFrames {
+/// Frames delivered so far; the module's notifications come in here.
+class DeliveredFrames {
 public:
     static void restart() {
         const std::lock_guard lock(mutex);
         ids.clear();
     }
-    static void tell(std::uint64_t id) {
+    static void add(std::uint64_t id) {
         {
             const std::lock_guard lock(mutex);
             ids.insert(id);
@@ -98,16 +118,18 @@ class LiveEngine {
 public:
     LiveEngine(FrameSize size, int format) {
         if (chdir(LUMETRA_BENCH_MODULES) != 0) throw std::runtime_error("no folder " LUMETRA_BENCH_MODULES);
+        const std::vector<std::string> before = ::threads();
         LumetraCore_initialize();
-        m_eventLoop = threads().back();
+        for (const std::string& thread : ::threads())
+            if (!std::ranges::count(before, thread)) m_threads.push_back(thread);
         LumetraCore_registerCallback(0, CB_LOG, nullptr, nullptr);
         const std::string text = R"({"mipMap":true,"imageCfg":{"width":)" + std::to_string(size.width) +
                                  R"(,"height":)" + std::to_string(size.height) + R"(},"format":)" +
                                  std::to_string(format) + "}";
         LumetraCore_command(0, LUMETRA_CMD_CONFIGURE, std::u16string(text.begin(), text.end()).c_str());
         LumetraCore_registerDllByName(u"FrameSignal");
-        listen(&ToldFrames::tell);
-        ToldFrames::restart();
+        listen(&DeliveredFrames::add);
+        DeliveredFrames::restart();
     }
     ~LiveEngine() {
         LumetraCore_unregisterDllByName(u"FrameSignal");
@@ -116,8 +138,9 @@ public:
     LiveEngine(const LiveEngine&) = delete;
     LiveEngine& operator=(const LiveEngine&) = delete;
 
-    /// Of every thread but the event loop, which costs the same whatever it handles; microseconds.
-    double cpuWithoutEventLoop() const { return processCpu() - threadCpu(m_eventLoop); }
+    /// The engine's own, the event loop last.
+    const std::vector<std::string>& threads() const { return m_threads; }
+    const std::string& eventLoop() const { return m_threads.back(); }
 
     static void push(const Bytes& frame) {
         LumetraCore_pushImageData(frame.data(), static_cast<std::int32_t>(frame.size()), u"{\"frame\":1}", 1);
@@ -131,7 +154,7 @@ private:
         dlclose(module);
     }
 
-    std::string m_eventLoop;
+    std::vector<std::string> m_threads;
 };
 
 /// Calls `work` so many times a second, never twice in a millisecond: frames of one millisecond replace each

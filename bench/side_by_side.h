@@ -33,11 +33,16 @@ struct FrameSize {
 /// Camera sizes, and one whose rows fill no vector.
 inline constexpr FrameSize FRAME_SIZES[] = {{640, 480}, {1280, 720}, {1920, 1080}, {1283, 719}};
 
-inline double median(std::vector<double> values) {
+/// The value that so large a share of the values is below.
+inline double percentile(std::vector<double> values, double share) {
     if (values.empty()) return 0;
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+    const auto at = values.begin() + static_cast<std::ptrdiff_t>(static_cast<double>(values.size()) * share);
+    std::nth_element(values.begin(), at, values.end());
+    return *at;
+}
+
+inline double median(const std::vector<double>& values) {
+    return percentile(values, 0.5);
 }
 
 /// The times of one benchmark, filled round by round.
