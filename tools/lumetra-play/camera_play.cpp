@@ -64,7 +64,7 @@ CameraPlay::~CameraPlay() {
 }
 
 PlayResult CameraPlay::play(std::int64_t frames) {
-    CpuMeter cpu, liveCpu;
+    LoadMeter load, liveLoad;
     const auto start = Clock::now();
     if (m_library.command(CAMERASOURCE_ID, LUMETRA_CMD_START, u"") != 1)
         throw PlayError("the camera does not start: check --size and --format");
@@ -73,8 +73,8 @@ PlayResult CameraPlay::play(std::int64_t frames) {
         if (frames > 0 && now.pushed >= frames) break;
         if (m_progress.due()) {
             const MonitorReport told = m_monitor.report();
-            m_progress.show({now.pushed, told.distinct, 0, told.medianUs, told.p99Us, liveCpu.percent()});
-            liveCpu.restart();
+            m_progress.show({now.pushed, told.distinct, 0, told.medianUs, told.p99Us, liveLoad.load()});
+            liveLoad.restart();
         }
         if (!m_stop.waitUntil(Clock::now() + 2ms)) break;
     }
@@ -89,7 +89,7 @@ PlayResult CameraPlay::play(std::int64_t frames) {
     for (auto last = Clock::now(); m_monitor.told() < result.pushed && Clock::now() - last < GIVE_UP_AFTER;)
         std::this_thread::sleep_for(1ms);
     result.seconds = std::chrono::duration<double>(Clock::now() - start).count();
-    result.cpuPercent = cpu.percent();
+    result.load = load.load();
     result.monitor = m_monitor.report();
     result.lost = result.pushed - result.monitor.distinct;
     return result;

@@ -32,7 +32,7 @@ Player::Player(const PlaySettings& settings, FrameSource& source, const LibraryT
       m_pacer(settings.framesPerSecond) {}
 
 PlayResult Player::play() {
-    const CpuMeter cpu;
+    const LoadMeter load;
     Clock::time_point start;
     while (!m_stop.requested() && (m_settings.frames == 0 || m_pushed < m_settings.frames)) {
         if (!readFrame() || !waitForTurn()) break;
@@ -47,7 +47,7 @@ PlayResult Player::play() {
     PlayResult result;
     result.pushed = m_pushed;
     if (m_pushed > 0) result.seconds = std::chrono::duration<double>(Clock::now() - start).count();
-    result.cpuPercent = cpu.percent();
+    result.load = load.load();
     result.monitor = m_monitor.report();
     result.lost = m_pushed - result.monitor.distinct;
     m_last.resize(std::min(m_last.size(), m_source.picture().bytes()));
@@ -113,6 +113,6 @@ std::int64_t Player::lostSoFar() {
 void Player::showProgress() {
     const std::int64_t lost = lostSoFar();
     const MonitorReport report = m_monitor.report();
-    m_progress.show({m_pushed, report.distinct, lost, report.medianUs, report.p99Us, m_liveCpu.percent()});
-    m_liveCpu.restart();
+    m_progress.show({m_pushed, report.distinct, lost, report.medianUs, report.p99Us, m_liveLoad.load()});
+    m_liveLoad.restart();
 }

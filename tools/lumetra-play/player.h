@@ -26,8 +26,8 @@ struct PlaySettings {
 
 struct PlayResult {
     std::int64_t pushed = 0, lost = 0;
-    double seconds = 0;     ///< from the first push until the last frame had been told
-    double cpuPercent = 0;  ///< meanwhile
+    double seconds = 0;  ///< from the first push until the last frame had been told
+    ProcessLoad load;    ///< meanwhile
     MonitorReport monitor;
     Bytes lastFrame;  ///< level 0, as pushed
 };
@@ -60,7 +60,7 @@ private:
     const StopRequest& m_stop;
     Pacer m_pacer;
     Progress m_progress;
-    CpuMeter m_liveCpu;
+    LoadMeter m_liveLoad;
     Bytes m_next;                   // the frame to push: level 0, then the smaller levels if they go too
     Bytes m_last;                   // the frame pushed before it, likewise
     std::int32_t m_pushed = 0;      // also the next frame's number

@@ -8,13 +8,23 @@
 
 namespace {
 
-double usedSeconds() {
+rusage usageSoFar() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
+    return usage;
+}
+
+double usedSeconds() {
+    const rusage usage = usageSoFar();
     const auto seconds = [](const timeval& time) {
         return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
     };
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+// Each wait that a thread began of its own accord has ended, or will.
+double wakeUps() {
+    return static_cast<double>(usageSoFar().ru_nvcsw);
 }
 
 template <class... Values>
@@ -26,15 +36,17 @@ std::string formatted(const char* format, Values... values) {
 
 }  // namespace
 
-CpuMeter::CpuMeter() : m_start(std::chrono::steady_clock::now()), m_usedSeconds(usedSeconds()) {}
+LoadMeter::LoadMeter()
+    : m_start(std::chrono::steady_clock::now()), m_usedSeconds(usedSeconds()), m_wakeUps(wakeUps()) {}
 
-double CpuMeter::percent() const {
+ProcessLoad LoadMeter::load() const {
     const std::chrono::duration<double> real = std::chrono::steady_clock::now() - m_start;
-    return real.count() <= 0 ? 0 : 100 * (usedSeconds() - m_usedSeconds) / real.count();
+    if (real.count() <= 0) return {};
+    return {100 * (usedSeconds() - m_usedSeconds) / real.count(), (wakeUps() - m_wakeUps) / real.count()};
 }
 
-void CpuMeter::restart() {
-    *this = CpuMeter();
+void LoadMeter::restart() {
+    *this = LoadMeter();
 }
 
 std::string millisecondsText(std::int64_t microseconds) {
@@ -45,7 +57,9 @@ std::string progressText(const LiveFigures& figures) {
     return formatted("pushed %lld  told %lld  lost %lld", static_cast<long long>(figures.pushed),
                      static_cast<long long>(figures.told), static_cast<long long>(figures.lost)) +
            "  latency median " + millisecondsText(figures.medianUs) + ", p99 " +
-           millisecondsText(figures.p99Us) + formatted("  cpu %.0f %%", figures.cpuPercent);
+           millisecondsText(figures.p99Us) +
+           formatted("  cpu %.0f %%, %.0f wake-ups/s", figures.load.cpuPercent,
+                     figures.load.wakeUpsPerSecond);
 }
 
 Progress::Progress() : m_terminal(isatty(STDERR_FILENO) == 1) {

@@ -7,22 +7,27 @@
 #include <cstdint>
 #include <string>
 
-/// Processor time of this program, all threads, as a share of real time: 100 is one processor.
-class CpuMeter {
+/// What this program, all its threads together, costs the machine.
+struct ProcessLoad {
+    double cpuPercent = 0;        ///< of real time; 100 is one processor
+    double wakeUpsPerSecond = 0;  ///< how often a thread stopped waiting
+};
+
+class LoadMeter {
 public:
-    CpuMeter();
-    double percent() const;  ///< since the construction or the last restart
+    LoadMeter();
+    ProcessLoad load() const;  ///< since the construction or the last restart
     void restart();
 
 private:
     std::chrono::steady_clock::time_point m_start;
-    double m_usedSeconds;
+    double m_usedSeconds, m_wakeUps;
 };
 
 struct LiveFigures {
     std::int64_t pushed, told, lost;
     std::int64_t medianUs, p99Us;
-    double cpuPercent;
+    ProcessLoad load;
 };
 
 std::string progressText(const LiveFigures& figures);

@@ -39,7 +39,8 @@ std::string summaryText(const Summary& summary) {
                                 millisecondsText(monitor.p99Us) + " from push to notification");
     if (monitor.newestFrame >= 0) text += line("mean grey", decimal(monitor.meanGrey, 1));
     if (monitor.unread > 0) text += line("unread", std::to_string(monitor.unread) + " frames were not grey");
-    text += line("cpu", decimal(play.cpuPercent, 0) + " %");
+    text += line("cpu", decimal(play.load.cpuPercent, 0) + " %, " + decimal(play.load.wakeUpsPerSecond, 0) +
+                            " wake-ups/s");
     text += line("log", std::to_string(summary.log.lines) + " lines, " +
                             std::to_string(summary.log.warnings) + " warnings");
     if (summary.check) text += line("check", checkText(*summary.check));
