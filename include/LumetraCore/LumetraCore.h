@@ -83,8 +83,9 @@ LUMETRA_EXPORT int32_t LumetraCore_getStatus(int32_t moduleId);
 /** Hands one camera frame to the engine, which copies the pixels before it returns.
  *  Width, height and format are those of the configuration. Push at most one frame a millisecond: of two
  *  that arrive in the same one only the later is kept, and it is converted twice (a flip undoes itself) and
- *  told twice, so that its pixels may change while modules look at them. A pusher far ahead of the engine
- *  (about 256 frames in 100 ms) waits in this call for up to 100 ms; the frame is taken all the same.
+ *  delivered twice, so that its pixels may change while modules look at them. A pusher far ahead of the
+ * engine (more than 2,500 frames a second) waits in this call for up to 100 ms; the frame is taken all the
+ * same.
  *  @param data        borrowed: the frame in the configured format, then its smaller levels if any
  *  @param size        bytes at `data`; what exceeds the frame's buffer is left out, a negative count
  *                     copies nothing
