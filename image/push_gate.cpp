@@ -1,0 +1,48 @@
+// push_gate.cpp - who is inside, and who waits for them to leave.
+#include "image/push_gate.h"
+
+#include <new>
+
+namespace lumetra {
+
+namespace {
+
+thread_local int ownVisits = 0;  // a push's host text may push again, or end the engine
+
+}  // namespace
+
+PushGate& PushGate::ofProcess() {
+    // Never destroyed: threads may push while the process ends.
+    alignas(PushGate) static unsigned char place[sizeof(PushGate)];
+    static PushGate& gate = *new (place) PushGate;
+    return gate;
+}
+
+void PushGate::open(const void* engine) {
+    m_state.with([engine](State& state) { state.engine = engine; });
+}
+
+void PushGate::close(const void* engine) {
+    m_state.waitWith([this, engine](State& state, std::unique_lock<std::mutex>& lock) {
+        if (state.engine != engine) return;
+        state.engine = nullptr;
+        m_left.wait(lock, [&state] { return state.inside == ownVisits; });
+    });
+}
+
+PushGate::Visit::Visit(PushGate& gate, const void* engine)
+    : m_gate(gate), m_isInside(gate.m_state.with([engine](State& state) {
+          if (engine == nullptr || state.engine != engine) return false;
+          ++state.inside;
+          ++ownVisits;
+          return true;
+      })) {}
+
+PushGate::Visit::~Visit() {
+    if (!m_isInside) return;
+    m_gate.m_state.with([](State& state) { --state.inside; });
+    --ownVisits;
+    m_gate.m_left.notify_all();
+}
+
+}  // namespace lumetra

@@ -1,0 +1,50 @@
+// push_gate.h - lets modules' pushes in while their engine lives.
+// Modules push on threads of their own, and a host may end its engine without removing them: a push that
+// comes too late finds the gate closed, and touches nothing.
+#ifndef LUMETRA_IMAGE_PUSH_GATE_H
+#define LUMETRA_IMAGE_PUSH_GATE_H
+
+#include <condition_variable>
+
+#include "base/synchronized.h"
+
+namespace lumetra {
+
+/// Any thread.
+class PushGate {
+public:
+    /// The process's one, which outlives every thread.
+    static PushGate& ofProcess();
+
+    void open(const void* engine);
+    /// Lets nobody else in, and returns once everybody has left but who pushes on the calling thread.
+    void close(const void* engine);
+
+    /// One push, from its first look at the engine to its last.
+    class Visit {
+    public:
+        Visit(PushGate& gate, const void* engine);
+        ~Visit();
+        Visit(const Visit&) = delete;
+        Visit& operator=(const Visit&) = delete;
+
+        explicit operator bool() const { return m_isInside; }  ///< false: it is not the living engine
+
+    private:
+        PushGate& m_gate;
+        bool m_isInside;
+    };
+
+private:
+    struct State {
+        const void* engine = nullptr;
+        int inside = 0;  // pushes
+    };
+
+    Synchronized<State> m_state;
+    std::condition_variable m_left;
+};
+
+}  // namespace lumetra
+
+#endif
