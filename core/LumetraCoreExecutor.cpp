@@ -6,14 +6,11 @@
 
 #include "core/frame_timing.h"
 #include "core/load_limits.h"
-#include "core/logging.h"
 #include "image/module_push.h"
+#include "image/push_gate.h"
 #include "platform/sleep_precision.h"
 
 LumetraCoreExecutor::LumetraCoreExecutor() {
-    m_callbacks = {{CB_LOG, {nullptr, nullptr}}, {CB_HOSTTEXT, {nullptr, nullptr}}};
-    m_callbacks[CB_LOG].first = reinterpret_cast<void*>(&stdlog);
-
     const std::uint32_t threads = workerCount(std::thread::hardware_concurrency());
     char text[64];
     std::snprintf(text, sizeof text, "Number of threads: %d", static_cast<int>(threads));
@@ -28,12 +25,14 @@ LumetraCoreExecutor::LumetraCoreExecutor() {
         releaseJpegBuffer();
         throw;
     }
+    lumetra::PushGate::ofProcess().open(this);
 }
 
 LumetraCoreExecutor::~LumetraCoreExecutor() {
-    releaseJpegBuffer();
     m_running = false;
     m_messages.close();
+    lumetra::PushGate::ofProcess().close(this);
+    releaseJpegBuffer();
     m_eventLoopThread->join();
     m_messages.waitForPushersToLeave();
     m_messages.clear();
@@ -90,7 +89,7 @@ lumetra::Chunk LumetraCoreExecutor::handleMessage(const MSGS& message, bool fres
 }
 
 void LumetraCoreExecutor::queueConversion(std::uint64_t id) {
-    const LUMETRA_CONVERSIONMODIFIER flags = imageConfiguration().conversionflags;
+    const LUMETRA_CONVERSIONMODIFIER flags = m_imgCfg.snapshot()->conversionflags;
     const bool mayDropPixels =
         (flags & LUMETRA_CONVERT_DEBUGDUMP) == 0;  // dumps show them whatever their age
     if (mayDropPixels) m_chunks.expectConversion(id);

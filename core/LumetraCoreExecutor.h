@@ -1,49 +1,35 @@
-// LumetraCoreExecutor.h - the engine: chunks, message queue, event loop, callbacks, modules.
-// A frame's road: pushImageData > runEventLoop > convertQueued > convertImageData > runEventLoop >
+// LumetraCoreExecutor.h - the engine: the parts that it owns, and the operations under the file that defines
+// each. A frame's road: pushImageData > runEventLoop > convertQueued > convertImageData > runEventLoop >
 // triggerDataNotification > each module's notifyNewData; runEventLoop drops it when it is old.
 // Threads: host threads call the operations, one thread runs the event loop, the pool's workers convert
-// and notify. Lock order: that of m_messages, then that of m_chunks, then the pool's own. A poster lets go of
-// the chunks before it posts. The locks of configuration, callbacks and modules are held to copy or assign
-// only, never while another lock is taken or foreign code runs.
+// and notify. Every part has its lock inside. Lock order: that of m_messages, then that of m_chunks, then the
+// pool's; all others are innermost. A poster lets go of the chunks before it posts.
 #ifndef LUMETRA_CORE_LUMETRACOREEXECUTOR_H
 #define LUMETRA_CORE_LUMETRACOREEXECUTOR_H
 
 #include <atomic>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include "LumetraCore/IChnk.h"
 #include "LumetraCore/LumetraTypes.h"
 #include "core/ThreadPool.h"
+#include "core/configuration.h"
 #include "core/message_queue.h"
 #include "image/chunk_store.h"
 #include "image/frame_buffers.h"
-#include "modules/entry_points.h"
-#include "modules/registry.h"
+#include "modules/callback_table.h"
+#include "modules/module_table.h"
 
 class LumetraCoreExecutor {
 public:
     using MSGS = lumetra::MSGS;
 
-    /// How frames arrive and what becomes of them.
-    struct ICfg {
-        bool valid = false;
-        std::int32_t width = 0;   // pixels
-        std::int32_t height = 0;  // pixels
-        bool mipMap = false;
-        bool forwardNativeImage = false;
-        LUMETRA_CONVERSIONMODIFIER conversionflags = LUMETRA_CONVERSIONMODIFIER(
-            LUMETRA_CONVERT_GRAY | LUMETRA_CONVERT_PYRAMID | LUMETRA_CONVERT_FLIPVERTICAL);
-        std::string writablepath = ".";
-        LUMETRA_IMGFORMATTYPE format = LUMETRA_IMGFORMAT_NONE;
-    };
+    using ICfg = lumetra::ICfg;
+    using dllstruct = lumetra::dllstruct;
 
     /// The host's texture; everything is guarded by `mutex`.
     struct ITexCfg {
@@ -54,18 +40,6 @@ public:
         LUMETRA_IMGFORMATTYPE format = LUMETRA_IMGFORMAT_NONE;
         std::unique_ptr<unsigned char[]> buffer;  // width x height x 4 bytes while rendering is on
     };
-
-    /// One loaded module; `functions` holds all nine kinds, null where the module lacks one.
-    struct dllstruct {
-        dllstruct();
-
-        std::string name;        // the path that was opened
-        void* handle = nullptr;  // of the dynamic loader
-        std::map<LUMETRA_FNTYPE, void*> functions;
-        std::shared_ptr<ModuleLibrary> library;  // closes `handle`; null while the library is being closed
-    };
-
-    using CallbackPair = std::pair<void*, void*>;  // function, user pointer
 
     // core/LumetraCoreExecutor.cpp
     LumetraCoreExecutor();
@@ -121,9 +95,6 @@ private:
     void queueConversion(std::uint64_t id);
     lumetra::MessageQueue::SteadyTime tidyUp();
 
-    // core/configuration.cpp
-    ICfg imageConfiguration() const;
-
     // core/logging.cpp
     void logViaCallback(const std::string& text);
 
@@ -134,27 +105,13 @@ private:
     // modules/registry.cpp
     void resolveEntryPoints(dllstruct& module);
     std::int32_t askModuleId(const dllstruct& module);
-    std::optional<dllstruct> findModule(std::int32_t moduleId) const;
     void reportMissing(LUMETRA_FNTYPE kind, const char* severity = "Warning: ");
 
     // modules/lifecycle.cpp
-    using ModuleEntry = std::pair<std::int32_t, dllstruct>;  // id, record
-    std::optional<ModuleEntry> findModuleByPath(const std::string& path) const;
-    int removeModule(ModuleEntry module);
-
-    // modules/callbacks.cpp
-    CallbackPair callbackFor(LUMETRA_CBTYPE kind);
-    bool replaceCallback(LUMETRA_CBTYPE kind, CallbackPair pair);
+    int removeModule(lumetra::ModuleTable::Entry module);
 
     // modules/traffic.cpp
-    struct NotificationTarget {
-        NotifyNewDataFn* notify;  // null if the module lacks it
-        std::weak_ptr<ModuleLibrary> library;
-    };
     void triggerDataNotification(std::uint64_t chunkId);
-    std::vector<NotificationTarget> notificationTargets() const;
-    static void notifyModule(const NotificationTarget& target, std::uint64_t chunkId,
-                             const std::shared_ptr<IChnk>& chunk);
 
     lumetra::MessageQueue m_messages;
     std::atomic<bool> m_running = false;
@@ -162,16 +119,12 @@ private:
     std::unique_ptr<ThreadPool> m_threadPool;
     lumetra::ChunkStore m_chunks;
     const std::shared_ptr<FrameBuffers> m_frameBuffers = std::make_shared<FrameBuffers>();
-    mutable std::mutex m_cfgMutex;  // guards m_imgCfg
-    ICfg m_imgCfg;
+    lumetra::Configuration m_imgCfg;
     ITexCfg m_texCfg;
-    bool m_nativeRendering = false;      // guarded by m_texCfg.mutex, as is the handle
-    void* m_nativeTexture = nullptr;     // the host's, never dereferenced
-    mutable std::mutex m_callbackMutex;  // guards m_callbacks
-    std::map<LUMETRA_CBTYPE, CallbackPair> m_callbacks;
-    mutable std::mutex m_moduleMutex;                                 // guards m_modules
-    std::map<std::int32_t, dllstruct> m_modules;                      // by the id that each module reports
-    std::vector<std::shared_ptr<ModuleLibrary>> m_replacedLibraries;  // guarded by m_moduleMutex too
+    bool m_nativeRendering = false;   // guarded by m_texCfg.mutex, as is the handle
+    void* m_nativeTexture = nullptr;  // the host's, never dereferenced
+    lumetra::CallbackTable m_callbacks;
+    lumetra::ModuleTable m_modules;
 };
 
 /// Posts a message when its scope ends, however it ends. A frame whose message finds no memory is dropped.

@@ -1,13 +1,52 @@
-// configuration.cpp - the engine's own commands and the JSON document that configures it.
-// The record is replaced as a whole under its lock; a frame or conversion works on one copy of it.
+// configuration.cpp - the JSON document that configures the engine, and the engine's own commands.
+#include "core/configuration.h"
+
 #include "core/LumetraCoreExecutor.h"
 #include "core/json_reading.h"
+
+namespace lumetra {
 
 namespace {
 
 constexpr std::int32_t MAX_FORMAT = LUMETRA_IMGFORMAT_GRAY8;
 
 }  // namespace
+
+// What a key's absence means differs from key to key, on purpose: sizes, path and format fall back, the
+// flags and a format out of range keep what was there.
+bool Configuration::configure(const char* json) {
+    const JsonDocument document = parseJson(json);
+    const JsonValue* size = findMember(&document, "imageCfg");
+
+    const auto next = std::make_shared<ICfg>();
+    next->width = readInteger(size, "width").value_or(0);
+    next->height = readInteger(size, "height").value_or(0);
+    next->valid = next->width >= 1 && next->height >= 1;
+    next->mipMap = readTrue(&document, "mipMap");
+    next->forwardNativeImage = readTrue(&document, "forwardNativeImage");
+    next->writablepath = readString(&document, "writablepath").value_or(".");
+    const auto flags = readInteger(&document, "conversionflags");
+    const auto format = readInteger(&document, "format").value_or(LUMETRA_IMGFORMAT_NONE);
+
+    m_current.with([&](Snapshot& current) {
+        next->conversionflags =
+            flags ? static_cast<LUMETRA_CONVERSIONMODIFIER>(*flags) : current->conversionflags;
+        next->format = format <= MAX_FORMAT ? static_cast<LUMETRA_IMGFORMATTYPE>(format) : current->format;
+        current = next;
+    });
+    return next->valid;
+}
+
+void Configuration::invalidate() {
+    const auto next = std::make_shared<ICfg>();
+    m_current.with([&next](Snapshot& current) {
+        *next = *current;
+        next->valid = false;
+        current = next;
+    });
+}
+
+}  // namespace lumetra
 
 int LumetraCoreExecutor::command(LUMETRA_CMDTYPE type, const char* text) {
     logViaCallback("Executing Command!");
@@ -26,37 +65,12 @@ int LumetraCoreExecutor::command(LUMETRA_CMDTYPE type, const char* text) {
     }
 }
 
-// What a key's absence means differs from key to key, on purpose: sizes, path and format fall back, the
-// flags and a format out of range keep what was there.
 bool LumetraCoreExecutor::configure(const char* json) {
-    const JsonDocument document = parseJson(json);
-    const JsonValue* size = findMember(&document, "imageCfg");
-
-    ICfg next;
-    next.width = readInteger(size, "width").value_or(0);
-    next.height = readInteger(size, "height").value_or(0);
-    next.valid = next.width >= 1 && next.height >= 1;
-    next.mipMap = readTrue(&document, "mipMap");
-    next.forwardNativeImage = readTrue(&document, "forwardNativeImage");
-    next.writablepath = readString(&document, "writablepath").value_or(".");
-    const auto flags = readInteger(&document, "conversionflags");
-    const auto format = readInteger(&document, "format").value_or(LUMETRA_IMGFORMAT_NONE);
-
-    const std::lock_guard lock(m_cfgMutex);
-    next.conversionflags = flags ? static_cast<LUMETRA_CONVERSIONMODIFIER>(*flags) : m_imgCfg.conversionflags;
-    next.format = format <= MAX_FORMAT ? static_cast<LUMETRA_IMGFORMATTYPE>(format) : m_imgCfg.format;
-    m_imgCfg = std::move(next);
-    return m_imgCfg.valid;
+    return m_imgCfg.configure(json);
 }
 
 bool LumetraCoreExecutor::invalidateConfiguration() {
     logViaCallback("Invalidating Core Configuration!");
-    const std::lock_guard lock(m_cfgMutex);
-    m_imgCfg.valid = false;
+    m_imgCfg.invalidate();
     return true;
-}
-
-LumetraCoreExecutor::ICfg LumetraCoreExecutor::imageConfiguration() const {
-    const std::lock_guard lock(m_cfgMutex);
-    return m_imgCfg;
 }

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "LumetraCore/utf_conversion.h"
+#include "base/foreign_call.h"
 #include "core/LumetraCoreExecutor.h"
 
 void stdlog(std::int32_t level, const char16_t* text) {
@@ -15,15 +16,12 @@ void stdlog(std::int32_t level, const char16_t* text) {
 }
 
 void LumetraCoreExecutor::logViaCallback(const std::string& text) {
-    const auto sink = reinterpret_cast<LUMETRA_LOGFN>(callbackFor(CB_LOG).first);
+    const auto sink = reinterpret_cast<LUMETRA_LOGFN>(m_callbacks.find(CB_LOG).first);
     if (sink == nullptr) return;
 
     const std::u16string converted = convertUTFFormat8toV<char, char16_t>(text);
-    try {
-        sink(0, converted.c_str());
-    } catch (...) {
-        // A sink that fails must cost neither the frame nor the call that logged.
-    }
+    // A sink that fails must cost neither the frame nor the call that logged.
+    lumetra::callSafely([&] { sink(0, converted.c_str()); });
 }
 
 void LumetraCoreExecutor::passLogFromNativeLib(const char* text) {

@@ -156,15 +156,15 @@ void LumetraCoreExecutor::convertImageData(unsigned long long id, LUMETRA_CONVER
     IChnk* const chunk = conversion.chunk();
     if (chunk == nullptr) return;
 
-    const ICfg cfg = imageConfiguration();
-    const int leftOut = unsupportedSteps(*chunk, flags, cfg.mipMap);
+    const auto cfg = m_imgCfg.snapshot();
+    const int leftOut = unsupportedSteps(*chunk, flags, cfg->mipMap);
     if (conversion.hasPixels()) {
-        convertPixels(*chunk, flags, cfg.mipMap);
+        convertPixels(*chunk, flags, cfg->mipMap);
         conversion.pixelsAreDone();
     } else {
         markConverted(*chunk, flags);
     }
     for (int i = 0; i < leftOut; ++i) logViaCallback("NOT IMPLEMENTED!");
     if (conversion.hasPixels() && wants(flags, LUMETRA_CONVERT_DEBUGDUMP))
-        dumpLevels(*chunk, flags, cfg.writablepath);
+        dumpLevels(*chunk, flags, cfg->writablepath);
 }

@@ -17,6 +17,7 @@
 #include "image/base64.h"
 #include "image/grey_kernels.h"
 #include "image/pixel_formats.h"
+#include "image/push_gate.h"
 
 namespace {
 
@@ -112,13 +113,16 @@ void releaseJpegBuffer() {
 
 int LumetraCoreExecutor::pushNativeImage(void* context, const unsigned char* data, int size,
                                          const char* descriptor, int frameIndex) {
+    const lumetra::PushGate::Visit visit(lumetra::PushGate::ofProcess(), context);
+    if (!visit) return 0;
+
     auto& engine = *static_cast<LumetraCoreExecutor*>(context);
-    const auto hostText = reinterpret_cast<LUMETRA_HOSTTEXTFN>(engine.callbackFor(CB_HOSTTEXT).first);
+    const auto hostText = reinterpret_cast<LUMETRA_HOSTTEXTFN>(engine.m_callbacks.find(CB_HOSTTEXT).first);
     if (hostText == nullptr) return engine.pushImageData(data, size, descriptor, frameIndex);
 
-    const ICfg cfg = engine.imageConfiguration();
-    const std::string answer = cfg.forwardNativeImage
-                                   ? exchangeJson(hostText, descriptor, data, cfg)
+    const auto cfg = engine.m_imgCfg.snapshot();
+    const std::string answer = cfg->forwardNativeImage
+                                   ? exchangeJson(hostText, descriptor, data, *cfg)
                                    : askHost(hostText, convertUTFFormat8toV<char, char16_t>(descriptor));
     return engine.pushImageData(data, size, answer.c_str(), frameIndex);
 }

@@ -1,18 +1,18 @@
-// callbacks.cpp - the engine's callback table, and callbacks handed on to modules.
-// The engine's table holds CB_LOG and CB_HOSTTEXT; no operation adds or removes a kind.
+// callbacks.cpp - callbacks registered with the engine, and handed on to modules. Runs on the host's thread.
+#include <algorithm>
+
 #include "core/LumetraCoreExecutor.h"
-#include "core/logging.h"
 
 int LumetraCoreExecutor::registerCallback(std::int32_t moduleId, LUMETRA_CBTYPE kind, void* function,
                                           void* user) {
     if (moduleId == ENGINE_MODULE_ID) {
         logViaCallback("Registering Callback!");
-        if (replaceCallback(kind, {function, user})) return 1;
+        if (m_callbacks.replace(kind, {function, user})) return 1;
         logViaCallback("Warning: Particular callback not available!");
         return 0;
     }
 
-    const auto module = findModule(moduleId);
+    const auto module = m_modules.find(moduleId);
     if (!module) return 0;
     const auto moduleRegister = entryPoint<RegisterCallbackFn>(*module, FN_REGISTERCALLBACK);
     if (moduleRegister == nullptr) {
@@ -27,13 +27,12 @@ int LumetraCoreExecutor::registerCallback(std::int32_t moduleId, LUMETRA_CBTYPE 
 int LumetraCoreExecutor::unregisterCallback(std::int32_t moduleId, LUMETRA_CBTYPE kind) {
     if (moduleId == ENGINE_MODULE_ID) {
         logViaCallback("Unregistering Callback!");
-        void* const standard = kind == CB_LOG ? reinterpret_cast<void*>(&stdlog) : nullptr;
-        if (replaceCallback(kind, {standard, nullptr})) return 1;
+        if (m_callbacks.reset(kind)) return 1;
         logViaCallback("Warning: Particular callback not available!");
         return 0;
     }
 
-    const auto module = findModule(moduleId);
+    const auto module = m_modules.find(moduleId);
     if (!module) return 0;
     const auto moduleUnregister = entryPoint<UnregisterCallbackFn>(*module, FN_UNREGISTERCALLBACK);
     if (moduleUnregister == nullptr) {
@@ -46,13 +45,12 @@ int LumetraCoreExecutor::unregisterCallback(std::int32_t moduleId, LUMETRA_CBTYP
 std::int32_t LumetraCoreExecutor::getSupportedCallbacks(std::int32_t moduleId, LUMETRA_CBTYPE* kinds) {
     constexpr std::int32_t CANNOT_TELL = -1;
     if (moduleId == ENGINE_MODULE_ID) {
-        const std::lock_guard lock(m_callbackMutex);
-        std::int32_t count = 0;
-        for (const auto& callback : m_callbacks) kinds[count++] = callback.first;
-        return count;
+        const auto supported = m_callbacks.kinds();
+        std::copy(supported.begin(), supported.end(), kinds);
+        return static_cast<std::int32_t>(supported.size());
     }
 
-    const auto module = findModule(moduleId);
+    const auto module = m_modules.find(moduleId);
     if (!module) return CANNOT_TELL;
     const auto supportedCallbacks = entryPoint<GetSupportedCallbacksFn>(*module, FN_GETSUPPORTEDCALLBACKS);
     if (supportedCallbacks == nullptr) {
@@ -60,18 +58,4 @@ std::int32_t LumetraCoreExecutor::getSupportedCallbacks(std::int32_t moduleId, L
         return CANNOT_TELL;
     }
     return supportedCallbacks(kinds);
-}
-
-// A copy, taken so that the callback runs without the lock.
-LumetraCoreExecutor::CallbackPair LumetraCoreExecutor::callbackFor(LUMETRA_CBTYPE kind) {
-    const std::lock_guard lock(m_callbackMutex);
-    return m_callbacks[kind];
-}
-
-bool LumetraCoreExecutor::replaceCallback(LUMETRA_CBTYPE kind, CallbackPair pair) {
-    const std::lock_guard lock(m_callbackMutex);
-    const auto entry = m_callbacks.find(kind);
-    if (entry == m_callbacks.end()) return false;
-    entry->second = pair;
-    return true;
 }

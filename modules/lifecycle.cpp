@@ -1,5 +1,5 @@
 // lifecycle.cpp - initialization and removal of modules, by id and by name. What is reported differs
-// between the two forms; hosts know them so. Runs on the host's thread.
+// between the two forms, and hosts rely on it. Runs on the host's thread.
 #include "core/LumetraCoreExecutor.h"
 
 namespace {
@@ -13,7 +13,7 @@ std::string modulePath(std::string name) {
 
 int LumetraCoreExecutor::initializeDllByName(const char* name, const char* configuration) {
     const std::string path = modulePath(name);
-    const auto found = findModuleByPath(path);
+    const auto found = m_modules.findByPath(path);
     if (!found) {
         logViaCallback("Warning: " + path + " Library not available!");
         return 0;
@@ -28,7 +28,7 @@ int LumetraCoreExecutor::initializeDllByName(const char* name, const char* confi
 }
 
 int LumetraCoreExecutor::initializeDllByID(std::int32_t moduleId, const char* configuration) {
-    const auto module = findModule(moduleId);
+    const auto module = m_modules.find(moduleId);
     if (!module) return 0;
 
     const auto initialize = entryPoint<InitializeFn>(*module, FN_INITIALIZE);
@@ -41,27 +41,19 @@ int LumetraCoreExecutor::initializeDllByID(std::int32_t moduleId, const char* co
 }
 
 int LumetraCoreExecutor::unregisterDllByID(std::int32_t moduleId) {
-    auto module = findModule(moduleId);
+    auto module = m_modules.find(moduleId);
     return module ? removeModule({moduleId, std::move(*module)}) : 0;
 }
 
 int LumetraCoreExecutor::unregisterDllByName(const char* name) {
-    auto found = findModuleByPath(modulePath(name));
+    auto found = m_modules.findByPath(modulePath(name));
     return found ? removeModule(std::move(*found)) : 0;
-}
-
-std::optional<LumetraCoreExecutor::ModuleEntry> LumetraCoreExecutor::findModuleByPath(
-    const std::string& path) const {
-    const std::lock_guard lock(m_moduleMutex);
-    for (const auto& [id, module] : m_modules)
-        if (module.name == path && module.library != nullptr) return ModuleEntry(id, module);
-    return std::nullopt;
 }
 
 // The module cleans up while its library is mapped and its record is there; the library is closed before
 // the record goes, or with the last call into it that still runs.
-int LumetraCoreExecutor::removeModule(ModuleEntry entry) {
-    auto& [id, module] = entry;
+int LumetraCoreExecutor::removeModule(lumetra::ModuleTable::Entry entry) {
+    const dllstruct& module = entry.second;
     if (!module.library->release()) return 0;
     try {
         if (const auto destroy = entryPoint<DestroyFn>(module, FN_DESTROY)) {
@@ -75,16 +67,6 @@ int LumetraCoreExecutor::removeModule(ModuleEntry entry) {
         throw;
     }
 
-    {
-        const std::lock_guard lock(m_moduleMutex);
-        const auto record = m_modules.find(id);
-        if (record != m_modules.end() && record->second.library == module.library)
-            record->second.library.reset();
-    }
-    module.library.reset();
-
-    const std::lock_guard lock(m_moduleMutex);
-    const auto record = m_modules.find(id);
-    if (record != m_modules.end() && record->second.library == nullptr) m_modules.erase(record);
+    m_modules.close(std::move(entry));
     return 1;
 }

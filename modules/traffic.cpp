@@ -1,10 +1,11 @@
 // traffic.cpp - commands and status queries to one module, frames to all of them.
+#include "base/foreign_call.h"
 #include "core/LumetraCoreExecutor.h"
 
 int LumetraCoreExecutor::command(std::int32_t moduleId, LUMETRA_CMDTYPE type, const char* text) {
     if (moduleId == ENGINE_MODULE_ID) return command(type, text);
 
-    const auto module = findModule(moduleId);
+    const auto module = m_modules.find(moduleId);
     if (!module) return 0;
     const auto moduleCommand = entryPoint<CommandFn>(*module, FN_COMMAND);
     if (moduleCommand == nullptr) {
@@ -17,7 +18,7 @@ int LumetraCoreExecutor::command(std::int32_t moduleId, LUMETRA_CMDTYPE type, co
 std::int32_t LumetraCoreExecutor::getStatus(std::int32_t moduleId) {
     if (moduleId == ENGINE_MODULE_ID) return STATUS_READY;
 
-    const auto module = findModule(moduleId);
+    const auto module = m_modules.find(moduleId);
     if (!module) return STATUS_UNAVAILABLE;
     const auto moduleStatus = entryPoint<GetStatusFn>(*module, FN_GETSTATUS);
     if (moduleStatus == nullptr) {
@@ -27,39 +28,30 @@ std::int32_t LumetraCoreExecutor::getStatus(std::int32_t moduleId) {
     return moduleStatus();
 }
 
+namespace {
+
+// Runs on a worker and keeps the module's library mapped meanwhile. What the module throws ends here,
+// while the code that destroys it is still there.
+void notifyModule(const lumetra::NotificationTarget& target, std::uint64_t chunkId,
+                  const lumetra::Chunk& chunk) {
+    const auto library = target.library.lock();
+    if (library == nullptr || !library->isKept()) return;
+    lumetra::callSafely([&] { target.notify(chunkId, chunk); });
+}
+
+}  // namespace
+
 // Runs on a worker. The chunk is looked up for every module anew, so that one which grew too old meanwhile
 // is handed to nobody else.
 void LumetraCoreExecutor::triggerDataNotification(std::uint64_t chunkId) {
     const MessageAtExit retain(*this, {lumetra::MSG_RETAIN, chunkId});
-    for (const NotificationTarget& target : notificationTargets()) {
+    for (const lumetra::NotificationTarget& target : m_modules.notificationTargets()) {
         if (target.notify == nullptr) {
             reportMissing(FN_NOTIFYNEWDATA);
             continue;
         }
         m_chunks.withDeliverable(chunkId, [&](const lumetra::Chunk& chunk) {
-            m_threadPool->enqueue(&LumetraCoreExecutor::notifyModule, target, chunkId, chunk);
+            m_threadPool->enqueue(&notifyModule, target, chunkId, chunk);
         });
-    }
-}
-
-std::vector<LumetraCoreExecutor::NotificationTarget> LumetraCoreExecutor::notificationTargets() const {
-    const std::lock_guard lock(m_moduleMutex);
-    std::vector<NotificationTarget> targets;
-    targets.reserve(m_modules.size());
-    for (const auto& [id, module] : m_modules)
-        if (module.library != nullptr)
-            targets.push_back({entryPoint<NotifyNewDataFn>(module, FN_NOTIFYNEWDATA), module.library});
-    return targets;
-}
-
-// Runs on a worker and keeps the module's library mapped meanwhile. What the module throws ends here,
-// while the code that destroys it is still there.
-void LumetraCoreExecutor::notifyModule(const NotificationTarget& target, std::uint64_t chunkId,
-                                       const std::shared_ptr<IChnk>& chunk) {
-    const auto library = target.library.lock();
-    if (library == nullptr || !library->isKept()) return;
-    try {
-        target.notify(chunkId, chunk);
-    } catch (...) {
     }
 }

@@ -278,9 +278,7 @@ TEST(CallbackTable, HoldsLogAndTextExchangeAndNothingElse) {
                                 "Unregistering Callback!", "Warning: Particular callback not available!"));
     }
     EXPECT_EQ(1, engine.registerCallback(ENGINE_MODULE_ID, CB_HOSTTEXT, &function, &user));
-    EXPECT_EQ(LumetraCoreExecutor::CallbackPair(&function, &user),
-              EngineProbe::callbacks(engine).at(CB_HOSTTEXT));
+    EXPECT_EQ(lumetra::CallbackPair(&function, &user), EngineProbe::callback(engine, CB_HOSTTEXT));
     EXPECT_EQ(1, engine.unregisterCallback(ENGINE_MODULE_ID, CB_HOSTTEXT));
-    EXPECT_EQ(LumetraCoreExecutor::CallbackPair(), EngineProbe::callbacks(engine).at(CB_HOSTTEXT));
-    EXPECT_EQ(2U, EngineProbe::callbacks(engine).size());
+    EXPECT_EQ(lumetra::CallbackPair(), EngineProbe::callback(engine, CB_HOSTTEXT));
 }

@@ -74,19 +74,17 @@ struct EngineProbe {
         lumetra::ChunkStore::Conversion(engine.m_chunks, id).pixelsAreDone();
     }
 
-    static LumetraCoreExecutor::ICfg configuration(const LumetraCoreExecutor& engine) {
-        return engine.imageConfiguration();
+    static lumetra::ICfg configuration(const LumetraCoreExecutor& engine) {
+        return *engine.m_imgCfg.snapshot();
     }
     static LumetraCoreExecutor::ITexCfg& texture(LumetraCoreExecutor& engine) { return engine.m_texCfg; }
     static bool isRendering(const LumetraCoreExecutor& engine) { return engine.m_nativeRendering; }
     static void* textureHandle(const LumetraCoreExecutor& engine) { return engine.m_nativeTexture; }
-    static std::map<LUMETRA_CBTYPE, LumetraCoreExecutor::CallbackPair> callbacks(
-        const LumetraCoreExecutor& engine) {
-        return engine.m_callbacks;
+    static lumetra::CallbackPair callback(const LumetraCoreExecutor& engine, LUMETRA_CBTYPE kind) {
+        return engine.m_callbacks.find(kind);
     }
-    static std::map<std::int32_t, LumetraCoreExecutor::dllstruct> modules(const LumetraCoreExecutor& engine) {
-        const std::lock_guard lock(engine.m_moduleMutex);
-        return engine.m_modules;
+    static std::map<std::int32_t, lumetra::dllstruct> modules(const LumetraCoreExecutor& engine) {
+        return engine.m_modules.copy();
     }
 };
 

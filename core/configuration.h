@@ -1,0 +1,47 @@
+// configuration.h - how frames arrive and what becomes of them. Any thread.
+// Whoever works on a frame takes one snapshot and works by it to the end, whatever is configured meanwhile.
+#ifndef LUMETRA_CORE_CONFIGURATION_H
+#define LUMETRA_CORE_CONFIGURATION_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "LumetraCore/LumetraTypes.h"
+#include "base/synchronized.h"
+
+namespace lumetra {
+
+struct ICfg {
+    bool valid = false;
+    std::int32_t width = 0;   // pixels
+    std::int32_t height = 0;  // pixels
+    bool mipMap = false;
+    bool forwardNativeImage = false;
+    LUMETRA_CONVERSIONMODIFIER conversionflags = LUMETRA_CONVERSIONMODIFIER(
+        LUMETRA_CONVERT_GRAY | LUMETRA_CONVERT_PYRAMID | LUMETRA_CONVERT_FLIPVERTICAL);
+    std::string writablepath = ".";
+    LUMETRA_IMGFORMATTYPE format = LUMETRA_IMGFORMAT_NONE;
+};
+
+class Configuration {
+public:
+    using Snapshot = std::shared_ptr<const ICfg>;
+
+    /// Never null.
+    Snapshot snapshot() const { return m_current.copy(); }
+
+    /// Replaces it as a JSON document says (docs/configuration.md). True if it is valid now.
+    /// @throws std::bad_alloc with nothing changed
+    bool configure(const char* json);
+    /// Frames are refused until the next configuration.
+    /// @throws std::bad_alloc with nothing changed
+    void invalidate();
+
+private:
+    Synchronized<Snapshot> m_current{std::make_shared<const ICfg>()};
+};
+
+}  // namespace lumetra
+
+#endif

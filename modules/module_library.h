@@ -1,0 +1,38 @@
+// module_library.h - an open library, and how a module's name becomes its path.
+#ifndef LUMETRA_MODULES_MODULE_LIBRARY_H
+#define LUMETRA_MODULES_MODULE_LIBRARY_H
+
+#include <atomic>
+#include <string>
+
+namespace lumetra {
+
+/// A module's library, shared by its record and by every call into it, so that code which still runs stays
+/// mapped. While it is kept it stays open even when its last user goes: a library is closed by removing
+/// the module, never by forgetting it.
+class ModuleLibrary {
+public:
+    ModuleLibrary() = default;
+    ~ModuleLibrary();
+    ModuleLibrary(const ModuleLibrary&) = delete;
+    ModuleLibrary& operator=(const ModuleLibrary&) = delete;
+
+    /// Opens the path by the platform loader's own rules. Returns the loader's handle or null.
+    void* open(const std::string& path);
+
+    void keep() { m_kept = true; }
+    /// Stops deliveries and has the last user close the library. False if it was not kept.
+    bool release() { return m_kept.exchange(false); }
+    bool isKept() const { return m_kept; }
+
+private:
+    void* m_handle = nullptr;
+    std::atomic<bool> m_kept = false;
+};
+
+}  // namespace lumetra
+
+/// Turns the module name N into the path that is opened: N.framework/N.
+void assemblePlatformLibraryString(std::string& name);
+
+#endif
