@@ -35,7 +35,7 @@ Work wholePeer(FrameSize size, std::size_t bytesPerPixel, PeerRun convert) {
     return [=] {
         const std::uint8_t* in = frame->data();
         std::uint8_t* out = grey->data();
-        for (int k = 0; k < PYRAMID_LEVELS; ++k) {
+        for (int k = 0; k < lumetra::PYRAMID_LEVELS; ++k) {
             const int width = size.width >> k, height = size.height >> k;
             const int stride = static_cast<int>(bytesPerPixel) * width;
             convert(in, stride, out, width, width, -height);  // upside down
@@ -49,7 +49,7 @@ Work derivedPeer(FrameSize size) {
     const auto picture = std::make_shared<Bytes>(randomBytes(2 * size.pixels(), 1));
     return [=] {
         std::uint8_t* in = picture->data();
-        for (int k = 1; k < PYRAMID_LEVELS; ++k) {
+        for (int k = 1; k < lumetra::PYRAMID_LEVELS; ++k) {
             const int above = size.width >> (k - 1), aboveHeight = size.height >> (k - 1);
             std::uint8_t* const out = in + above * aboveHeight;
             libyuv::ScalePlane(in, above, above & ~1, aboveHeight & ~1, out, above / 2, above / 2,
@@ -61,13 +61,14 @@ Work derivedPeer(FrameSize size) {
 #endif
 
 void compareWhole(const char* name, LUMETRA_IMGFORMATTYPE format, FrameSize size, const Work& peer) {
-    const auto chunk = chunkOf(size, format, pyramidBytes(pictureBytes(format, size.width, size.height)));
+    const auto chunk =
+        chunkOf(size, format, lumetra::pyramidBytes(lumetra::pictureBytes(format, size.width, size.height)));
     layOutLevels(*chunk);
     compare(
         std::string("conversion/") + name + "/" + size.name(),
         [=] {
             chunk->format = format;
-            convertPixels(*chunk, ALL, true);
+            lumetra::convert(*chunk, lumetra::planConversion(*chunk, ALL, true));
         },
         peer);
 }
@@ -87,7 +88,8 @@ const bool registered = [] {
 
         const auto chunk = chunkOf(size, LUMETRA_IMGFORMAT_GRAY8, static_cast<std::int32_t>(size.pixels()));
         compare(
-            "decimation/" + size.name(), [=] { convertPixels(*chunk, DERIVE, true); }, derived);
+            "decimation/" + size.name(),
+            [=] { lumetra::convert(*chunk, lumetra::planConversion(*chunk, DERIVE, true)); }, derived);
     }
     return true;
 }();

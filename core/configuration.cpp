@@ -3,14 +3,9 @@
 
 #include "core/LumetraCoreExecutor.h"
 #include "core/json_reading.h"
+#include "image/pixel_formats.h"
 
 namespace lumetra {
-
-namespace {
-
-constexpr std::int32_t MAX_FORMAT = LUMETRA_IMGFORMAT_GRAY8;
-
-}  // namespace
 
 // What a key's absence means differs from key to key, on purpose: sizes, path and format fall back, the
 // flags and a format out of range keep what was there.
@@ -31,7 +26,7 @@ bool Configuration::configure(const char* json) {
     m_current.with([&](Snapshot& current) {
         next->conversionflags =
             flags ? static_cast<LUMETRA_CONVERSIONMODIFIER>(*flags) : current->conversionflags;
-        next->format = format <= MAX_FORMAT ? static_cast<LUMETRA_IMGFORMATTYPE>(format) : current->format;
+        next->format = format <= LAST_FORMAT ? static_cast<LUMETRA_IMGFORMATTYPE>(format) : current->format;
         current = next;
     });
     return next->valid;

@@ -12,6 +12,8 @@
 #include "image/pixel_formats.h"
 #include "image/pyramid.h"
 
+namespace lumetra {
+
 namespace {
 
 bool wants(LUMETRA_CONVERSIONMODIFIER flags, LUMETRA_CONVERSIONMODIFIER flag) {
@@ -23,100 +25,68 @@ std::size_t pixelCount(std::int32_t width, std::int32_t height) {
 }
 
 // Whether the buffer is larger than level 0, and so holds the levels that the pusher supplied.
-bool hasSuppliedLevels(const IChnk& chunk, std::size_t bytesPerPixel) {
+bool hasSuppliedLevels(const IChnk& chunk) {
     return chunk.size > 0 &&
-           static_cast<std::size_t>(chunk.size) > bytesPerPixel * pixelCount(chunk.width, chunk.height);
+           static_cast<std::uint64_t>(chunk.size) > pictureBytes(chunk.format, chunk.width, chunk.height);
 }
 
-void convertColourLevel(std::uint8_t* level, std::int32_t width, std::int32_t height, GreyRun toGrey,
-                        bool flip) {
-    toGrey(level, level, pixelCount(width, height));
-    if (flip) flipRows(level, width, height);
+void planLevels(ConversionPlan& plan, const PixelFormat& format, bool supplied, bool flip, bool mipMap) {
+    if (supplied && format.suppliedLevels == SuppliedLevels::Converted) {
+        plan.levels = ConversionPlan::Levels::Supplied;
+    } else if (supplied) {
+        plan.unsupportedSteps += flip || format.suppliedLevels == SuppliedLevels::NotImplemented ? 1 : 0;
+    } else if (mipMap && flip && !format.derivesWhenFlipped) {
+        ++plan.unsupportedSteps;
+    } else if (mipMap) {
+        plan.levels = ConversionPlan::Levels::Derived;
+    }
 }
 
-void convertColour(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap, GreyRun toGrey,
-                   std::size_t bytesPerPixel) {
+void convertLevel(std::uint8_t* level, std::int32_t width, std::int32_t height, const ConversionPlan& plan) {
+    if (plan.toGrey != nullptr) plan.toGrey(level, level, pixelCount(width, height));
+    if (plan.flip) flipRows(level, width, height);
+}
+
+}  // namespace
+
+ConversionPlan planConversion(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap) {
+    ConversionPlan plan;
+    plan.formatAfter = chunk.format;
+    const PixelFormat& format = pixelFormat(chunk.format);
+    if (!wants(flags, LUMETRA_CONVERT_GRAY) || !format.becomesGrey) return plan;
+
+    plan.formatAfter = LUMETRA_IMGFORMAT_GRAY8;
     const bool flip = wants(flags, LUMETRA_CONVERT_FLIPVERTICAL);
-    unsigned char* const* lvl = chunk.data->lvl;
-    convertColourLevel(lvl[0], chunk.width, chunk.height, toGrey, flip);
-    if (!wants(flags, LUMETRA_CONVERT_PYRAMID)) return;
+    if (flip && !format.flips) {
+        ++plan.unsupportedSteps;
+    } else {
+        const std::size_t pixels = pixelCount(chunk.width, chunk.height);
+        plan.greyPixels = pixels - pixels % format.pixelsAtOnce;
+        if (format.toGrey != nullptr) plan.toGrey = greyKernels().*format.toGrey;
+        plan.flip = flip;
+    }
+    if (wants(flags, LUMETRA_CONVERT_PYRAMID))
+        planLevels(plan, format, hasSuppliedLevels(chunk), flip, mipMap);
+    return plan;
+}
 
-    if (hasSuppliedLevels(chunk, bytesPerPixel)) {
+void convert(IChnk& chunk, const ConversionPlan& plan) {
+    unsigned char* const* lvl = chunk.data->lvl;
+    if (plan.toGrey != nullptr) plan.toGrey(lvl[0], lvl[0], plan.greyPixels);
+    if (plan.flip) flipRows(lvl[0], chunk.width, chunk.height);
+
+    if (plan.levels == ConversionPlan::Levels::Derived) deriveLevels(chunk, lvl[0] + plan.greyPixels);
+    if (plan.levels == ConversionPlan::Levels::Supplied) {
         std::int32_t width = chunk.width;
         std::int32_t height = chunk.height;
         for (int k = 1; k < PYRAMID_LEVELS; ++k) {
             if (lvl[k] == nullptr) continue;
             width >>= 1;
             height >>= 1;
-            convertColourLevel(lvl[k], width, height, toGrey, flip);
+            convertLevel(lvl[k], width, height, plan);
         }
-    } else if (mipMap) {
-        deriveLevels(chunk, lvl[0] + pixelCount(chunk.width, chunk.height));
     }
-}
-
-// Packed luma has no flip. Where one is asked for nothing is extracted, and levels are derived from what
-// is there, over level 0 itself.
-void extractLuma(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap, GreyRun toGrey) {
-    std::uint8_t* cursor = chunk.data->lvl[0];
-    if (!wants(flags, LUMETRA_CONVERT_FLIPVERTICAL)) {
-        const std::size_t pairedPixels = pixelCount(chunk.width, chunk.height) & ~std::size_t{1};
-        toGrey(cursor, cursor, pairedPixels);
-        cursor += pairedPixels;
-    }
-    if (wants(flags, LUMETRA_CONVERT_PYRAMID) && mipMap && !hasSuppliedLevels(chunk, 2))
-        deriveLevels(chunk, cursor);
-}
-
-void convertGrey(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap) {
-    if (wants(flags, LUMETRA_CONVERT_FLIPVERTICAL))
-        flipRows(chunk.data->lvl[0], chunk.width, chunk.height);
-    else if (wants(flags, LUMETRA_CONVERT_PYRAMID) && mipMap && !hasSuppliedLevels(chunk, 1))
-        deriveLevels(chunk, chunk.data->lvl[0] + pixelCount(chunk.width, chunk.height));
-}
-
-}  // namespace
-
-int unsupportedSteps(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap) {
-    if (!wants(flags, LUMETRA_CONVERT_GRAY)) return 0;
-    const bool flip = wants(flags, LUMETRA_CONVERT_FLIPVERTICAL);
-    const bool pyramid = wants(flags, LUMETRA_CONVERT_PYRAMID);
-    if (chunk.format == LUMETRA_IMGFORMAT_YUYV)
-        return (flip ? 1 : 0) + (pyramid && hasSuppliedLevels(chunk, 2) ? 1 : 0);
-    if (chunk.format == LUMETRA_IMGFORMAT_GRAY8)
-        return flip && pyramid && (mipMap || hasSuppliedLevels(chunk, 1)) ? 1 : 0;
-    return 0;
-}
-
-void markConverted(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags) {
-    const bool becomesGrey = chunk.format == LUMETRA_IMGFORMAT_RGB || chunk.format == LUMETRA_IMGFORMAT_BGR ||
-                             chunk.format == LUMETRA_IMGFORMAT_BGRA || chunk.format == LUMETRA_IMGFORMAT_YUYV;
-    if (wants(flags, LUMETRA_CONVERT_GRAY) && becomesGrey) chunk.format = LUMETRA_IMGFORMAT_GRAY8;
-}
-
-void convertPixels(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap) {
-    if (!wants(flags, LUMETRA_CONVERT_GRAY)) return;
-    const GreyKernels& kernels = greyKernels();
-    switch (chunk.format) {
-        case LUMETRA_IMGFORMAT_RGB:
-            convertColour(chunk, flags, mipMap, kernels.fromRgb, 3);
-            break;
-        case LUMETRA_IMGFORMAT_BGR:
-            convertColour(chunk, flags, mipMap, kernels.fromBgr, 3);
-            break;
-        case LUMETRA_IMGFORMAT_BGRA:
-            convertColour(chunk, flags, mipMap, kernels.fromBgra, 4);
-            break;
-        case LUMETRA_IMGFORMAT_YUYV:
-            extractLuma(chunk, flags, mipMap, kernels.evenBytes);
-            break;
-        case LUMETRA_IMGFORMAT_GRAY8:
-            convertGrey(chunk, flags, mipMap);
-            break;
-        default:
-            break;
-    }
-    markConverted(chunk, flags);
+    chunk.format = plan.formatAfter;
 }
 
 std::string dumpName(const std::string& path, std::int32_t frameIndex, int level, const char* extension) {
@@ -144,9 +114,11 @@ void dumpLevels(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, const std:
     }
 }
 
+}  // namespace lumetra
+
 // Runs on a worker. Pixels that nobody will see would cost the frames behind them their turn.
 void LumetraCoreExecutor::convertQueued(std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags) {
-    if (!wants(flags, LUMETRA_CONVERT_DEBUGDUMP)) m_chunks.conversionBegins(id, currentTimeMs());
+    if ((flags & LUMETRA_CONVERT_DEBUGDUMP) == 0) m_chunks.conversionBegins(id, currentTimeMs());
     convertImageData(id, flags);
 }
 
@@ -157,14 +129,12 @@ void LumetraCoreExecutor::convertImageData(unsigned long long id, LUMETRA_CONVER
     if (chunk == nullptr) return;
 
     const auto cfg = m_imgCfg.snapshot();
-    const int leftOut = unsupportedSteps(*chunk, flags, cfg->mipMap);
+    const lumetra::ConversionPlan plan = lumetra::planConversion(*chunk, flags, cfg->mipMap);
     if (conversion.hasPixels()) {
-        convertPixels(*chunk, flags, cfg->mipMap);
+        lumetra::convert(*chunk, plan);
         conversion.pixelsAreDone();
-    } else {
-        markConverted(*chunk, flags);
     }
-    for (int i = 0; i < leftOut; ++i) logViaCallback("NOT IMPLEMENTED!");
-    if (conversion.hasPixels() && wants(flags, LUMETRA_CONVERT_DEBUGDUMP))
-        dumpLevels(*chunk, flags, cfg->writablepath);
+    for (int i = 0; i < plan.unsupportedSteps; ++i) logViaCallback("NOT IMPLEMENTED!");
+    if (conversion.hasPixels() && (flags & LUMETRA_CONVERT_DEBUGDUMP) != 0)
+        lumetra::dumpLevels(*chunk, flags, cfg->writablepath);
 }

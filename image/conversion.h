@@ -1,28 +1,45 @@
-// conversion.h - what becomes of one chunk's pixels, and the names of its dump files. No engine needed.
+// conversion.h - what becomes of a chunk, decided once and then carried out, and its dump files. No engine
+// needed.
 #ifndef LUMETRA_IMAGE_CONVERSION_H
 #define LUMETRA_IMAGE_CONVERSION_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
 #include "LumetraCore/IChnk.h"
+#include "image/grey_kernels.h"
 
-/// How many of the steps that the flags ask for do not exist for the chunk's format and are left out.
-int unsupportedSteps(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap);
+namespace lumetra {
 
-/// Turns a chunk grey in place, flips it, converts the levels that came with it or derives them, as far as
-/// the flags ask and its format allows (docs/conversion.md). The chunk is laid out as intake lays it out.
+struct ConversionPlan {
+    enum class Levels { None, Supplied, Derived };
+
+    GreyRun toGrey = nullptr;    // null: the pixels are what they should be
+    std::size_t greyPixels = 0;  // of level 0, once it is converted; levels are derived behind them
+    bool flip = false;
+    Levels levels = Levels::None;  // to convert like level 0, or to derive from it
+    int unsupportedSteps = 0;      // asked for, but left out; each is reported
+    LUMETRA_IMGFORMATTYPE formatAfter = LUMETRA_IMGFORMAT_NONE;
+
+    bool operator==(const ConversionPlan&) const = default;
+};
+
+/// What the flags ask for, as far as the chunk's format allows it (docs/conversion.md). The chunk is laid out
+/// as intake lays it out; its pixels are not looked at.
 /// @param mipMap  whether levels are derived where none came along
-void convertPixels(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap);
+ConversionPlan planConversion(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap);
 
-/// The format that convertPixels leaves behind, and nothing else of it: for a chunk whose pixels nobody sees.
-void markConverted(IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags);
+/// Carries the plan out in place.
+void convert(IChnk& chunk, const ConversionPlan& plan);
 
 /// Writes the levels of a grey or RGB chunk, level 0 or with LUMETRA_CONVERT_PYRAMID all that are set.
-/// Failures are told on standard output only.
+/// Failures are reported on standard output only.
 void dumpLevels(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, const std::string& writablePath);
 
 /// "PATH/dbg_INDEX_lvl_LEVEL.EXTENSION", cut to 127 bytes.
 std::string dumpName(const std::string& path, std::int32_t frameIndex, int level, const char* extension);
+
+}  // namespace lumetra
 
 #endif

@@ -14,8 +14,8 @@ int LumetraCoreExecutor::pushImageData(const unsigned char* data, int size, cons
     if (!cfg->valid) return 0;
 
     const auto chunk = std::make_shared<IChnk>(cfg->width, cfg->height, cfg->format, frameIndex, descriptor);
-    m_frameBuffers->allocatePixels(*chunk,
-                                   bufferBytes(cfg->format, cfg->width, cfg->height, size, cfg->mipMap));
+    m_frameBuffers->allocatePixels(
+        *chunk, lumetra::bufferBytes(cfg->format, cfg->width, cfg->height, size, cfg->mipMap));
     const std::int32_t copied = std::min(chunk->size, size);
     if (copied > 0) std::memcpy(chunk->data->lvl[0], data, static_cast<std::size_t>(copied));
     if (cfg->mipMap) layOutLevels(*chunk);

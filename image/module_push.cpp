@@ -38,7 +38,7 @@ void storeJpeg(void*, const unsigned char* bytes, std::size_t count) {
 
 // As intake would refuse the frame, before anything of it is read.
 void refuseImpossibleSize(std::int32_t width, std::int32_t height) {
-    bufferBytes(LUMETRA_IMGFORMAT_YUYV, width, height, 0, false);
+    lumetra::bufferBytes(LUMETRA_IMGFORMAT_YUYV, width, height, 0, false);
 }
 
 void releaseGreyPicture() {

@@ -3,10 +3,9 @@
 
 #include "core/LumetraCoreExecutor.h"
 #include "core/json_reading.h"
+#include "image/pixel_formats.h"
 
 namespace {
-
-constexpr std::int32_t MAX_FORMAT = LUMETRA_IMGFORMAT_GRAY8;
 
 // Four bytes a texel. A product below 0 or beyond 32 bits is refused like one without memory.
 std::size_t textureBytes(std::int32_t width, std::int32_t height) {
@@ -35,7 +34,7 @@ int LumetraCoreExecutor::setNativeTexturePointer(void* texture, const char* json
     m_texCfg.height = readInteger(&description, "height").value_or(0);
     m_texCfg.mipMap = readTrue(&description, "mipMap");
     const std::int32_t format = readInteger(&description, "format").value_or(LUMETRA_IMGFORMAT_NONE);
-    if (format > MAX_FORMAT) return 1;
+    if (format > lumetra::LAST_FORMAT) return 1;
 
     m_texCfg.format = static_cast<LUMETRA_IMGFORMATTYPE>(format);
     m_nativeTexture = texture;

@@ -1,31 +1,58 @@
-// pixel_formats.cpp - byte counts by format.
+// pixel_formats.cpp - the table of formats, and byte counts by it.
 #include "image/pixel_formats.h"
 
+#include <array>
 #include <new>
 
-bool hasPixels(LUMETRA_IMGFORMATTYPE format) {
-    return format >= LUMETRA_IMGFORMAT_RGB && format <= LUMETRA_IMGFORMAT_GRAY8 &&
-           format != LUMETRA_IMGFORMAT_RESERVED6;
+namespace lumetra {
+
+namespace {
+
+PixelFormat colour(std::uint64_t bitsPerPixel, GreyRun GreyKernels::*toGrey) {
+    return {.bitsPerPixel = bitsPerPixel,
+            .becomesGrey = true,
+            .toGrey = toGrey,
+            .flips = true,
+            .derivesWhenFlipped = true,
+            .suppliedLevels = SuppliedLevels::Converted};
+}
+
+using Table = std::array<PixelFormat, LAST_FORMAT + 1>;
+
+Table makeTable() {
+    Table table;
+    table[LUMETRA_IMGFORMAT_RGB] = colour(24, &GreyKernels::fromRgb);
+    table[LUMETRA_IMGFORMAT_YUV420] = {.bitsPerPixel = 12};
+    table[LUMETRA_IMGFORMAT_BGRA] = colour(32, &GreyKernels::fromBgra);
+    // Packed luma has no flip. Where one is asked for nothing is extracted, and levels are derived from what
+    // is there, over level 0 itself.
+    table[LUMETRA_IMGFORMAT_YUYV] = {.bitsPerPixel = 16,
+                                     .becomesGrey = true,
+                                     .toGrey = &GreyKernels::evenBytes,
+                                     .pixelsAtOnce = 2,
+                                     .derivesWhenFlipped = true};
+    table[LUMETRA_IMGFORMAT_BGR] = colour(24, &GreyKernels::fromBgr);
+    table[LUMETRA_IMGFORMAT_GRAY8] = {.bitsPerPixel = 8,
+                                      .becomesGrey = true,
+                                      .flips = true,
+                                      .suppliedLevels = SuppliedLevels::KeptUnlessFlipped};
+    return table;
+}
+
+}  // namespace
+
+const PixelFormat& pixelFormat(LUMETRA_IMGFORMATTYPE format) {
+    static const Table table = makeTable();
+    const bool isOne = format >= LUMETRA_IMGFORMAT_NONE && format <= LAST_FORMAT;
+    return table[static_cast<std::size_t>(isOne ? format : LUMETRA_IMGFORMAT_NONE)];
 }
 
 std::uint64_t pictureBytes(LUMETRA_IMGFORMATTYPE format, std::int32_t width, std::int32_t height) {
     if (width < 1 || height < 1) return 0;
     const std::uint64_t pixels = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
-    switch (format) {
-        case LUMETRA_IMGFORMAT_RGB:
-        case LUMETRA_IMGFORMAT_BGR:
-            return 3 * pixels;
-        case LUMETRA_IMGFORMAT_YUV420:
-            return (3 * pixels) >> 1;
-        case LUMETRA_IMGFORMAT_BGRA:
-            return 4 * pixels;
-        case LUMETRA_IMGFORMAT_YUYV:
-            return 2 * pixels;
-        case LUMETRA_IMGFORMAT_GRAY8:
-            return pixels;
-        default:
-            return 0;
-    }
+    const std::uint64_t bits = pixelFormat(format).bitsPerPixel;
+    // In whole bytes or halves of them, as far as the product of two sides and 32 bits goes.
+    return bits % 8 == 0 ? bits / 8 * pixels : (bits / 4 * pixels) >> 1;
 }
 
 std::int32_t pyramidBytes(std::uint64_t levelZeroBytes) {
@@ -36,9 +63,11 @@ std::int32_t pyramidBytes(std::uint64_t levelZeroBytes) {
 
 std::int32_t bufferBytes(LUMETRA_IMGFORMATTYPE format, std::int32_t width, std::int32_t height,
                          std::int32_t pushedBytes, bool mipMap) {
-    if (!hasPixels(format)) return 0;
+    if (pixelFormat(format).bitsPerPixel == 0) return 0;
     const std::uint64_t levelZero = pictureBytes(format, width, height);
     const std::int32_t enlarged = pyramidBytes(levelZero);
     const bool exact = pushedBytes >= 0 && static_cast<std::uint64_t>(pushedBytes) == levelZero;
     return exact && !mipMap ? pushedBytes : enlarged;
 }
+
+}  // namespace lumetra

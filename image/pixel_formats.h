@@ -1,15 +1,36 @@
-// pixel_formats.h - how many bytes pictures of each format take, level by level. Plain functions.
+// pixel_formats.h - what the engine knows of each pixel format, in one table, and the bytes that pictures
+// take. Plain functions and constants.
 #ifndef LUMETRA_IMAGE_PIXEL_FORMATS_H
 #define LUMETRA_IMAGE_PIXEL_FORMATS_H
 
 #include <cstdint>
 
 #include "LumetraCore/LumetraTypes.h"
+#include "image/grey_kernels.h"
+
+namespace lumetra {
 
 inline constexpr int PYRAMID_LEVELS = 8;
 
-/// Whether intake keeps pixel bytes of the format.
-bool hasPixels(LUMETRA_IMGFORMATTYPE format);
+/// The highest number that is a format.
+inline constexpr LUMETRA_IMGFORMATTYPE LAST_FORMAT = LUMETRA_IMGFORMAT_GRAY8;
+
+/// What conversion to grey makes of the smaller levels that came along with a picture.
+enum class SuppliedLevels { NotImplemented, Converted, KeptUnlessFlipped };
+
+struct PixelFormat {
+    std::uint64_t bitsPerPixel = 0;  // 0: no pixels are kept
+    bool becomesGrey = false;        // if not, conversion leaves its frames alone, and nothing below matters
+
+    GreyRun GreyKernels::*toGrey = nullptr;  // null: it is grey
+    std::uint32_t pixelsAtOnce = 1;          // a remainder of fewer is dropped
+    bool flips = false;                      // if not, a frame that should be flipped is not converted at all
+    bool derivesWhenFlipped = false;         // levels
+    SuppliedLevels suppliedLevels = SuppliedLevels::NotImplemented;
+};
+
+/// The format's row; one without pixels for a number that is none.
+const PixelFormat& pixelFormat(LUMETRA_IMGFORMATTYPE format);
 
 /// Bytes of a width x height picture, never wrapped; 0 for formats without pixels. A 4:2:0 picture with an
 /// odd number of half bytes loses the last one.
@@ -25,5 +46,7 @@ std::int32_t pyramidBytes(std::uint64_t levelZeroBytes);
 /// @throws std::bad_alloc if room for all levels would not fit 31 bits, wanted or not
 std::int32_t bufferBytes(LUMETRA_IMGFORMATTYPE format, std::int32_t width, std::int32_t height,
                          std::int32_t pushedBytes, bool mipMap);
+
+}  // namespace lumetra
 
 #endif

@@ -43,7 +43,7 @@ void flipRows(std::uint8_t* picture, std::int32_t width, std::int32_t height) {
 void deriveLevels(IChnk& chunk, std::uint8_t* cursor) {
     std::int32_t width = chunk.width;
     std::int32_t height = chunk.height;
-    for (int k = 1; k < PYRAMID_LEVELS; ++k) {
+    for (int k = 1; k < lumetra::PYRAMID_LEVELS; ++k) {
         chunk.data->lvl[k] = cursor;
         width >>= 1;
         height >>= 1;

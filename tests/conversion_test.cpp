@@ -15,6 +15,7 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/waiting.h"
 
+using namespace lumetra;
 using testing::ElementsAre;
 using testing::Pair;
 
@@ -25,9 +26,9 @@ constexpr int FLIP = LUMETRA_CONVERT_FLIPVERTICAL, DUMP = LUMETRA_CONVERT_DEBUGD
 
 int convert(IChnk& chunk, int flags, bool mipMap) {
     const auto modifiers = static_cast<LUMETRA_CONVERSIONMODIFIER>(flags);
-    const int leftOut = unsupportedSteps(chunk, modifiers, mipMap);
-    convertPixels(chunk, modifiers, mipMap);
-    return leftOut;
+    const ConversionPlan plan = planConversion(chunk, modifiers, mipMap);
+    lumetra::convert(chunk, plan);
+    return plan.unsupportedSteps;
 }
 
 Bytes level(const IChnk& chunk, int k) {
@@ -212,6 +213,44 @@ TEST(Conversion, OfFlippedPackedLumaDerivesOverLevelZero) {
     EXPECT_EQ((Bytes{0, 2, 8, 10}), level(*chunk, 1));
 }
 
+TEST(ConversionPlan, SaysWhatBecomesOfEachFormat) {
+    using enum ConversionPlan::Levels;
+    constexpr bool SUPPLIED = true, NONE_CAME = false;
+    const struct {
+        int format, flags;
+        bool supplied;
+        bool converts, flips;
+        ConversionPlan::Levels levels;
+        int unsupported, formatAfter;
+    } cases[] = {
+        {1, GRAY | PYRAMID | FLIP, SUPPLIED, true, true, Supplied, 0, 7},
+        {3, GRAY | PYRAMID, NONE_CAME, true, false, Derived, 0, 7},
+        {5, GRAY | FLIP, SUPPLIED, true, true, None, 0, 7},
+        {5, PYRAMID | FLIP, SUPPLIED, false, false, None, 0, 5},
+        {4, GRAY | PYRAMID, NONE_CAME, true, false, Derived, 0, 7},
+        {4, GRAY | PYRAMID | FLIP, NONE_CAME, false, false, Derived, 1, 7},
+        {4, GRAY | PYRAMID | FLIP, SUPPLIED, false, false, None, 2, 7},
+        {7, GRAY | PYRAMID, NONE_CAME, false, false, Derived, 0, 7},
+        {7, GRAY | PYRAMID | FLIP, NONE_CAME, false, true, None, 1, 7},
+        {7, GRAY | PYRAMID, SUPPLIED, false, false, None, 0, 7},
+        {2, GRAY | PYRAMID | FLIP, SUPPLIED, false, false, None, 0, 2},
+        {6, GRAY | PYRAMID | FLIP, SUPPLIED, false, false, None, 0, 6},
+        {-3, GRAY | PYRAMID | FLIP, SUPPLIED, false, false, None, 0, -3},
+        {8, GRAY | PYRAMID | FLIP, NONE_CAME, false, false, None, 0, 8},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.format) + " with " + std::to_string(c.flags));
+        IChnk chunk(3, 3, static_cast<LUMETRA_IMGFORMATTYPE>(c.format), 0, "");
+        chunk.size = static_cast<int>(pictureBytes(chunk.format, 3, 3)) + (c.supplied ? 1 : 0);
+        const auto plan = planConversion(chunk, static_cast<LUMETRA_CONVERSIONMODIFIER>(c.flags), true);
+        EXPECT_EQ(c.converts, plan.toGrey != nullptr);
+        EXPECT_EQ(c.flips, plan.flip);
+        EXPECT_EQ(c.levels, plan.levels);
+        EXPECT_EQ(c.unsupported, plan.unsupportedSteps);
+        EXPECT_EQ(c.formatAfter, plan.formatAfter);
+    }
+}
+
 TEST(Dump, NamesAreCutTo127Bytes) {
     EXPECT_EQ("/tmp/dbg_12_lvl_7.pgm", dumpName("/tmp", 12, 7, "pgm"));
     EXPECT_EQ("./dbg_-1_lvl_0.ppm", dumpName(".", -1, 0, "ppm"));
@@ -320,7 +359,6 @@ TEST_F(ConversionInEngine, HasNothingToConvertInAFrameTooOldToBeSeen) {
         EngineProbe::convertQueued(engine, frame, flags);
         EXPECT_THAT(LogCapture::take(), ElementsAre("NOT IMPLEMENTED!"));
         const lumetra::Chunk chunk = EngineProbe::chunks(engine).at(frame);
-        EXPECT_EQ(LUMETRA_IMGFORMAT_GRAY8, chunk->format);
         if (age == 0 && !lumetra::isFresh(currentTimeMs(), frame)) continue;  // too busy a machine to say
         EXPECT_EQ(converted, chunk->data != nullptr) << "age " << age << ", flags " << flags;
         if (converted) {

@@ -19,8 +19,8 @@ inline void require(bool holds, const char* what) {
 /// Requires memory behind every pixel that a chunk tells of.
 template <class Chunk>
 void checkLevels(const Chunk& chunk) {
-    for (int k = 0; k < PYRAMID_LEVELS; ++k) {
-        const auto bytes = pictureBytes(chunk.format, chunk.width >> k, chunk.height >> k);
+    for (int k = 0; k < lumetra::PYRAMID_LEVELS; ++k) {
+        const auto bytes = lumetra::pictureBytes(chunk.format, chunk.width >> k, chunk.height >> k);
         if (unsigned char* const level = chunk.data->lvl[k]; level != nullptr)
             require(__asan_region_is_poisoned(level, bytes) == nullptr, "every pixel of a level is there");
     }
