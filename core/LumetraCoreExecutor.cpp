@@ -4,9 +4,10 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "base/process_wide.h"
 #include "core/frame_timing.h"
 #include "core/load_limits.h"
-#include "image/module_push.h"
+#include "image/picture_encoder.h"
 #include "image/push_gate.h"
 #include "platform/sleep_precision.h"
 
@@ -17,22 +18,22 @@ LumetraCoreExecutor::LumetraCoreExecutor() {
     logViaCallback(text);
 
     m_threadPool = std::make_unique<ThreadPool>(threads);
-    allocateJpegBuffer();
+    lumetra::processWide<lumetra::PictureEncoder>().allocate();
     m_running = true;
     try {
         m_eventLoopThread = std::make_unique<std::thread>([this] { runEventLoop(); });
     } catch (...) {
-        releaseJpegBuffer();
+        lumetra::processWide<lumetra::PictureEncoder>().release();
         throw;
     }
-    lumetra::PushGate::ofProcess().open(this);
+    lumetra::processWide<lumetra::PushGate>().open(this);
 }
 
 LumetraCoreExecutor::~LumetraCoreExecutor() {
     m_running = false;
     m_messages.close();
-    lumetra::PushGate::ofProcess().close(this);
-    releaseJpegBuffer();
+    lumetra::processWide<lumetra::PushGate>().close(this);
+    lumetra::processWide<lumetra::PictureEncoder>().release();
     m_eventLoopThread->join();
     m_messages.waitForPushersToLeave();
     m_messages.clear();

@@ -68,56 +68,52 @@ void FrameBuffers::allocatePixels(IChnk& chunk, std::int32_t bytes) {
 }
 
 FrameBuffers::Clock::time_point FrameBuffers::trim(Clock::time_point now) {
-    Waiting oldest;  // freed behind the lock
-    const std::lock_guard lock(m_mutex);
-    const bool framesCome = framesComeAt(now);
-    const bool tooMany = framesCome && m_waiting.size() > SPARE && now - m_waiting.front().since > MAX_IDLE;
-    if (tooMany || (!framesCome && !m_waiting.empty())) {
-        oldest = std::move(m_waiting.front());
-        m_waiting.erase(m_waiting.begin());
-    }
-    if (framesCome) return m_lastTaken + MAX_IDLE;
-    return m_waiting.empty() ? Clock::time_point::max() : now + TRIM_PACE;
-}
-
-bool FrameBuffers::framesComeAt(Clock::time_point now) const {
-    return now - m_lastTaken < MAX_IDLE;
+    Waiting oldest;
+    return m_state.with([&oldest, now](State& state) {
+        auto& waiting = state.waiting;
+        const bool framesCome = state.framesComeAt(now);
+        const bool tooMany = framesCome && waiting.size() > SPARE && now - waiting.front().since > MAX_IDLE;
+        if (tooMany || (!framesCome && !waiting.empty())) {
+            oldest = std::move(waiting.front());
+            waiting.erase(waiting.begin());
+        }
+        if (framesCome) return state.lastTaken + MAX_IDLE;
+        return waiting.empty() ? Clock::time_point::max() : now + TRIM_PACE;
+    });
 }
 
 std::size_t FrameBuffers::waiting() const {
-    const std::lock_guard lock(m_mutex);
-    return m_waiting.size();
+    return m_state.with([](const State& state) { return state.waiting.size(); });
 }
 
 // The buffer given back last is the warmest; one of another size means that the geometry has changed.
 FrameBuffers::Buffer FrameBuffers::take(std::size_t capacity) {
     std::vector<Waiting> freed;
-    {
-        const std::lock_guard lock(m_mutex);
-        m_lastTaken = Clock::now();
-        if (m_capacity != capacity) {
-            freed.swap(m_waiting);
-            m_capacity = capacity;
+    Buffer taken = m_state.with([&freed, capacity](State& state) {
+        state.lastTaken = Clock::now();
+        if (state.capacity != capacity) {
+            freed.swap(state.waiting);
+            state.capacity = capacity;
         }
-        if (!m_waiting.empty()) {
-            Buffer buffer = std::move(m_waiting.back().buffer);
-            m_waiting.pop_back();
-            return buffer;
-        }
-    }
-    return allocate(capacity);
+        if (state.waiting.empty()) return Buffer();
+        Buffer buffer = std::move(state.waiting.back().buffer);
+        state.waiting.pop_back();
+        return buffer;
+    });
+    return taken == nullptr ? allocate(capacity) : std::move(taken);
 }
 
 void FrameBuffers::giveBack(Buffer buffer, std::size_t capacity) noexcept {
     if (!RECYCLES || buffer == nullptr) return;
-    const std::lock_guard lock(m_mutex);
-    const Clock::time_point now = Clock::now();
-    if (m_capacity != capacity || !framesComeAt(now)) return;  // nobody would come for it
-    try {
-        m_waiting.push_back({std::move(buffer), now});
-    } catch (...) {
-        // No memory to remember it by: the buffer is freed.
-    }
+    m_state.with([&buffer, capacity](State& state) {
+        const Clock::time_point now = Clock::now();
+        if (state.capacity != capacity || !state.framesComeAt(now)) return;  // nobody would come for it
+        try {
+            state.waiting.push_back({std::move(buffer), now});
+        } catch (...) {
+            // No memory to remember it by: the buffer is freed.
+        }
+    });
 }
 
 void layOutLevels(IChnk& chunk) {

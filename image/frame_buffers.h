@@ -8,10 +8,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "LumetraCore/IChnk.h"
+#include "base/synchronized.h"
 
 /// Buffers of one size that wait for a frame, never more than were in use at once. Any thread. Own it by
 /// std::shared_ptr: a chunk may outlive it and then frees its buffer.
@@ -51,15 +51,19 @@ private:
         Clock::time_point since;
     };
 
+    struct State {
+        bool framesComeAt(Clock::time_point now) const { return now - lastTaken < MAX_IDLE; }
+
+        std::vector<Waiting> waiting;  // longest waiting first
+        std::size_t capacity = 0;      // bytes of each
+        Clock::time_point lastTaken;
+    };
+
     static Buffer allocate(std::size_t capacity);
     Buffer take(std::size_t capacity);
     void giveBack(Buffer buffer, std::size_t capacity) noexcept;
-    bool framesComeAt(Clock::time_point now) const;
 
-    mutable std::mutex m_mutex;      // guards what follows; never held while memory is freed
-    std::vector<Waiting> m_waiting;  // longest waiting first
-    std::size_t m_capacity = 0;      // bytes of each
-    Clock::time_point m_lastTaken;
+    lumetra::Synchronized<State> m_state;  // memory is freed without it
 };
 
 /// Sets lvl[1] to lvl[7] behind lvl[0], each right behind the level before it.

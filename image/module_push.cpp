@@ -1,63 +1,22 @@
 // module_push.cpp - frames that modules push. Runs on the module's thread.
 // Where the host takes part in texts it sees the frame's descriptor first, with a picture of a YUYV frame if
 // it wants one, and what it answers travels with the frame.
-#include "image/module_push.h"
-
-#include <algorithm>
-#include <cstring>
-#include <memory>
-#include <mutex>
 #include <string>
 
 #include "LumetraCore/utf_conversion.h"
+#include "base/process_wide.h"
 #include "core/LumetraCoreExecutor.h"
 #include "core/json_reading.h"
 #include "core/json_writing.h"
-#include "image/TooJpeg.h"
-#include "image/base64.h"
-#include "image/grey_kernels.h"
+#include "image/picture_encoder.h"
 #include "image/pixel_formats.h"
 #include "image/push_gate.h"
 
 namespace {
 
-constexpr unsigned char JPEG_QUALITY = 90;
-
-std::mutex jpgMutex;  // one picture at a time; guards what follows
-unsigned char* m_jpgData = nullptr;
-unsigned int m_jpgDataSize = 0;
-unsigned char* greyPicture = nullptr;  // kept between frames: fresh memory costs more than filling it
-std::size_t greyPixels = 0;
-
-// A picture beyond the buffer is cut short.
-void storeJpeg(void*, const unsigned char* bytes, std::size_t count) {
-    const std::size_t stored = std::min(count, std::size_t{JPEG_CAPACITY} - m_jpgDataSize);
-    std::memcpy(m_jpgData + m_jpgDataSize, bytes, stored);
-    m_jpgDataSize += static_cast<unsigned int>(stored);
-}
-
 // As intake would refuse the frame, before anything of it is read.
 void refuseImpossibleSize(std::int32_t width, std::int32_t height) {
     lumetra::bufferBytes(LUMETRA_IMGFORMAT_YUYV, width, height, 0, false);
-}
-
-void releaseGreyPicture() {
-    delete[] greyPicture;
-    greyPicture = nullptr;
-    greyPixels = 0;
-}
-
-// A grey JPEG of a YUYV frame into the JPEG buffer, whose lock is held.
-void encodePicture(const unsigned char* frame, std::int32_t width, std::int32_t height) {
-    const std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-    if (greyPixels != pixels) {
-        releaseGreyPicture();  // first, so that there are never two
-        greyPicture = new unsigned char[pixels];
-        greyPixels = pixels;
-    }
-    greyKernels().evenBytes(frame, greyPicture, pixels);
-    TooJpeg::writeJpegInRuns(storeJpeg, nullptr, greyPicture, static_cast<unsigned short>(width),
-                             static_cast<unsigned short>(height), false, JPEG_QUALITY, false, "Native");
 }
 
 // Adds the picture to an object's text as its last member, where the size allows one an empty one. It needs
@@ -66,12 +25,7 @@ void addPicture(std::u16string& object, const unsigned char* frame, std::int32_t
     const bool isEmpty = object.size() == 2;
     object.pop_back();
     object += isEmpty ? u"\"image\":\"" : u",\"image\":\"";
-    if (width >= 1 && height >= 1) {
-        const std::lock_guard lock(jpgMutex);
-        m_jpgDataSize = 0;
-        if (m_jpgData != nullptr) encodePicture(frame, width, height);  // the engine may be going
-        appendBase64(object, m_jpgData, m_jpgDataSize);
-    }
+    lumetra::processWide<lumetra::PictureEncoder>().appendPicture(object, frame, width, height);
     object += u"\"}";
 }
 
@@ -96,24 +50,9 @@ std::string exchangeJson(LUMETRA_HOSTTEXTFN hostText, const char* descriptor, co
 
 }  // namespace
 
-void allocateJpegBuffer() {
-    auto buffer = std::make_unique<unsigned char[]>(JPEG_CAPACITY);
-    const std::lock_guard lock(jpgMutex);
-    m_jpgData = buffer.release();
-    m_jpgDataSize = 0;
-}
-
-void releaseJpegBuffer() {
-    const std::lock_guard lock(jpgMutex);
-    delete[] m_jpgData;
-    m_jpgData = nullptr;
-    m_jpgDataSize = 0;
-    releaseGreyPicture();
-}
-
 int LumetraCoreExecutor::pushNativeImage(void* context, const unsigned char* data, int size,
                                          const char* descriptor, int frameIndex) {
-    const lumetra::PushGate::Visit visit(lumetra::PushGate::ofProcess(), context);
+    const lumetra::PushGate::Visit visit(lumetra::processWide<lumetra::PushGate>(), context);
     if (!visit) return 0;
 
     auto& engine = *static_cast<LumetraCoreExecutor*>(context);

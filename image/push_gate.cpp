@@ -1,8 +1,6 @@
 // push_gate.cpp - who is inside, and who waits for them to leave.
 #include "image/push_gate.h"
 
-#include <new>
-
 namespace lumetra {
 
 namespace {
@@ -10,13 +8,6 @@ namespace {
 thread_local int ownVisits = 0;  // a push's host text may push again, or end the engine
 
 }  // namespace
-
-PushGate& PushGate::ofProcess() {
-    // Never destroyed: threads may push while the process ends.
-    alignas(PushGate) static unsigned char place[sizeof(PushGate)];
-    static PushGate& gate = *new (place) PushGate;
-    return gate;
-}
 
 void PushGate::open(const void* engine) {
     m_state.with([engine](State& state) { state.engine = engine; });

@@ -10,12 +10,9 @@
 
 namespace lumetra {
 
-/// Any thread.
+/// Any thread. The engine's is processWide().
 class PushGate {
 public:
-    /// The process's one, which outlives every thread.
-    static PushGate& ofProcess();
-
     void open(const void* engine);
     /// Lets nobody else in, and returns once everybody has left but who pushes on the calling thread.
     void close(const void* engine);

@@ -8,7 +8,7 @@
 #include "LumetraCore/utf_conversion.h"
 #include "image/TooJpeg.h"
 #include "image/base64.h"
-#include "image/module_push.h"
+#include "image/picture_encoder.h"
 #include "tests/support/engine_probe.h"
 #include "tests/support/frames.h"
 #include "tests/support/log_capture.h"
@@ -167,7 +167,7 @@ TEST_F(ModulePush, CutsAPictureShortThatIsLargerThanItsBuffer) {
     EXPECT_EQ(1, push(randomBytes(2048 * 2048 * 2, 2), "{}"));
     rapidjson::Document shown;
     shown.Parse(Host::seen.at(0).c_str());
-    EXPECT_EQ((JPEG_CAPACITY + 2) / 3 * 4, shown["image"].GetStringLength());
+    EXPECT_EQ((lumetra::JPEG_CAPACITY + 2) / 3 * 4, shown["image"].GetStringLength());
 }
 
 TEST_F(ModulePush, TouchesNothingButTheLivingEngine) {
