@@ -23,29 +23,37 @@ std::int32_t wrappedProduct(std::int32_t a, std::int32_t b) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b));
 }
 
+const char* textOrEmpty(const char* text) {
+    return text == nullptr ? "" : text;
+}
+
 int writeImage(const char* magic, const char* path, const char* comment, const unsigned char* samples,
                int width, int height, int samplesPerPixel) {
-    std::FILE* file = std::fopen(path, "wb");
+    std::FILE* file = std::fopen(textOrEmpty(path), "wb");
     if (file == nullptr) {
-        std::printf("PGM_FUNCTIONS error: Couldn't open %s for writing\n", path);
+        std::printf("PGM_FUNCTIONS error: Couldn't open %s for writing\n", textOrEmpty(path));
         return -1;
     }
-    std::fprintf(file, "%s\n#%s\n%d %d\n255\n", magic, comment, width, height);
+    std::fprintf(file, "%s\n#%s\n%d %d\n255\n", magic, textOrEmpty(comment), width, height);
     const std::int32_t count = wrappedProduct(wrappedProduct(width, height), samplesPerPixel);
-    if (count > 0) std::fwrite(samples, 1, static_cast<std::size_t>(count), file);
+    if (count > 0 && samples != nullptr) std::fwrite(samples, 1, static_cast<std::size_t>(count), file);
     std::fclose(file);
     return 0;
 }
 
-// The next number of a header line, as "%d" reads one; `text` moves behind it. Nothing if there is none or
-// it has more than 32 bits.
-std::optional<std::int32_t> parseInteger(const char*& text) {
+enum class Parsed { Number, None, TooLarge };
+
+// The next number of a header line, as "%d" reads one; `text` moves behind it. `value` stays where there is
+// none, or one of more than 32 bits.
+Parsed parseInteger(const char*& text, std::int32_t& value) {
     char* end = nullptr;
     errno = 0;
-    const long long value = std::strtoll(text, &end, 10);
-    if (end == text || errno == ERANGE || value < INT32_MIN || value > INT32_MAX) return std::nullopt;
+    const long long number = std::strtoll(text, &end, 10);
+    if (end == text) return Parsed::None;
+    if (errno == ERANGE || number < INT32_MIN || number > INT32_MAX) return Parsed::TooLarge;
     text = end;
-    return static_cast<std::int32_t>(value);
+    value = static_cast<std::int32_t>(number);
+    return Parsed::Number;
 }
 
 using HeaderLine = std::array<char, 256>;
@@ -54,7 +62,8 @@ bool readLine(std::FILE* file, HeaderLine& line) {
     return std::fgets(line.data(), static_cast<int>(line.size()), file) != nullptr;
 }
 
-// Reads magic, size and maximum; nothing if one of them does not parse. The size is told as far as it goes.
+// Reads magic, size and maximum; nothing if the file ends there or a number is too large. A size that does
+// not parse stays the caller's from there on; a maximum that does not is 255.
 std::optional<std::int32_t> readHeader(std::FILE* file, char kind, int* width, int* height) {
     if (std::fgetc(file) != 'P' || std::fgetc(file) != kind || std::fgetc(file) != '\n') return std::nullopt;
 
@@ -64,14 +73,14 @@ std::optional<std::int32_t> readHeader(std::FILE* file, char kind, int* width, i
     } while (line[0] == '#' || line[0] == '\n' || line[0] == '\r');
 
     const char* text = line.data();
-    for (int* side : {width, height}) {
-        const auto value = parseInteger(text);
-        if (!value) return std::nullopt;
-        *side = *value;
-    }
-    if (!readLine(file, line)) return std::nullopt;
+    Parsed size = parseInteger(text, *width);
+    if (size == Parsed::Number) size = parseInteger(text, *height);
+    if (size == Parsed::TooLarge || !readLine(file, line)) return std::nullopt;
+
+    std::int32_t maximum = 255;
     text = line.data();
-    return parseInteger(text);
+    if (parseInteger(text, maximum) == Parsed::TooLarge) return std::nullopt;
+    return maximum;
 }
 
 // What becomes of a sample; a maximum of -1 has nothing to divide by.
@@ -113,6 +122,7 @@ SampleCount colourSamples(int width, int height) {
 
 unsigned char* readImage(const char* path, int* width, int* height, char kind,
                          SampleCount (*countSamples)(int, int)) {
+    if (path == nullptr || width == nullptr || height == nullptr) return nullptr;
     std::FILE* file = std::fopen(path, "rb");
     if (file == nullptr) return nullptr;
 
