@@ -44,7 +44,9 @@ struct IChnk {
     std::shared_ptr<dPtr> data;    ///< never null
 };
 
-#if defined(__GLIBCXX__) && defined(__LP64__) && _GLIBCXX_USE_CXX11_ABI
+// The old strings of the GNU library (_GLIBCXX_USE_CXX11_ABI 0) are refused here: frames that hold them do
+// not fit.
+#if defined(__GLIBCXX__) && defined(__LP64__)
 static_assert(sizeof(IChnk) == 72 && offsetof(IChnk, descriptor) == 16 && offsetof(IChnk, format) == 48 &&
                   offsetof(IChnk, data) == 56,
               "modules are built against this layout");
