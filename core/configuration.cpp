@@ -21,7 +21,7 @@ bool Configuration::configure(const char* json) {
     next->forwardNativeImage = readTrue(&document, "forwardNativeImage");
     next->writablepath = readString(&document, "writablepath").value_or(".");
     const auto flags = readInteger(&document, "conversionflags");
-    const auto format = readInteger(&document, "format").value_or(LUMETRA_IMGFORMAT_NONE);
+    const auto format = readClampedInteger(&document, "format").value_or(LUMETRA_IMGFORMAT_NONE);
 
     m_current.with([&](Snapshot& current) {
         next->conversionflags =

@@ -9,6 +9,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
+#include <limits>
+#include <string>
 #include <string_view>
 
 JsonDocument parseJson(const char* text) {
@@ -41,35 +44,48 @@ int nestingDepth(const char* text) {
     return deepest;
 }
 
-// Whether an escape spells the second half of a character without its first. RapidJSON refuses a first half
-// without its second, but takes this one, and would write it as bytes that are no UTF-8.
-bool hasLoneSecondHalf(std::string_view text) {
-    const auto spellsHalf = [text](std::size_t at, std::string_view digits) {
-        const std::string_view escape = text.substr(at, 4);
-        return escape.size() == 4 && escape.starts_with("\\u") && (escape[2] == 'd' || escape[2] == 'D') &&
-               digits.find(escape[3]) != std::string_view::npos;
-    };
-    for (std::size_t i = text.find('\\'); i != std::string_view::npos; i = text.find('\\', i)) {
-        if (spellsHalf(i, "cdefCDEF")) return true;
-        i += spellsHalf(i, "89abAB") ? 12 : 2;  // a whole character, or an escape
+enum class Escape { None, Other, FirstHalf, SecondHalf };
+
+// What the escape at `at` spells: half a character, or anything else.
+Escape escapeAt(std::string_view text, std::size_t at) {
+    const std::string_view escape = text.substr(at, 4);
+    if (!escape.starts_with('\\')) return Escape::None;
+    if (escape.size() < 4 || escape[1] != 'u' || (escape[2] != 'd' && escape[2] != 'D')) return Escape::Other;
+    if (std::string_view("89abAB").find(escape[3]) != std::string_view::npos) return Escape::FirstHalf;
+    const bool isSecond = std::string_view("cdefCDEF").find(escape[3]) != std::string_view::npos;
+    return isSecond ? Escape::SecondHalf : Escape::Other;
+}
+
+// The text with every half of a character that stands alone spelled as a second one: RapidJSON refuses a
+// first half without its second, wherever in the document it is, and takes a second without its first.
+std::string spellHalvesAlike(std::string text) {
+    constexpr std::size_t ESCAPE = 6;  // "\\uXXXX"
+    for (std::size_t i = text.find('\\'); i != std::string::npos; i = text.find('\\', i)) {
+        const Escape escape = escapeAt(text, i);
+        if (escape == Escape::FirstHalf && escapeAt(text, i + ESCAPE) == Escape::SecondHalf) {
+            i += 2 * ESCAPE;
+            continue;
+        }
+        if (escape == Escape::FirstHalf) text.replace(i + 2, 2, "dc");
+        i += 2;
     }
-    return false;
+    return text;
 }
 
 // A document that reads its numbers itself, so that they come out again as they went in. RapidJSON's own
 // exact reading looks outside its tables for some of them, 1.2345678901234567e-340 for one.
 class ExactDocument : public JsonDocument {
 public:
-    // Called by the reader. The digits end with a 0.
+    // Called by the reader.
     bool RawNumber(const char* digits, rapidjson::SizeType length, bool) {
-        const std::string_view number(digits, length);
+        const std::string number(digits, length);  // with the 0 at its end that strtod_l needs
         if (number.find_first_of(".eE") == std::string_view::npos) {
             if (const auto integer = read<std::int64_t>(number)) return Int64(*integer);
             if (const auto natural = read<std::uint64_t>(number)) return Uint64(*natural);
         }
         static const locale_t classic =
             newlocale(LC_ALL_MASK, "C", nullptr);  // the host may have set another
-        return Double(strtod_l(digits, nullptr, classic));
+        return Double(strtod_l(number.c_str(), nullptr, classic));
     }
 
 private:
@@ -85,11 +101,12 @@ private:
 
 JsonDocument parseBoundedJson(const char* text) {
     ExactDocument document;
-    if (nestingDepth(text) > MAX_WRITTEN_DEPTH || hasLoneSecondHalf(text)) return document;
+    if (nestingDepth(text) > MAX_WRITTEN_DEPTH) return document;
 
-    const auto parse = [&document, text](JsonDocument&) {
+    const std::string spelled = spellHalvesAlike(text);
+    const auto parse = [&document, &spelled](JsonDocument&) {
         rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, ThrowingAllocator> reader;
-        rapidjson::StringStream stream(text);
+        rapidjson::StringStream stream(spelled.c_str());
         constexpr unsigned FLAGS = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
         return !reader.Parse<FLAGS>(stream, document).IsError();
     };
@@ -107,6 +124,18 @@ std::optional<std::int32_t> readInteger(const JsonValue* object, const char* nam
     const JsonValue* value = findMember(object, name);
     if (value == nullptr || !value->IsInt()) return std::nullopt;
     return value->GetInt();
+}
+
+std::optional<std::int32_t> readClampedInteger(const JsonValue* object, const char* name) {
+    constexpr double LEAST = std::numeric_limits<std::int32_t>::min();
+    constexpr double GREATEST = std::numeric_limits<std::int32_t>::max();
+    const JsonValue* value = findMember(object, name);
+    if (value == nullptr || !value->IsNumber()) return std::nullopt;
+    if (value->IsInt()) return value->GetInt();
+    const double number = value->GetDouble();
+    if (number >= LEAST && number <= GREATEST) return std::nullopt;  // it has a fraction
+    if (number != std::floor(number)) return std::nullopt;
+    return static_cast<std::int32_t>(std::clamp(number, LEAST, GREATEST));
 }
 
 std::optional<std::string_view> readString(const JsonValue* object, const char* name) {

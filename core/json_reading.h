@@ -37,8 +37,8 @@ using JsonValue = JsonDocument::ValueType;
 JsonDocument parseJson(const char* text);
 
 /// The same for a document that is going to be written out again: numbers keep their value, and a text nested
-/// deeper than MAX_WRITTEN_DEPTH counts as one that is not valid, as does one whose escapes spell half a
-/// character.
+/// deeper than MAX_WRITTEN_DEPTH counts as one that is not valid. Half a character that an escape spells
+/// stays one, which serialize() refuses if it is still there.
 inline constexpr int MAX_WRITTEN_DEPTH = 1000;
 JsonDocument parseBoundedJson(const char* text);
 
@@ -47,6 +47,8 @@ const JsonValue* findMember(const JsonValue* object, const char* name);
 
 /// Typed reads of a member; nothing where it is missing or of another type. An integer has 32 bits.
 std::optional<std::int32_t> readInteger(const JsonValue* object, const char* name);
+/// The same, with a whole number beyond 32 bits as the nearest that has them.
+std::optional<std::int32_t> readClampedInteger(const JsonValue* object, const char* name);
 std::optional<std::string_view> readString(const JsonValue* object, const char* name);
 bool readTrue(const JsonValue* object, const char* name);  ///< the literal true, nothing else
 

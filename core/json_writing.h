@@ -7,6 +7,7 @@
 #include <rapidjson/writer.h>
 
 #include <string>
+#include <string_view>
 
 #include "core/json_reading.h"
 
@@ -18,13 +19,22 @@ inline void writeString(JsonWriter& writer, const std::string& text) {
     writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
 }
 
-/// The document as text, "null" if it holds a number that JSON cannot express. Writing recurses: only
-/// documents of parseBoundedJson may come here.
-inline std::string serialize(const JsonDocument& document) {
+/// Whether the bytes of half a character are in a text, which is then no UTF-8.
+inline bool hasHalfCharacter(std::string_view text) {
+    for (std::size_t i = text.find('\xED'); i != std::string_view::npos; i = text.find('\xED', i + 1))
+        if (i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) >= 0xA0) return true;
+    return false;
+}
+
+/// The document as text, "null" if it holds a number that JSON cannot express, or half a character that
+/// escapes in the text that it was parsed from spell. Writing recurses: only documents of parseBoundedJson
+/// may come here.
+inline std::string serialize(const JsonDocument& document, std::string_view parsedFrom) {
     JsonText text;
     JsonWriter writer(text);
     if (!document.Accept(writer)) return "null";
-    return {text.GetString(), text.GetSize()};
+    std::string written(text.GetString(), text.GetSize());
+    return hasHalfCharacter(written) && !hasHalfCharacter(parsedFrom) ? "null" : written;
 }
 
 #endif

@@ -25,7 +25,8 @@ void addPicture(std::u16string& object, const unsigned char* frame, std::int32_t
     const bool isEmpty = object.size() == 2;
     object.pop_back();
     object += isEmpty ? u"\"image\":\"" : u",\"image\":\"";
-    lumetra::processWide<lumetra::PictureEncoder>().appendPicture(object, frame, width, height);
+    if (frame != nullptr)
+        lumetra::processWide<lumetra::PictureEncoder>().appendPicture(object, frame, width, height);
     object += u"\"}";
 }
 
@@ -40,18 +41,20 @@ std::string exchangeJson(LUMETRA_HOSTTEXTFN hostText, const char* descriptor, co
     const bool hasPicture = cfg.format == LUMETRA_IMGFORMAT_YUYV;
     if (hasPicture && cfg.width >= 1 && cfg.height >= 1) refuseImpossibleSize(cfg.width, cfg.height);
     const JsonDocument document = parseBoundedJson(descriptor);
-    std::u16string text = convertUTFFormat8toV<char, char16_t>(serialize(document));
+    std::u16string text = convertUTFFormat8toV<char, char16_t>(serialize(document, descriptor));
     if (hasPicture && text.starts_with(u'{')) addPicture(text, frame, cfg.width, cfg.height);
 
-    JsonDocument reply = parseBoundedJson(askHost(hostText, text).c_str());
+    const std::string answer = askHost(hostText, text);
+    JsonDocument reply = parseBoundedJson(answer.c_str());
     if (hasPicture && reply.IsObject()) reply.RemoveMember("image");
-    return serialize(reply);
+    return serialize(reply, answer);
 }
 
 }  // namespace
 
 int LumetraCoreExecutor::pushNativeImage(void* context, const unsigned char* data, int size,
                                          const char* descriptor, int frameIndex) {
+    if (descriptor == nullptr) descriptor = "";
     const lumetra::PushGate::Visit visit(lumetra::processWide<lumetra::PushGate>(), context);
     if (!visit) return 0;
 

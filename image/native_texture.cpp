@@ -33,7 +33,7 @@ int LumetraCoreExecutor::setNativeTexturePointer(void* texture, const char* json
     m_texCfg.width = readInteger(&description, "width").value_or(0);
     m_texCfg.height = readInteger(&description, "height").value_or(0);
     m_texCfg.mipMap = readTrue(&description, "mipMap");
-    const std::int32_t format = readInteger(&description, "format").value_or(LUMETRA_IMGFORMAT_NONE);
+    const std::int32_t format = readClampedInteger(&description, "format").value_or(LUMETRA_IMGFORMAT_NONE);
     if (format > lumetra::LAST_FORMAT) return 1;
 
     m_texCfg.format = static_cast<LUMETRA_IMGFORMATTYPE>(format);

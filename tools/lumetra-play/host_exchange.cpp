@@ -55,7 +55,7 @@ SeenDescriptor readDescriptor(const std::string& json) {
         seen.jpeg = decodeBase64(*picture);
         document.RemoveMember("image");
     }
-    seen.text = serialize(document);
+    seen.text = serialize(document, {});
     return seen;
 }
 
