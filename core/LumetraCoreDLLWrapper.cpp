@@ -18,10 +18,11 @@ constexpr int NO_ENGINE_RESULT = 0;
 constexpr std::int32_t NO_ENGINE_ID = -1;
 
 std::string toUtf8(const char16_t* text) {
-    return convertUTFFormatVto8<char16_t, char>(text);
+    return text == nullptr ? std::string() : convertUTFFormatVto8<char16_t, char>(text);
 }
 
 void copyToHost(const std::string& text, char16_t* buffer) {
+    if (buffer == nullptr) return;
     const std::u16string units = convertUTFFormat8toV<char, char16_t>(text);
     units.copy(buffer, units.size());
     buffer[units.size()] = 0;
@@ -95,7 +96,7 @@ int LumetraCore_unregisterCallback(int32_t moduleId, LUMETRA_CBTYPE kind) {
 
 int32_t LumetraCore_getSupportedCallbacks(int32_t moduleId, LUMETRA_CBTYPE* kinds) {
     if (lumcore_exec == nullptr) return NO_ENGINE_ID;
-    return lumcore_exec->getSupportedCallbacks(moduleId, kinds);
+    return kinds == nullptr ? 0 : lumcore_exec->getSupportedCallbacks(moduleId, kinds);
 }
 
 int32_t LumetraCore_getStatus(int32_t moduleId) {

@@ -11,7 +11,7 @@
 int LumetraCoreExecutor::pushImageData(const unsigned char* data, int size, const char* descriptor,
                                        int frameIndex) {
     const auto cfg = m_imgCfg.snapshot();
-    if (!cfg->valid) return 0;
+    if (!cfg->valid || (data == nullptr && size > 0)) return 0;
 
     const auto chunk = std::make_shared<IChnk>(cfg->width, cfg->height, cfg->format, frameIndex, descriptor);
     m_frameBuffers->allocatePixels(

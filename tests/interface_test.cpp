@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "LumetraCore/LumetraCore.h"
+#include "LumetraCore/PGM_FUNCTIONS.h"
 #include "core/LumetraCoreExecutor.h"
 #include "tests/modules/recorder.h"
 #include "tests/support/frames.h"
@@ -43,6 +44,37 @@ TEST(InterfaceWithoutEngine, GivesEveryFunctionsNeutralValue) {
         LumetraCore_initialize();
         LumetraCore_destroy();
     }
+}
+
+TEST_F(Interface, TakesNullForAnEmptyTextAndLeavesNullBuffersAlone) {
+    EXPECT_EQ(0, LumetraCore_command(0, LUMETRA_CMD_CONFIGURE, nullptr));
+    EXPECT_EQ(0, LumetraCore_registerDllByName(nullptr));
+    EXPECT_EQ(0, LumetraCore_initializeDllByName(nullptr, nullptr));
+    ASSERT_EQ(7, LumetraCore_registerDllByName(u"Recorder"));
+    EXPECT_EQ(1, LumetraCore_initializeDllByID(7, nullptr));
+    EXPECT_EQ(44, LumetraCore_command(7, LUMETRA_CMD_START, nullptr));
+    EXPECT_THAT(recorder("Recorder")->takeCalls(),
+                testing::ElementsAre("getModuleID", "initialize ", "command 3 "));
+    EXPECT_EQ(1, LumetraCore_unregisterDllByID(7));
+    EXPECT_EQ(0, LumetraCore_unregisterDllByName(nullptr));
+    for (const int id : {0, 7}) EXPECT_EQ(0, LumetraCore_getSupportedCallbacks(id, nullptr));
+    EXPECT_EQ(1, LumetraCore_setNativeTexturePointer(this, nullptr));
+    LumetraCore_passLogFromNativeLib(nullptr);
+    LumetraCore_getDeviceInfo(nullptr, 0);
+    LumetraCore_enumerateAVDevicesNative(nullptr, 0);
+
+    LumetraCore_command(0, LUMETRA_CMD_CONFIGURE, u"{\"imageCfg\":{\"width\":2,\"height\":2},\"format\":4}");
+    const unsigned char pixels[8] = {};
+    EXPECT_EQ(1, LumetraCore_pushImageData(pixels, 8, nullptr, 0));
+    EXPECT_EQ(1, LumetraCore_pushImageData(nullptr, 0, u"", 0));
+    EXPECT_EQ(0, LumetraCore_pushImageData(nullptr, 1, u"", 0));
+    EXPECT_EQ(1, LumetraCoreExecutor::pushNativeImage(lumcore_exec, pixels, 8, nullptr, 0));
+
+    int side = 0;
+    EXPECT_EQ(nullptr, read_pgm(nullptr, &side, &side));
+    EXPECT_EQ(nullptr, read_ppm("/dev/null", nullptr, &side));
+    EXPECT_EQ(0, write_pgm("/dev/null", nullptr, nullptr, 3, 2));
+    EXPECT_EQ(-1, write_pgm(nullptr, "", nullptr, 3, 2));
 }
 
 TEST_F(Interface, HasOneEngineHoweverOftenItIsInitialized) {

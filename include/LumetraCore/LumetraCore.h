@@ -1,7 +1,7 @@
 /** @file
  * LumetraCore.h - the flat interface that a host drives, for C11 and C++17.
  *
- * Text is UTF-16, ends with a 0 unit and must not be null. Text with an unpaired surrogate leaves the
+ * Text is UTF-16 and ends with a 0 unit; null is an empty one. Text with an unpaired surrogate leaves the
  * call as std::range_error ("wstring_convert: to_bytes error") before anything else happens; a frame
  * or buffer that memory has no room for leaves it as std::bad_alloc. Nothing else is thrown, but for what a
  * module's own entry points throw, std::system_error where LumetraCore_initialize cannot start a thread, and
@@ -70,7 +70,7 @@ LUMETRA_EXPORT int LumetraCore_unregisterCallback(int32_t moduleId, LUMETRA_CBTY
 
 /** Lists callback kinds, ascending for the engine.
  *  @param kinds  the caller's array, filled from its first element; room for every kind (the engine
- *                writes 2)
+ *                writes 2); null is answered with 0
  *  @return how many were written; module: its own result, -1 if it is unknown or cannot tell;
  *          no engine: -1 */
 LUMETRA_EXPORT int32_t LumetraCore_getSupportedCallbacks(int32_t moduleId, LUMETRA_CBTYPE* kinds);
@@ -86,12 +86,13 @@ LUMETRA_EXPORT int32_t LumetraCore_getStatus(int32_t moduleId);
  *  delivered twice, so that its pixels may change while modules look at them. A pusher far ahead of the
  * engine (more than 2,500 frames a second) waits in this call for up to 100 ms; the frame is taken all the
  * same.
- *  @param data        borrowed: the frame in the configured format, then its smaller levels if any
+ *  @param data        borrowed: the frame in the configured format, then its smaller levels if any; null is
+ *                     refused unless `size` is at most 0
  *  @param size        bytes at `data`; what exceeds the frame's buffer is left out, a negative count
  *                     copies nothing
  *  @param descriptor  borrowed: JSON that travels with the frame, unread here
  *  @param frameIndex  the host's number for the frame; appears in debug file names only
- *  @return 1 taken, 0 engine not configured; no engine: 0 */
+ *  @return 1 taken, 0 engine not configured or no data; no engine: 0 */
 LUMETRA_EXPORT int LumetraCore_pushImageData(const unsigned char* data, int32_t size,
                                              const char16_t* descriptor, int32_t frameIndex);
 
@@ -108,7 +109,8 @@ LUMETRA_EXPORT void LumetraCore_passLogFromNativeLib(const char16_t* text);
 #define LUMETRA_DEVICE_TEXT_UNITS 1048576
 
 /** Describes the machine and the running program as JSON. Works without an engine.
- *  @param buffer  the caller's, filled with the text and a 0 unit; LUMETRA_DEVICE_TEXT_UNITS units
+ *  @param buffer  the caller's, filled with the text and a 0 unit; LUMETRA_DEVICE_TEXT_UNITS units; null is
+ * left alone
  *  @param unused  has no effect */
 LUMETRA_EXPORT void LumetraCore_getDeviceInfo(char16_t* buffer, int32_t unused);
 

@@ -90,16 +90,17 @@ typedef void (*LUMETRA_LOGFN)(int32_t level, const char16_t* text);
 typedef const char16_t* (*LUMETRA_HOSTTEXTFN)(void* unused, const char16_t* text);
 
 /** Pushes a module's own frame, as LumetraCore_pushImageData does for a host: 1 taken, 0 not configured.
- *  `context` is the user pointer that came with the function; `descriptor` is UTF-8 and not null.
+ *  `context` is the user pointer that came with the function; `descriptor` is UTF-8; null is an empty one.
+ *  0 too once the engine is gone: a push that comes then touches nothing.
  *
  *  WHILE "forwardNativeImage" IS ON AND THE CONFIGURED FORMAT IS YUYV, `data` MUST HOLD
  *  2 x width x height BYTES OF THE CONFIGURED SIZE, whatever `size` says: that many are read.
  *
  *  With forwarding on a descriptor or an answer to it that is no JSON, nests deeper than 1,000 levels or
- *  holds an escape for half a character travels as "null"; the picture of a frame whose JPEG exceeds
- *  1,048,576 bytes is cut off there and does not decode whole.
- *  Throws, so catch on a thread of your own: std::bad_alloc (no memory, or a size beyond 31 bits),
- *  std::range_error (descriptor or reply is no valid text), and what the host's callback throws. */
+ *  holds an escape for half a character (an answer: outside "image") travels as "null"; the picture of a
+ * frame whose JPEG exceeds 1,048,576 bytes is cut off there and does not decode whole. Throws, so catch on a
+ * thread of your own: std::bad_alloc (no memory, or a size beyond 31 bits), std::range_error (descriptor or
+ * reply is no valid text), and what the host's callback throws. */
 typedef int (*LUMETRA_PUSHFN)(void* context, const unsigned char* data, int size, const char* descriptor,
                               int frameIndex);
 
