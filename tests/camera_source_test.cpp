@@ -1,5 +1,5 @@
 // The module CameraSource in a real engine, and its V4L2 unit over a device that the test plays.
-#include "examples/modules/CameraSource/CameraSource.h"
+#include "plugins/CameraSource/CameraSource.h"
 
 #include <gmock/gmock.h>
 #include <linux/videodev2.h>
@@ -10,7 +10,7 @@
 #include <fstream>
 #include <set>
 
-#include "examples/modules/CameraSource/video_device_linux.h"
+#include "plugins/CameraSource/video_device_linux.h"
 #include "tests/modules/recorder.h"
 #include "tests/support/engine_probe.h"
 #include "tests/support/frames.h"

@@ -1,5 +1,5 @@
 // LiveView_test.cpp - the module as hosts load it, asked over the network as browsers do.
-#include "examples/modules/LiveView/LiveView.h"
+#include "plugins/LiveView/LiveView.h"
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>

@@ -1,5 +1,5 @@
 // live_frames_test.cpp - frames come while others look, for the thread sanitizer above all.
-#include "examples/modules/LiveView/live_frames.h"
+#include "plugins/LiveView/live_frames.h"
 
 #include <gtest/gtest.h>
 

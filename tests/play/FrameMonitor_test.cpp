@@ -1,5 +1,5 @@
 // FrameMonitor_test.cpp - the module as hosts load it: the real library, called by its entry points.
-#include "examples/modules/FrameMonitor/FrameMonitor.h"
+#include "plugins/FrameMonitor/FrameMonitor.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "core/json_writing.h"
-#include "examples/modules/CameraSource/CameraSource.h"
+#include "plugins/CameraSource/CameraSource.h"
 #include "tools/lumetra-play/log_sink.h"
 #include "tools/lumetra-play/play_error.h"
 #include "tools/lumetra-play/text.h"

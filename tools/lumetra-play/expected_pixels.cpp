@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "examples/modules/FrameMonitor/pixel_digest.h"
+#include "plugins/FrameMonitor/pixel_digest.h"
 
 namespace {
 

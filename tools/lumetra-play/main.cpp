@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "examples/modules/LiveView/LiveView.h"
+#include "plugins/LiveView/LiveView.h"
 #include "tools/lumetra-play/camera_play.h"
 #include "tools/lumetra-play/colour.h"
 #include "tools/lumetra-play/engine_session.h"

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "core/json_reading.h"
-#include "examples/modules/FrameMonitor/FrameMonitor.h"
+#include "plugins/FrameMonitor/FrameMonitor.h"
 #include "tools/lumetra-play/text.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // view_server.cpp - routes, and what keeps strangers and other sites out.
-#include "examples/modules/LiveView/view_server.h"
+#include "plugins/LiveView/view_server.h"
 
 #include <arpa/inet.h>
 #include <httplib.h>
@@ -8,7 +8,7 @@
 #include <charconv>
 #include <system_error>
 
-#include "examples/modules/LiveView/page.h"
+#include "plugins/LiveView/page.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // frame_producer.cpp - the stop signal, what is opened for which source, and frames from files and pipes.
-#include "examples/modules/CameraSource/frame_producer.h"
+#include "plugins/CameraSource/frame_producer.h"
 
 #include <fcntl.h>
 #include <poll.h>

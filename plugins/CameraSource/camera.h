@@ -13,7 +13,7 @@
 #include <thread>
 
 #include "LumetraCore/LumetraTypes.h"
-#include "examples/modules/CameraSource/frame_producer.h"
+#include "plugins/CameraSource/frame_producer.h"
 
 class Camera {
 public:

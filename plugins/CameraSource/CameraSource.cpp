@@ -1,8 +1,8 @@
 // CameraSource.cpp - the module's entry points; each forwards to the one camera.
-#include "examples/modules/CameraSource/CameraSource.h"
+#include "plugins/CameraSource/CameraSource.h"
 
 #include "LumetraCore/LumetraModule.h"
-#include "examples/modules/CameraSource/camera.h"
+#include "plugins/CameraSource/camera.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 // live_frames.cpp - recording a frame, and computing what somebody asks for.
-#include "examples/modules/LiveView/live_frames.h"
+#include "plugins/LiveView/live_frames.h"
 
 #include <algorithm>
 #include <vector>
 
-#include "examples/modules/FrameMonitor/push_time.h"
 #include "image/TooJpeg.h"
+#include "plugins/FrameMonitor/push_time.h"
 
 namespace {
 

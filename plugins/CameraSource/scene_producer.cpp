@@ -3,7 +3,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "examples/modules/CameraSource/frame_producer.h"
+#include "plugins/CameraSource/frame_producer.h"
 
 namespace {
 

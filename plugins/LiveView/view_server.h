@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "examples/modules/LiveView/live_frames.h"
+#include "plugins/LiveView/live_frames.h"
 
 namespace httplib {
 class Server;

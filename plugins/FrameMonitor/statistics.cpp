@@ -1,5 +1,5 @@
 // statistics.cpp - counting frames and writing the report.
-#include "examples/modules/FrameMonitor/statistics.h"
+#include "plugins/FrameMonitor/statistics.h"
 
 #include <algorithm>
 #include <vector>

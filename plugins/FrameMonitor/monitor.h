@@ -13,7 +13,7 @@
 
 #include "LumetraCore/IChnk.h"
 #include "LumetraCore/LumetraTypes.h"
-#include "examples/modules/FrameMonitor/statistics.h"
+#include "plugins/FrameMonitor/statistics.h"
 
 class Monitor {
 public:

@@ -1,6 +1,6 @@
 // LiveView.cpp - the module's entry points, its configuration and its log.
 // Threads: as LumetraModule.h says for each. The server lives from initialize to destroy.
-#include "examples/modules/LiveView/LiveView.h"
+#include "plugins/LiveView/LiveView.h"
 
 #include <mutex>
 #include <optional>
@@ -9,8 +9,8 @@
 
 #include "LumetraCore/LumetraModule.h"
 #include "core/json_reading.h"
-#include "examples/modules/LiveView/live_frames.h"
-#include "examples/modules/LiveView/view_server.h"
+#include "plugins/LiveView/live_frames.h"
+#include "plugins/LiveView/view_server.h"
 
 namespace {
 

@@ -1,12 +1,12 @@
 // camera.cpp - the camera's thread and the operations that start and end it.
-#include "examples/modules/CameraSource/camera.h"
+#include "plugins/CameraSource/camera.h"
 
 #include <algorithm>
 #include <exception>
 
 #include "core/json_reading.h"
-#include "examples/modules/CameraSource/CameraSource.h"
-#include "examples/modules/FrameMonitor/push_time.h"
+#include "plugins/CameraSource/CameraSource.h"
+#include "plugins/FrameMonitor/push_time.h"
 
 namespace {
 

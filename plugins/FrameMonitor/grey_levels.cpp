@@ -1,5 +1,5 @@
 // grey_levels.cpp - bounds of levels, and plain loops over their pixels.
-#include "examples/modules/FrameMonitor/grey_levels.h"
+#include "plugins/FrameMonitor/grey_levels.h"
 
 #include <numeric>
 

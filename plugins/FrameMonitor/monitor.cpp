@@ -1,5 +1,5 @@
 // monitor.cpp - from a notification to figures, and from a command to an answer.
-#include "examples/modules/FrameMonitor/monitor.h"
+#include "plugins/FrameMonitor/monitor.h"
 
 #include <algorithm>
 #include <climits>
@@ -8,9 +8,9 @@
 #include <fstream>
 
 #include "core/json_reading.h"
-#include "examples/modules/FrameMonitor/FrameMonitor.h"
-#include "examples/modules/FrameMonitor/pixel_digest.h"
-#include "examples/modules/FrameMonitor/push_time.h"
+#include "plugins/FrameMonitor/FrameMonitor.h"
+#include "plugins/FrameMonitor/pixel_digest.h"
+#include "plugins/FrameMonitor/push_time.h"
 
 namespace {
 

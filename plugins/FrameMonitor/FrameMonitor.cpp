@@ -1,9 +1,9 @@
 // FrameMonitor.cpp - the module's entry points; each forwards to the one monitor.
 // Threads: as LumetraModule.h says for each. The monitor lives as long as the library is mapped.
-#include "examples/modules/FrameMonitor/FrameMonitor.h"
+#include "plugins/FrameMonitor/FrameMonitor.h"
 
 #include "LumetraCore/LumetraModule.h"
-#include "examples/modules/FrameMonitor/monitor.h"
+#include "plugins/FrameMonitor/monitor.h"
 
 namespace {
 
