@@ -6,7 +6,7 @@
 
 #include <filesystem>
 
-#include "tests/play/temporary_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "tests/play/temporary_folder.h"
+#include "tests/support/temporary_folder.h"
 #include "tools/lumetra-play/play_error.h"
 #include "tools/lumetra-play/scene_source.h"
 #include "tools/lumetra-play/y4m_source.h"

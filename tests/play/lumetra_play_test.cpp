@@ -14,7 +14,7 @@
 #include <future>
 #include <random>
 
-#include "tests/play/temporary_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 

@@ -14,8 +14,8 @@
 
 #include "LumetraCore/PGM_FUNCTIONS.h"
 #include "core/json_reading.h"
-#include "tests/play/temporary_folder.h"
 #include "tests/support/loaded_module.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // temporary_folder.h - a folder for one test, gone after it.
-#ifndef LUMETRA_TESTS_PLAY_TEMPORARY_FOLDER_H
-#define LUMETRA_TESTS_PLAY_TEMPORARY_FOLDER_H
+#ifndef LUMETRA_TESTS_SUPPORT_TEMPORARY_FOLDER_H
+#define LUMETRA_TESTS_SUPPORT_TEMPORARY_FOLDER_H
 
 #include <cstdlib>
 #include <filesystem>

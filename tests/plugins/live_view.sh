@@ -3,7 +3,7 @@
 # that it is live, shows the picture, and another level when that is clicked. Leaves BUILD/live-view.png.
 set -eu
 build=$(readlink -f "$1")
-"$(dirname "$0")/../tools/install_packages.sh" chromium chromium-driver curl >&2
+"$(dirname "$0")/../../tools/install_packages.sh" chromium chromium-driver curl >&2
 work=$(mktemp -d)
 player= driver= session=
 end() {
