@@ -6,7 +6,7 @@
 
 #include "core/json_reading.h"
 #include "plugins/CameraSource/CameraSource.h"
-#include "plugins/FrameMonitor/push_time.h"
+#include "plugins/support/frame_times.h"
 
 namespace {
 

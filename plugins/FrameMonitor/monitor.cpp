@@ -10,7 +10,7 @@
 #include "core/json_reading.h"
 #include "plugins/FrameMonitor/FrameMonitor.h"
 #include "plugins/FrameMonitor/pixel_digest.h"
-#include "plugins/FrameMonitor/push_time.h"
+#include "plugins/support/frame_times.h"
 
 namespace {
 

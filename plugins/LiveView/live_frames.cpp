@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "image/TooJpeg.h"
-#include "plugins/FrameMonitor/push_time.h"
+#include "plugins/support/frame_times.h"
 
 namespace {
 

@@ -16,7 +16,7 @@
 
 #include "LumetraCore/IChnk.h"
 #include "core/json_writing.h"
-#include "plugins/FrameMonitor/grey_levels.h"
+#include "plugins/support/grey_levels.h"
 
 class LiveFrames {
 public:

@@ -5,7 +5,7 @@
 #include <string>
 #include <thread>
 
-#include "plugins/FrameMonitor/push_time.h"
+#include "plugins/support/frame_times.h"
 #include "tools/lumetra-play/play_error.h"
 #include "tools/lumetra-play/pyramid_chain.h"
 #include "tools/lumetra-play/text.h"

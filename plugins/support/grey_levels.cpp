@@ -1,5 +1,5 @@
 // grey_levels.cpp - bounds of levels, and plain loops over their pixels.
-#include "plugins/FrameMonitor/grey_levels.h"
+#include "plugins/support/grey_levels.h"
 
 #include <numeric>
 

@@ -1,6 +1,7 @@
-// push_time.h - when a frame was pushed, as its pusher writes it and modules can know. Any thread; no state.
-#ifndef LUMETRA_FRAMEMONITOR_PUSH_TIME_H
-#define LUMETRA_FRAMEMONITOR_PUSH_TIME_H
+// frame_times.h - when a frame was pushed, as its pusher writes it and modules can know. Any thread; no
+// state.
+#ifndef LUMETRA_PLUGINS_SUPPORT_FRAME_TIMES_H
+#define LUMETRA_PLUGINS_SUPPORT_FRAME_TIMES_H
 
 #include <algorithm>
 #include <chrono>

@@ -1,7 +1,7 @@
 // grey_levels.h - the levels of a grey chunk, found without trusting the chunk, and figures of their pixels.
 // Any thread; no state. A level is borrowed from its chunk.
-#ifndef LUMETRA_FRAMEMONITOR_GREY_LEVELS_H
-#define LUMETRA_FRAMEMONITOR_GREY_LEVELS_H
+#ifndef LUMETRA_PLUGINS_SUPPORT_GREY_LEVELS_H
+#define LUMETRA_PLUGINS_SUPPORT_GREY_LEVELS_H
 
 #include <array>
 #include <cstddef>
