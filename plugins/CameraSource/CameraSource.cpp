@@ -20,7 +20,7 @@ void initialize(const char* configuration) {
 
 int registerCallback(LUMETRA_CBTYPE kind, void* function, void* user) {
     if (kind == CB_LOG) {
-        camera.setLog(reinterpret_cast<LUMETRA_LOGFN>(function));
+        camera.log().set(function);
         return 1;
     }
     if (kind != CB_PUSHNATIVEIMAGE) return 0;
@@ -63,5 +63,5 @@ std::int32_t getStatus() {
 void destroy() {
     camera.stop();
     camera.setPush(nullptr, nullptr);
-    camera.setLog(nullptr);
+    camera.log().set(nullptr);
 }

@@ -45,11 +45,6 @@ void Camera::configure(const char* json) {
     m_settings = settings;
 }
 
-void Camera::setLog(LUMETRA_LOGFN log) {
-    const std::unique_lock lock(m_logMutex);
-    m_log = log;
-}
-
 void Camera::setPush(LUMETRA_PUSHFN push, void* context) {
     const std::lock_guard lock(m_controlMutex);
     stopThread();
@@ -61,8 +56,8 @@ bool Camera::start() {
     const std::lock_guard lock(m_controlMutex);
     stopThread();
     if (m_push == nullptr || !m_settings.isValid()) {
-        log(m_push == nullptr ? "Warning: CameraSource has no function to push frames with!"
-                              : "Warning: CameraSource is not configured!");
+        m_log.write(0, m_push == nullptr ? "Warning: CameraSource has no function to push frames with!"
+                                         : "Warning: CameraSource is not configured!");
         return false;
     }
     m_pushed = 0;
@@ -73,7 +68,7 @@ bool Camera::start() {
         m_thread = std::thread([this] { run(); });
     } catch (const std::exception& failure) {  // out of descriptors or threads
         m_status = CAMERASOURCE_STATUS_FAILED;
-        log("Error: CameraSource does not start: " + std::string(failure.what()) + "!");
+        m_log.write(0, "Error: CameraSource does not start: " + std::string(failure.what()) + "!");
         return false;
     }
     return true;
@@ -93,8 +88,8 @@ void Camera::stopThread() {
 }
 
 void Camera::report() {
-    log("{\"cameraSource\":\"report\",\"pushed\":" + std::to_string(m_pushed) +
-        ",\"refused\":" + std::to_string(m_refused) + ",\"status\":" + std::to_string(m_status) + "}");
+    m_log.write(0, "{\"cameraSource\":\"report\",\"pushed\":" + std::to_string(m_pushed) + ",\"refused\":" +
+                       std::to_string(m_refused) + ",\"status\":" + std::to_string(m_status) + "}");
 }
 
 void Camera::run() {
@@ -103,7 +98,7 @@ void Camera::run() {
         if (!m_stop.isRaised()) m_status = CAMERASOURCE_STATUS_ENDED;
     } catch (const std::exception& failure) {
         m_status = CAMERASOURCE_STATUS_FAILED;
-        log("Error: CameraSource: " + std::string(failure.what()) + "!");
+        m_log.write(0, "Error: CameraSource: " + std::string(failure.what()) + "!");
     } catch (...) {
         m_status = CAMERASOURCE_STATUS_FAILED;
     }
@@ -134,20 +129,8 @@ void Camera::pushFrame(const Bytes& frame, std::int32_t number) {
         taken =
             m_push(m_context, frame.data(), static_cast<int>(frame.size()), descriptor.c_str(), number) == 1;
     } catch (const std::exception& failure) {  // no memory for this frame, or an answer that is no text
-        log("Warning: CameraSource: a frame was refused: " + std::string(failure.what()) + "!");
+        m_log.write(0, "Warning: CameraSource: a frame was refused: " + std::string(failure.what()) + "!");
     } catch (...) {  // whatever the host's own callback throws
     }
     ++(taken ? m_pushed : m_refused);
-}
-
-void Camera::log(const std::string& line) {
-    std::u16string text;  // a path may hold any bytes; what is not ASCII is shown as '?'
-    for (const char unit : line) text += unit >= 0x20 && unit < 0x7F ? static_cast<char16_t>(unit) : u'?';
-    const std::shared_lock lock(m_logMutex);
-    if (m_log == nullptr) return;
-    try {
-        m_log(0, text.c_str());
-    } catch (...) {
-        // A sink that fails must not end the camera's thread, and with it the host.
-    }
 }

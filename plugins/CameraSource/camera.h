@@ -8,12 +8,12 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <shared_mutex>
 #include <string>
 #include <thread>
 
 #include "LumetraCore/LumetraTypes.h"
 #include "plugins/CameraSource/frame_producer.h"
+#include "plugins/support/host_log.h"
 
 class Camera {
 public:
@@ -21,7 +21,7 @@ public:
     ~Camera() { stop(); }
 
     void configure(const char* json);
-    void setLog(LUMETRA_LOGFN log);
+    HostLog& log() { return m_log; }
     void setPush(LUMETRA_PUSHFN push, void* context);  ///< stops; null takes the function back
 
     bool start();
@@ -34,7 +34,8 @@ private:
     void run();
     void playFrames(FrameProducer& producer);
     void pushFrame(const Bytes& frame, std::int32_t number);
-    void log(const std::string& line);
+
+    HostLog m_log;
 
     std::mutex m_controlMutex;  // one operation at a time; guards what follows up to m_thread
     CameraSettings m_settings;
@@ -45,9 +46,6 @@ private:
     StopSignal m_stop;
     std::atomic<std::int32_t> m_status;
     std::atomic<std::int64_t> m_pushed = 0, m_refused = 0;
-    std::shared_mutex
-        m_logMutex;  // guards m_log; held shared while it runs, so that nobody takes it back then
-    LUMETRA_LOGFN m_log = nullptr;
 };
 
 #endif

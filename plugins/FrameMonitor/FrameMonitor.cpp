@@ -25,13 +25,13 @@ void initialize(const char* configuration) {
 
 int registerCallback(LUMETRA_CBTYPE kind, void* function, void*) {
     if (kind != CB_LOG) return 0;
-    monitor.setLog(reinterpret_cast<LUMETRA_LOGFN>(function));
+    monitor.log().set(function);
     return 1;
 }
 
 int unregisterCallback(LUMETRA_CBTYPE kind) {
     if (kind != CB_LOG) return 0;
-    monitor.setLog(nullptr);
+    monitor.log().set(nullptr);
     return 1;
 }
 
@@ -69,6 +69,6 @@ std::int32_t getStatus() {
 }
 
 void destroy() {
-    monitor.setLog(nullptr);  // notifications may still be running; they find nobody to tell
+    monitor.log().set(nullptr);  // notifications may still be running; they find nobody to tell
     monitor.reset();
 }

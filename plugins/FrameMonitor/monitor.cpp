@@ -57,11 +57,6 @@ void Monitor::configure(const char* json) {
     m_settings = std::move(settings);
 }
 
-void Monitor::setLog(LUMETRA_LOGFN log) {
-    const std::unique_lock lock(m_logMutex);
-    m_log = log;
-}
-
 void Monitor::take(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk) {
     bool histogram = true;
     bool digest = false;
@@ -72,7 +67,7 @@ void Monitor::take(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk) {
         digest = m_settings.digest;
     }
     const FrameRecord frame = measure(chunkId, *chunk, histogram);
-    if (digest) log(digestLine(*chunk));
+    if (digest) m_log.write(0, digestLine(*chunk));
 
     std::shared_ptr<IChnk> replaced = chunk;  // released after the lock, since that may free a whole buffer
     const std::lock_guard lock(m_mutex);
@@ -97,17 +92,6 @@ FrameRecord Monitor::measure(std::uint64_t chunkId, const IChnk& chunk, bool his
     return frame;
 }
 
-bool Monitor::log(const std::string& line) {
-    const std::shared_lock lock(m_logMutex);
-    if (m_log == nullptr) return false;
-    try {
-        m_log(0, std::u16string(line.begin(), line.end()).c_str());  // ASCII, so widening is enough
-    } catch (...) {
-        return false;
-    }
-    return true;
-}
-
 bool Monitor::report() {
     std::string line;
     std::string path;
@@ -116,7 +100,7 @@ bool Monitor::report() {
         line = m_statistics.report(systemMicroseconds());
         path = m_settings.reportFile;
     }
-    const bool logged = log(line);
+    const bool logged = m_log.write(0, line);
     if (path.empty()) return logged;
     return writeFile(path, line + "\n", "", 0);
 }

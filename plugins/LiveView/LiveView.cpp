@@ -3,14 +3,13 @@
 #include "plugins/LiveView/LiveView.h"
 
 #include <mutex>
-#include <optional>
-#include <shared_mutex>
 #include <string>
 
 #include "LumetraCore/LumetraModule.h"
 #include "core/json_reading.h"
 #include "plugins/LiveView/live_frames.h"
 #include "plugins/LiveView/view_server.h"
+#include "plugins/support/host_log.h"
 
 namespace {
 
@@ -22,33 +21,11 @@ ViewServer server(frames);
 std::mutex serverMutex;  // one configuration or end at a time; guards the next
 bool configured = false;
 
-std::shared_mutex logMutex;  // held shared while the function runs, so that nobody takes it back meanwhile
-LUMETRA_LOGFN logFunction = nullptr;
-
-void setLog(void* function) {
-    const std::unique_lock lock(logMutex);
-    logFunction = reinterpret_cast<LUMETRA_LOGFN>(function);
-}
-
-void log(std::int32_t level, const std::string& ascii) {
-    const std::shared_lock lock(logMutex);
-    if (logFunction == nullptr) return;
-    try {
-        logFunction(level, std::u16string(ascii.begin(), ascii.end()).c_str());
-    } catch (...) {
-        // What a sink throws is its own affair.
-    }
-}
-
-std::string printable(std::string_view text) {
-    std::string ascii;
-    for (const char letter : text) ascii += letter > ' ' && letter < 127 ? letter : '?';
-    return ascii;
-}
+HostLog hostLog;
 
 std::string placeOf(const std::string& address, int port) {
-    const std::string host = printable(address);
-    return (host.find(':') == std::string::npos ? host : "[" + host + "]") + ":" + std::to_string(port);
+    const bool hasColons = address.find(':') != std::string::npos;
+    return (hasColons ? "[" + address + "]" : address) + ":" + std::to_string(port);
 }
 
 // The port on which it serves from now on, 0 if it does not.
@@ -73,21 +50,21 @@ void initialize(const char* configuration) {
     const int served = start(address, port);
     // Without the server's lock: whoever reads the line may ask us.
     if (served != 0)
-        log(0, "LiveView: http://" + placeOf(address, served) + "/");
+        hostLog.write(0, "LiveView: http://" + placeOf(address, served) + "/");
     else
-        log(1, "LiveView: " + placeOf(address, port) +
-                   " cannot be opened: configure another \"port\" or \"address\"");
+        hostLog.write(1, "LiveView: " + placeOf(address, port) +
+                             " cannot be opened: configure another \"port\" or \"address\"");
 }
 
 int registerCallback(LUMETRA_CBTYPE kind, void* function, void*) {
     if (kind != CB_LOG) return 0;
-    setLog(function);
+    hostLog.set(function);
     return 1;
 }
 
 int unregisterCallback(LUMETRA_CBTYPE kind) {
     if (kind != CB_LOG) return 0;
-    setLog(nullptr);
+    hostLog.set(nullptr);
     return 1;
 }
 
@@ -111,7 +88,7 @@ std::int32_t getStatus() {
 }
 
 void destroy() {
-    setLog(nullptr);
+    hostLog.set(nullptr);
     const std::lock_guard lock(serverMutex);
     server.stop();
     frames.forget();  // a notification that still runs may leave its frame, which goes with the library
