@@ -3,8 +3,8 @@
 # Arguments go to lumetra-play in place of the demonstration's own; ./demo.sh --help lists them.
 set -eu
 here=$(dirname "$(readlink -f "$0")")
-"$here/tools/install_packages.sh" g++ cmake ninja-build rapidjson-dev libcli11-dev libcpp-httplib-dev pkg-config \
-    libpng-dev >&2
+"$here/tools/install_packages.sh" g++ cmake ninja-build rapidjson-dev nlohmann-json3-dev libcli11-dev \
+    libcpp-httplib-dev pkg-config libpng-dev >&2
 
 build="$here/build/demo"
 mkdir -p "$build"

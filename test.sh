@@ -3,8 +3,8 @@
 set -eu
 cd "$(dirname "$(readlink -f "$0")")"
 tools/install_packages.sh g++ cmake ninja-build binutils clang lld llvm libxml2-utils pkg-config dpkg-dev file \
-    rapidjson-dev libgtest-dev libgmock-dev libcli11-dev libcpp-httplib-dev libelf-dev libpng-dev libjpeg-dev \
-    gobjc++-12 libgnustep-base-dev gnustep-make mono-mcs mono-runtime libmono-system-core4.0-cil >&2
+    rapidjson-dev nlohmann-json3-dev libgtest-dev libgmock-dev libcli11-dev libcpp-httplib-dev libelf-dev libpng-dev \
+    libjpeg-dev gobjc++-12 libgnustep-base-dev gnustep-make mono-mcs mono-runtime libmono-system-core4.0-cil >&2
 
 [ $# -gt 0 ] || set -- dev
 for preset in "$@"; do
@@ -13,7 +13,7 @@ for preset in "$@"; do
     arm64*)
         tools/install_packages.sh g++-aarch64-linux-gnu qemu-user >&2
         tools/unpack_packages.sh arm64 build/arm64-packages libjpeg62-turbo-dev libpng-dev zlib1g-dev rapidjson-dev \
-            libcli11-dev >&2
+            nlohmann-json3-dev libcli11-dev >&2
         ;;
     esac
     cmake --preset "$preset"

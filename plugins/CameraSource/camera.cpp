@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <exception>
 
-#include "core/json_reading.h"
 #include "plugins/CameraSource/CameraSource.h"
 #include "plugins/support/frame_times.h"
+#include "plugins/support/json_members.h"
 
 namespace {
 
@@ -20,26 +20,21 @@ LUMETRA_IMGFORMATTYPE formatByName(std::string_view name) {
     return LUMETRA_IMGFORMAT_NONE;
 }
 
-double readRate(const JsonValue* document) {
-    const JsonValue* const rate = findMember(document, "fps");
-    constexpr double STANDARD = 30, LEAST = 0.01, MOST = 500;
-    if (rate == nullptr || !rate->IsNumber()) return STANDARD;
-    return std::min(std::max(rate->GetDouble(), LEAST), MOST);
-}
-
 }  // namespace
 
 Camera::Camera() : m_status(CAMERASOURCE_STATUS_STOPPED) {}
 
 void Camera::configure(const char* json) {
-    const JsonDocument document = parseJson(json);
+    constexpr double USUAL_RATE = 30, LOWEST_RATE = 0.01, HIGHEST_RATE = 500;
+    const JsonMembers members(json);
     CameraSettings settings;
-    settings.source = readString(&document, "source").value_or("scene");
-    settings.width = readInteger(&document, "width").value_or(0);
-    settings.height = readInteger(&document, "height").value_or(0);
-    settings.format = formatByName(readString(&document, "format").value_or("yuyv"));
-    settings.framesPerSecond = readRate(&document);
-    settings.loop = readTrue(&document, "loop");
+    settings.source = members.string("source").value_or("scene");
+    settings.width = members.integer<std::int32_t>("width").value_or(0);
+    settings.height = members.integer<std::int32_t>("height").value_or(0);
+    settings.format = formatByName(members.string("format").value_or("yuyv"));
+    settings.framesPerSecond =
+        std::clamp(members.number("fps").value_or(USUAL_RATE), LOWEST_RATE, HIGHEST_RATE);
+    settings.loop = members.boolean("loop").value_or(false);
     const std::lock_guard lock(m_controlMutex);
     stopThread();
     m_settings = settings;

@@ -20,7 +20,7 @@ std::int32_t getModuleID() {
 }
 
 void initialize(const char* configuration) {
-    monitor.configure(orEmpty(configuration));
+    monitor.configure(configuration);
 }
 
 int registerCallback(LUMETRA_CBTYPE kind, void* function, void*) {

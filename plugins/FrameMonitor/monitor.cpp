@@ -7,10 +7,10 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "core/json_reading.h"
 #include "plugins/FrameMonitor/FrameMonitor.h"
 #include "plugins/FrameMonitor/pixel_digest.h"
 #include "plugins/support/frame_times.h"
+#include "plugins/support/json_members.h"
 
 namespace {
 
@@ -47,12 +47,11 @@ bool writeLevel(const std::string& path, const GreyLevel& level) {
 }  // namespace
 
 void Monitor::configure(const char* json) {
-    const JsonDocument document = parseJson(json);
-    const JsonValue* histogram = findMember(&document, "histogram");
+    const JsonMembers members(json);
     Settings settings;
-    settings.histogram = histogram == nullptr || !histogram->IsFalse();
-    settings.digest = readTrue(&document, "digest");
-    settings.reportFile = readString(&document, "reportFile").value_or("");
+    settings.histogram = members.boolean("histogram").value_or(true);
+    settings.digest = members.boolean("digest").value_or(false);
+    settings.reportFile = members.string("reportFile").value_or("");
     const std::lock_guard lock(m_mutex);
     m_settings = std::move(settings);
 }

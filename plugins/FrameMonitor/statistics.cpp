@@ -2,52 +2,30 @@
 #include "plugins/FrameMonitor/statistics.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <vector>
-
-#include "core/json_writing.h"
 
 namespace {
 
 constexpr double US_PER_SECOND = 1e6;
 
-using Writer = JsonWriter;
-
-void writeLatencies(Writer& writer, std::vector<std::int64_t> latencies) {
+nlohmann::ordered_json describeLatencies(std::vector<std::int64_t> latencies) {
     std::sort(latencies.begin(), latencies.end());
     const std::size_t count = latencies.size();
     // The smallest value that the given share of all values does not exceed.
     const auto percentile = [&](std::size_t percent) {
         return count == 0 ? 0 : latencies[(count * percent + 99) / 100 - 1];
     };
-    writer.StartObject();
-    writer.Key("count");
-    writer.Uint64(count);
-    writer.Key("median");
-    writer.Int64(percentile(50));
-    writer.Key("p99");
-    writer.Int64(percentile(99));
-    writer.Key("max");
-    writer.Int64(percentile(100));
-    writer.EndObject();
+    return {{"count", count}, {"median", percentile(50)}, {"p99", percentile(99)}, {"max", percentile(100)}};
 }
 
-void writeNewest(Writer& writer, const FrameRecord& frame) {
-    writer.StartObject();
-    writer.Key("frame");
-    writer.Int(frame.frameIndex);
-    writer.Key("width");
-    writer.Int(frame.width);
-    writer.Key("height");
-    writer.Int(frame.height);
-    writer.Key("mean");
-    writer.Double(frame.mean.value_or(0));
-    if (frame.histogram) {
-        writer.Key("histogram");
-        writer.StartArray();
-        for (const std::uint32_t bin : *frame.histogram) writer.Uint(bin);
-        writer.EndArray();
-    }
-    writer.EndObject();
+nlohmann::ordered_json describeNewest(const FrameRecord& frame) {
+    nlohmann::ordered_json newest = {{"frame", frame.frameIndex},
+                                     {"width", frame.width},
+                                     {"height", frame.height},
+                                     {"mean", frame.mean.value_or(0)}};
+    if (frame.histogram) newest["histogram"] = *frame.histogram;
+    return newest;
 }
 
 }  // namespace
@@ -102,31 +80,20 @@ double Statistics::framesPerSecond() const {
 }
 
 std::string Statistics::report(std::int64_t nowUs) const {
-    JsonText text;
-    Writer writer(text);
-    const auto count = [&writer](const char* name, std::uint64_t value) {
-        writer.Key(name);
-        writer.Uint64(value);
-    };
-    writer.StartObject();
-    writer.Key("frameMonitor");
-    writer.String("report");
-    count("frames", m_frames);
-    count("distinct", distinct());
-    count("duplicates", m_duplicates);
-    count("unread", m_unread);
-    writer.Key("fps");
-    writer.Double(framesPerSecond());
-    count("recentFps", arrivalsSince(nowUs - static_cast<std::int64_t>(US_PER_SECOND)));
-    writer.Key("latencyUs");
     const auto latenciesEnd = m_latencies.begin() + static_cast<std::ptrdiff_t>(recorded());
-    writeLatencies(writer, {m_latencies.begin(), latenciesEnd});
+    nlohmann::ordered_json report = {
+        {"frameMonitor", "report"},
+        {"frames", m_frames},
+        {"distinct", distinct()},
+        {"duplicates", m_duplicates},
+        {"unread", m_unread},
+        {"fps", framesPerSecond()},
+        {"recentFps", arrivalsSince(nowUs - static_cast<std::int64_t>(US_PER_SECOND))},
+        {"latencyUs", describeLatencies({m_latencies.begin(), latenciesEnd})},
+    };
     if (m_newest.mean) {
-        writer.Key("mean");
-        writer.Double(m_meanSum / static_cast<double>(m_frames - m_unread));
-        writer.Key("newest");
-        writeNewest(writer, m_newest);
+        report["mean"] = m_meanSum / static_cast<double>(m_frames - m_unread);
+        report["newest"] = describeNewest(m_newest);
     }
-    writer.EndObject();
-    return text.GetString();
+    return report.dump();
 }

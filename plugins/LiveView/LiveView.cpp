@@ -6,10 +6,10 @@
 #include <string>
 
 #include "LumetraCore/LumetraModule.h"
-#include "core/json_reading.h"
 #include "plugins/LiveView/live_frames.h"
 #include "plugins/LiveView/view_server.h"
 #include "plugins/support/host_log.h"
+#include "plugins/support/json_members.h"
 
 namespace {
 
@@ -44,9 +44,9 @@ std::int32_t getModuleID() {
 }
 
 void initialize(const char* configuration) {
-    const JsonDocument document = parseJson(configuration == nullptr ? "" : configuration);
-    const int port = readInteger(&document, "port").value_or(USUAL_PORT);
-    const std::string address(readString(&document, "address").value_or(USUAL_ADDRESS));
+    const JsonMembers members(configuration);
+    const int port = members.integer<int>("port").value_or(USUAL_PORT);
+    const std::string address = members.string("address").value_or(USUAL_ADDRESS);
     const int served = start(address, port);
     // Without the server's lock: whoever reads the line may ask us.
     if (served != 0)

@@ -2,6 +2,7 @@
 #include "plugins/LiveView/live_frames.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "image/TooJpeg.h"
@@ -10,6 +11,7 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using nlohmann::ordered_json;
 
 constexpr std::chrono::seconds WATCHED_FOR{3};     // after the last request
 constexpr std::uint64_t CLOCK_SET_BACK_MS = 1000;  // frames overtake one another by less
@@ -37,41 +39,26 @@ std::string beginningOf(const std::string& text) {
     return text.substr(0, end);
 }
 
-void writePixels(JsonWriter& writer, const IChnk& chunk) {
+void describePixels(const IChnk& chunk, ordered_json& frame) {
     const auto level = findLevel(chunk, 0);
     if (!level) return;
-    const Histogram histogram = histogramOf(*level);
-    writer.Key("levels");
-    writer.StartArray();
+    ordered_json levels = ordered_json::array();
     for (int k = 0; k < LEVEL_COUNT; ++k) {
         const auto other = findLevel(chunk, k);
         if (!other) break;
-        writer.StartArray();
-        writer.Int(other->width);
-        writer.Int(other->height);
-        writer.EndArray();
+        levels.push_back({other->width, other->height});
     }
-    writer.EndArray();
-    writer.Key("mean");
-    writer.Double(meanOf(histogram));
-    writer.Key("histogram");
-    writer.StartArray();
-    for (const std::uint32_t bin : histogram) writer.Uint(bin);
-    writer.EndArray();
+    const Histogram histogram = histogramOf(*level);
+    frame["levels"] = std::move(levels);
+    frame["mean"] = meanOf(histogram);
+    frame["histogram"] = histogram;
 }
 
-void writeFrame(JsonWriter& writer, const IChnk& chunk) {
-    writer.Key("newest");
-    writer.StartObject();
-    for (const auto& [name, value] :
-         {std::pair("frame", chunk.frameIndex), {"width", chunk.width}, {"height", chunk.height}}) {
-        writer.Key(name);
-        writer.Int(value);
-    }
-    writePixels(writer, chunk);
-    writer.Key("descriptor");
-    writeString(writer, beginningOf(chunk.descriptor));
-    writer.EndObject();
+ordered_json describeFrame(const IChnk& chunk) {
+    ordered_json frame = {{"frame", chunk.frameIndex}, {"width", chunk.width}, {"height", chunk.height}};
+    describePixels(chunk, frame);
+    frame["descriptor"] = beginningOf(chunk.descriptor);
+    return frame;
 }
 
 }  // namespace
@@ -180,18 +167,14 @@ std::string LiveFrames::statistics() {
 }
 
 std::string LiveFrames::describe() {
-    JsonText text;
-    JsonWriter writer(text);
-    writer.StartObject();
-    writeFigures(writer, systemMicroseconds());
-    writer.Key("encodings");
-    writer.Uint64(m_encodings);
-    if (const std::shared_ptr<IChnk> chunk = newest().chunk) writeFrame(writer, *chunk);
-    writer.EndObject();
-    return {text.GetString(), text.GetSize()};
+    ordered_json text = figures(systemMicroseconds());
+    text["encodings"] = m_encodings.load();
+    if (const std::shared_ptr<IChnk> chunk = newest().chunk) text["newest"] = describeFrame(*chunk);
+    // A descriptor may hold what is no text.
+    return text.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }
 
-void LiveFrames::writeFigures(JsonWriter& writer, std::int64_t nowUs) {
+ordered_json LiveFrames::figures(std::int64_t nowUs) {
     constexpr std::int64_t SECOND_US = 1'000'000;
     const std::lock_guard lock(m_mutex);
     std::vector<std::int64_t> latencies;
@@ -206,16 +189,8 @@ void LiveFrames::writeFigures(JsonWriter& writer, std::int64_t nowUs) {
     };
     const std::int64_t told = static_cast<std::int64_t>(m_frames);
     const std::int64_t lost = told == 0 ? 0 : m_greatestIndex - m_leastIndex + 1 - told;
-    for (const auto& [name, value] :
-         {std::pair("frames", told), {"lost", std::max<std::int64_t>(0, lost)}, {"fps", recent}}) {
-        writer.Key(name);
-        writer.Int64(value);
-    }
-    writer.Key("latencyUs");
-    writer.StartObject();
-    for (const auto& [name, percent] : {std::pair("median", 50), {"p99", 99}}) {
-        writer.Key(name);
-        writer.Int64(percentile(static_cast<std::size_t>(percent)));
-    }
-    writer.EndObject();
+    return {{"frames", told},
+            {"lost", std::max<std::int64_t>(0, lost)},
+            {"fps", recent},
+            {"latencyUs", {{"median", percentile(50)}, {"p99", percentile(99)}}}};
 }

@@ -12,10 +12,10 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "LumetraCore/IChnk.h"
-#include "core/json_writing.h"
 #include "plugins/support/grey_levels.h"
 
 class LiveFrames {
@@ -49,7 +49,7 @@ private:
     bool isWatched() const;
     void count(const IChnk& chunk, Arrival arrival);
     Newest newest();
-    void writeFigures(JsonWriter& writer, std::int64_t nowUs);
+    nlohmann::ordered_json figures(std::int64_t nowUs);
     std::string describe();
 
     std::atomic<std::chrono::steady_clock::time_point> m_lookedAt{};

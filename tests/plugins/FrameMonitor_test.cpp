@@ -8,18 +8,20 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "LumetraCore/PGM_FUNCTIONS.h"
-#include "core/json_reading.h"
 #include "tests/support/loaded_module.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
 
+using nlohmann::json;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 
 std::mutex linesMutex;
 std::vector<std::string> lines;  // what the module has logged, guarded by linesMutex
@@ -45,9 +47,9 @@ protected:
 
     int send(std::int32_t number, const char* text = "") { return command(LUMETRA_CMDTYPE(number), text); }
 
-    JsonDocument report() {
+    json report() {
         EXPECT_EQ(1, send(FRAMEMONITOR_CMD_REPORT));
-        return parseJson(lines.back().c_str());
+        return json::parse(lines.back());
     }
 };
 
@@ -63,18 +65,12 @@ std::shared_ptr<IChnk> greyChunk(int width, int height, const std::vector<unsign
     return chunk;
 }
 
-std::int64_t number(const JsonDocument& document, const char* name, const char* inner = nullptr) {
-    const JsonValue* value = findMember(&document, name);
-    if (inner != nullptr) value = findMember(value, inner);
-    return value != nullptr && value->IsInt64() ? value->GetInt64() : -1;
-}
-
 TEST_F(FrameMonitor, TellsDuplicatesFromDistinctFrames) {
     for (const int frame : {5, 6, 6, -1, 5, 4096 + 7}) notify(nowMs(), greyChunk(2, 2, {1, 2, 3, 4}, frame));
-    const auto document = report();
-    EXPECT_EQ(6, number(document, "frames"));
-    EXPECT_EQ(4, number(document, "distinct"));
-    EXPECT_EQ(2, number(document, "duplicates"));
+    json document = report();
+    EXPECT_EQ(6, document["frames"]);
+    EXPECT_EQ(4, document["distinct"]);
+    EXPECT_EQ(2, document["duplicates"]);
     EXPECT_EQ(4, send(FRAMEMONITOR_CMD_COUNT));
     EXPECT_EQ(2, send(FRAMEMONITOR_CMD_COUNT, "6"));
     EXPECT_EQ(1, send(FRAMEMONITOR_CMD_COUNT, "0"));
@@ -84,28 +80,27 @@ TEST_F(FrameMonitor, MeasuresGreyOfTheNewestFrameAndOfAll) {
     const std::uint64_t time = nowMs();
     notify(time, greyChunk(5, 1, {0, 10, 20, 30, 40}, 2));
     notify(time - 1, greyChunk(5, 1, {100, 100, 100, 100, 100}, 1));  // arrives late
-    const auto document = report();
-    EXPECT_EQ(60, findMember(&document, "mean")->GetDouble());
-    const JsonValue* newest = findMember(&document, "newest");
-    EXPECT_EQ(2, readInteger(newest, "frame"));
-    EXPECT_EQ(20, findMember(newest, "mean")->GetDouble());
-    const JsonValue& bins = *findMember(newest, "histogram");
-    ASSERT_EQ(256u, bins.Size());
-    for (unsigned grey = 0; grey < 256; ++grey)
-        EXPECT_EQ(grey % 10 == 0 && grey <= 40 ? 1 : 0, bins[grey].GetInt());
+    json document = report();
+    EXPECT_EQ(60, document["mean"]);
+    json& newest = document["newest"];
+    EXPECT_EQ(2, newest["frame"]);
+    EXPECT_EQ(20, newest["mean"]);
+    json& bins = newest["histogram"];
+    ASSERT_EQ(256u, bins.size());
+    for (unsigned grey = 0; grey < 256; ++grey) EXPECT_EQ(grey % 10 == 0 && grey <= 40 ? 1 : 0, bins[grey]);
 
     configure(R"({"histogram":false})");
     notify(time + 1, greyChunk(2, 1, {7, 8}, 3));
-    const auto plain = report();
-    EXPECT_EQ(7.5, findMember(findMember(&plain, "newest"), "mean")->GetDouble());
-    EXPECT_EQ(nullptr, findMember(findMember(&plain, "newest"), "histogram"));
+    json plain = report()["newest"];
+    EXPECT_EQ(7.5, plain["mean"]);
+    EXPECT_FALSE(plain.contains("histogram"));
 }
 
 TEST_F(FrameMonitor, TakesThePushTimeFromTheDescriptorOrElseFromTheChunk) {
     const auto median = [this](std::uint64_t id, const std::string& descriptor) {
         send(FRAMEMONITOR_CMD_RESET);
         notify(id, greyChunk(1, 1, {0}, 0, descriptor));
-        return number(report(), "latencyUs", "median");
+        return report()["latencyUs"]["median"].get<std::int64_t>();
     };
     const std::uint64_t time = nowMs();
     constexpr std::int64_t HOUR = 3'600'000'000;
@@ -129,14 +124,14 @@ TEST_F(FrameMonitor, DigestsEveryLevelThatLiesInTheBuffer) {
     configure(R"({"digest":true})");
     // 4x2 pixels and a level of 2x1 behind them; all smaller levels are empty.
     notify(nowMs(), greyChunk(4, 2, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, 12, "{}", true));
-    const auto document = parseJson(lines.at(0).c_str());
-    EXPECT_EQ(12, number(document, "frame"));
-    const JsonValue& digests = *findMember(&document, "digests");
-    ASSERT_EQ(8u, digests.Size());
+    json document = json::parse(lines.at(0));
+    EXPECT_EQ(12, document["frame"]);
+    json& digests = document["digests"];
+    ASSERT_EQ(8u, digests.size());
     const std::string empty = "cbf29ce484222325";
-    EXPECT_NE(digests[0].GetString(), empty);
-    EXPECT_NE(digests[1].GetString(), empty);
-    for (unsigned k = 2; k < 8; ++k) EXPECT_EQ(empty, digests[k].GetString());
+    EXPECT_NE(digests[0], empty);
+    EXPECT_NE(digests[1], empty);
+    for (unsigned k = 2; k < 8; ++k) EXPECT_EQ(empty, digests[k]);
 
     const auto outside = greyChunk(4, 2, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, 13, "{}", true);
     outside->data->lvl[1] += 1;  // reaches one byte beyond the buffer
@@ -165,9 +160,9 @@ TEST_F(FrameMonitor, CountsWhatItCannotLookInto) {
         std::make_shared<IChnk>(2, 2, LUMETRA_IMGFORMAT_GRAY8, 0, "{}"),
     };
     for (const auto& chunk : chunks) notify(nowMs(), chunk);
-    const auto document = report();
-    EXPECT_EQ(std::ssize(chunks), number(document, "frames"));
-    EXPECT_EQ(std::ssize(chunks), number(document, "unread"));
+    json document = report();
+    EXPECT_EQ(std::ssize(chunks), document["frames"]);
+    EXPECT_EQ(std::ssize(chunks), document["unread"]);
     EXPECT_EQ(0, send(FRAMEMONITOR_CMD_SNAPSHOT, "/nowhere/frame"));
     notify(0, nullptr);
 }
@@ -222,6 +217,21 @@ TEST_F(FrameMonitor, ReadsAnyConfigurationTextAndTakesWrongTypesForMissing) {
         EXPECT_EQ(1, send(FRAMEMONITOR_CMD_REPORT));
         EXPECT_THAT(lines.back(), HasSubstr("histogram")) << text.substr(0, 50);
     }
+}
+
+TEST_F(FrameMonitor, WritesItsLinesAsDocumented) {
+    configure(R"({"digest":true})");
+    notify(nowMs(), greyChunk(2, 1, {7, 8}, 3, R"({"timestampUs":1})"));
+    EXPECT_EQ(1, send(FRAMEMONITOR_CMD_REPORT));
+    EXPECT_THAT(lines.at(0),
+                MatchesRegex(R"(\{"frameMonitor":"frame","frame":3,"width":2,"height":1,)"
+                             R"("digests":\["[0-9a-f]{16}",null,null,null,null,null,null,null\]\})"));
+    EXPECT_THAT(lines.at(1),
+                MatchesRegex(R"(\{"frameMonitor":"report","frames":1,"distinct":1,"duplicates":0,"unread":0,)"
+                             R"("fps":0\.0,"recentFps":1,"latencyUs":\{"count":1,"median":[0-9]+,)"
+                             R"("p99":[0-9]+,"max":[0-9]+\},"mean":7\.5,)"
+                             R"("newest":\{"frame":3,"width":2,"height":1,"mean":7\.5,)"
+                             R"("histogram":\[0,0,0,0,0,0,0,1,1(,0){247}\]\}\})"));
 }
 
 TEST_F(FrameMonitor, PausesResumesAndForgets) {

@@ -6,9 +6,9 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 
+#include <nlohmann/json.hpp>
 #include <numeric>
 
-#include "core/json_reading.h"
 #include "tests/support/frames.h"
 #include "tests/support/jpeg_decoding.h"
 #include "tests/support/loaded_module.h"
@@ -16,7 +16,7 @@
 namespace {
 
 using namespace std::chrono_literals;
-using testing::HasSubstr;
+using nlohmann::json;
 using testing::StartsWith;
 
 std::mutex logMutex;
@@ -52,10 +52,10 @@ protected:
     }
 
     /// The statistics as soon as they say so many frames; they are made ten times a second.
-    JsonDocument statistics(int frames) {
+    json statistics(int frames) {
         for (;;) {
-            JsonDocument document = parseJson(get("/stats.json")->body.c_str());
-            if (readInteger(&document, "frames") == frames) return document;
+            json document = json::parse(get("/stats.json")->body);
+            if (document["frames"] == frames) return document;
             std::this_thread::sleep_for(10ms);
         }
     }
@@ -116,25 +116,25 @@ TEST_F(LiveView, TellsFiguresSinceSomebodyLooks) {
     push(1);  // nobody looks yet
     statistics(0);
     for (const int frame : {5, 3, 6}) push(frame, R"({"text":"a \" quote"})");
-    const JsonDocument document = statistics(3);
-    EXPECT_EQ(1, readInteger(&document, "lost"));
-    const JsonValue* newest = findMember(&document, "newest");
-    EXPECT_EQ(6, readInteger(newest, "frame"));
-    EXPECT_EQ(R"({"text":"a \" quote"})", readString(newest, "descriptor"));
-    const JsonValue* bins = findMember(newest, "histogram");
-    ASSERT_EQ(256U, bins->Size());
-    EXPECT_EQ(64, std::accumulate(bins->Begin(), bins->End(), 0,
-                                  [](int sum, const JsonValue& bin) { return sum + bin.GetInt(); }));
+    json document = statistics(3);
+    EXPECT_EQ(1, document["lost"]);
+    json& newest = document["newest"];
+    EXPECT_EQ(6, newest["frame"]);
+    EXPECT_EQ(R"({"text":"a \" quote"})", newest["descriptor"]);
+    const auto bins = newest["histogram"].get<std::vector<int>>();
+    ASSERT_EQ(256U, bins.size());
+    EXPECT_EQ(64, std::accumulate(bins.begin(), bins.end(), 0));
 }
 
-TEST_F(LiveView, CutsALongDescriptorBetweenCharacters) {
+TEST_F(LiveView, CutsALongDescriptorBetweenCharactersAndMarksWhatIsNoText) {
     serve();
     std::string text = "\xE2\x82\xAC";  // three bytes; 2,000 is no multiple
     while (text.size() < 3000) text += "\xE2\x82\xAC";
     statistics(0);
     push(1, text);
-    const JsonDocument document = statistics(1);
-    EXPECT_EQ(text.substr(0, 1998), readString(findMember(&document, "newest"), "descriptor"));
+    EXPECT_EQ(text.substr(0, 1998), statistics(1)["newest"]["descriptor"]);
+    push(2, "a\xff\xe2\x82");
+    EXPECT_EQ("a\ufffd\ufffd", statistics(2)["newest"]["descriptor"]);
 }
 
 TEST_F(LiveView, EncodesAPictureOnceForAllWhoLookAndNoneForNobody) {
@@ -144,8 +144,7 @@ TEST_F(LiveView, EncodesAPictureOnceForAllWhoLookAndNoneForNobody) {
     for (int viewer = 0; viewer < 6; ++viewer)
         viewers.emplace_back([this] { EXPECT_EQ(200, get("/frame.jpg?level=1")->status); });
     for (std::thread& viewer : viewers) viewer.join();
-    const JsonDocument document = statistics(0);
-    EXPECT_EQ(1, readInteger(&document, "encodings"));
+    EXPECT_EQ(1, statistics(0)["encodings"]);
 }
 
 TEST_F(LiveView, StreamsUntilItIsRemoved) {
@@ -208,8 +207,7 @@ TEST_F(LiveView, ShowsFramesAgainAfterTheClockWasSetBack) {
     push(1);
     m_chunkId = 5;
     push(2);
-    const JsonDocument document = statistics(0);
-    EXPECT_EQ(2, readInteger(findMember(&document, "newest"), "frame"));
+    EXPECT_EQ(2, statistics(0)["newest"]["frame"]);
 }
 
 TEST_F(LiveView, SaysWhenItsPortIsTaken) {

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "plugins/support/host_log.h"
+#include "plugins/support/json_members.h"
 
 namespace {
 
@@ -77,5 +78,35 @@ TEST(HostLog, LetsAThreadEndInsideTheFunction) {
     log.set(nullptr);  // the lock is free again
 }
 #endif
+
+TEST(JsonMembers, AreMissingUnlessTheyHaveTheType) {
+    const JsonMembers members(R"({"i":-7,"wide":4294967296,"wider":18446744073709551615,"f":1.5,"one":1.0,)"
+                              R"("t":true,"s":"\u00e4","nothing":null,"o":{"i":9,"in":9},"a":["in",8]})");
+    EXPECT_EQ(-7, members.integer<std::int32_t>("i"));
+    EXPECT_EQ(std::nullopt, members.integer<std::uint32_t>("i"));
+    EXPECT_EQ(std::nullopt, members.integer<std::int32_t>("wide"));
+    EXPECT_EQ(4294967296, members.integer<std::int64_t>("wide"));
+    EXPECT_EQ(18446744073709551615.0, members.number("wider"));
+    EXPECT_EQ(1.5, members.number("f"));
+    EXPECT_EQ(-7.0, members.number("i"));
+    EXPECT_EQ(true, members.boolean("t"));
+    EXPECT_EQ("\u00e4", members.string("s"));
+    for (const char* other : {"wider", "f", "one", "t", "s", "nothing", "o", "a", "in", "none"})
+        EXPECT_EQ(std::nullopt, members.integer<std::int64_t>(other)) << other;
+    for (const char* other : {"i", "f", "s", "nothing"}) EXPECT_EQ(std::nullopt, members.boolean(other));
+    for (const char* other : {"i", "t", "nothing", "a"}) EXPECT_EQ(std::nullopt, members.string(other));
+}
+
+TEST(JsonMembers, AreNoneWhereTheTextIsNoObject) {
+    const std::string object = R"({"i":1)", open(2'000'000, '[');
+    for (const std::string& text :
+         {std::string(), object, object + "} x", object + R"(,"s":"\ud800"})", object + R"(,"s":"\udc00"})",
+          object + ",\"s\":\"\xff\"}", object + ",\"f\":1e999}", "[" + object + "}]",
+          std::string(R"([{"i":2},1])"), open, object + ",\"a\":" + open})
+        EXPECT_EQ(std::nullopt, JsonMembers(text.c_str()).integer<int>("i")) << text.substr(0, 50);
+    EXPECT_EQ(std::nullopt, JsonMembers(nullptr).integer<int>("i"));
+    EXPECT_EQ(1, JsonMembers((R"({"a":)" + open + std::string(open.size(), ']') + R"(,"i":1})").c_str())
+                     .integer<int>("i"));
+}
 
 }  // namespace
