@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "image/TooJpeg.h"
+#include "plugins/LiveView/jpeg_encoding.h"
 #include "plugins/support/frame_times.h"
 
 namespace {
@@ -18,19 +18,7 @@ constexpr std::uint64_t CLOCK_SET_BACK_MS = 1000;  // frames overtake one anothe
 constexpr std::int64_t TEXT_KEEPS_US = 100'000;
 constexpr std::size_t MOST_ARRIVALS = 1024;
 constexpr std::size_t LONGEST_DESCRIPTOR = 2000;  // bytes
-constexpr unsigned char QUALITY = 80;
-constexpr std::int32_t LONGEST_SIDE = 65535;  // pixels of a JPEG
-
-std::shared_ptr<const std::string> encode(const GreyLevel& level) {
-    if (level.bytes() == 0 || std::max(level.width, level.height) > LONGEST_SIDE) return nullptr;
-    const auto file = std::make_shared<std::string>();
-    const auto append = [](void* context, const unsigned char* bytes, std::size_t count) {
-        static_cast<std::string*>(context)->append(reinterpret_cast<const char*>(bytes), count);
-    };
-    TooJpeg::writeJpegInRuns(append, file.get(), level.pixels, static_cast<unsigned short>(level.width),
-                             static_cast<unsigned short>(level.height), false, QUALITY);
-    return file;
-}
+constexpr int QUALITY = 80;                       // of pictures, of 100
 
 std::string beginningOf(const std::string& text) {
     if (text.size() <= LONGEST_DESCRIPTOR) return text;
@@ -141,7 +129,7 @@ std::shared_ptr<const std::string> LiveFrames::picture(int level) {
     const auto pixels = findLevel(*chunk, level);
     if (!pixels) return nullptr;
     if (encoded.of.lock() != chunk) {
-        encoded.file = encode(*pixels);
+        encoded.file = encodeJpeg(*pixels, QUALITY);
         encoded.of = chunk;
         ++m_encodings;
     }

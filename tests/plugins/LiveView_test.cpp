@@ -108,6 +108,8 @@ TEST_F(LiveView, ServesEveryLevelOfTheNewestGreyFrame) {
         EXPECT_EQ(404, get(std::string("/frame.jpg?level=") + level)->status) << level;
     notify(++m_chunkId, chunkOf(1, 1, LUMETRA_IMGFORMAT_RGB, randomBytes(3, 1)));
     EXPECT_EQ(404, get("/frame.jpg")->status);
+    notify(++m_chunkId, chunkOf(70'000, 1, LUMETRA_IMGFORMAT_GRAY8, randomBytes(70'000, 1)));
+    EXPECT_EQ(404, get("/frame.jpg")->status) << "longer than any JPEG";
     EXPECT_THAT(get("/")->body, StartsWith("<!DOCTYPE html>"));
 }
 

@@ -1,11 +1,13 @@
-// live_frames_test.cpp - frames come while others look, for the thread sanitizer above all.
+// live_frames_test.cpp - frames come while others look, for the thread sanitizer above all; their pictures.
 #include "plugins/LiveView/live_frames.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <thread>
 #include <vector>
 
+#include "plugins/LiveView/jpeg_encoding.h"
 #include "tests/support/frames.h"
 #include "tests/support/jpeg_decoding.h"
 
@@ -40,6 +42,19 @@ TEST(LiveFrames, AreWholeForWhoeverLooksWhileTheyCome) {
     coming = false;
     for (std::thread& viewer : viewers) viewer.join();
     EXPECT_EQ(nullptr, frames.picture(0));
+}
+
+TEST(JpegEncoding, KeepsThePixelsOfFilesThatOutgrowTheirRoom) {
+    const Bytes pixels = randomBytes(333 * 247, 1);
+    const auto file = encodeJpeg({pixels.data(), 333, 247}, 100);
+    ASSERT_NE(nullptr, file);
+    EXPECT_LT(pixels.size(), file->size());  // noise
+    const DecodedJpeg picture = decodeJpeg({file->begin(), file->end()});
+    ASSERT_EQ(pixels.size(), picture.samples.size());
+    int worst = 0;
+    for (std::size_t k = 0; k < pixels.size(); ++k)
+        worst = std::max(worst, std::abs(pixels[k] - picture.samples[k]));
+    EXPECT_LE(worst, 3);
 }
 
 }  // namespace
