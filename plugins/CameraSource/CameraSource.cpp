@@ -1,8 +1,9 @@
 // CameraSource.cpp - the module's entry points; each forwards to the one camera.
-#include "plugins/CameraSource/CameraSource.h"
+#include "CameraSource.h"
 
-#include "LumetraCore/LumetraModule.h"
-#include "plugins/CameraSource/camera.h"
+#include <LumetraCore/LumetraModule.h>
+
+#include "camera.h"
 
 namespace {
 

@@ -21,7 +21,7 @@
 
 #include <cstdint>
 
-#include "LumetraCore/LumetraTypes.h"
+#include <LumetraCore/LumetraTypes.h>
 
 constexpr std::int32_t CAMERASOURCE_ID = 102;
 

@@ -1,12 +1,12 @@
 // camera.cpp - the camera's thread and the operations that start and end it.
-#include "plugins/CameraSource/camera.h"
+#include "camera.h"
 
 #include <algorithm>
 #include <exception>
 
-#include "plugins/CameraSource/CameraSource.h"
-#include "plugins/support/frame_times.h"
-#include "plugins/support/json_members.h"
+#include "CameraSource.h"
+#include "support/frame_times.h"
+#include "support/json_members.h"
 
 namespace {
 

@@ -11,9 +11,10 @@
 #include <string>
 #include <thread>
 
-#include "LumetraCore/LumetraTypes.h"
-#include "plugins/CameraSource/frame_producer.h"
-#include "plugins/support/host_log.h"
+#include <LumetraCore/LumetraTypes.h>
+
+#include "frame_producer.h"
+#include "support/host_log.h"
 
 class Camera {
 public:

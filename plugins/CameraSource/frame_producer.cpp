@@ -1,5 +1,5 @@
 // frame_producer.cpp - the stop signal, what is opened for which source, and frames from files and pipes.
-#include "plugins/CameraSource/frame_producer.h"
+#include "frame_producer.h"
 
 #include <fcntl.h>
 #include <poll.h>

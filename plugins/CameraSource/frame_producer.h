@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "LumetraCore/LumetraTypes.h"
+#include <LumetraCore/LumetraTypes.h>
 
 using Bytes = std::vector<std::uint8_t>;
 

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "plugins/CameraSource/frame_producer.h"
+#include "frame_producer.h"
 
 namespace {
 

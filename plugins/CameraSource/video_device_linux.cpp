@@ -1,5 +1,5 @@
 // video_device_linux.cpp - frames from a V4L2 device, through buffers that its driver fills.
-#include "plugins/CameraSource/video_device_linux.h"
+#include "video_device_linux.h"
 
 #include <fcntl.h>
 #include <linux/videodev2.h>

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "plugins/CameraSource/frame_producer.h"
+#include "frame_producer.h"
 
 struct VideoDeviceCalls {
     std::function<int(const char* path)> open;  // a descriptor, or -1

@@ -1,9 +1,10 @@
 // FrameMonitor.cpp - the module's entry points; each forwards to the one monitor.
 // Threads: as LumetraModule.h says for each. The monitor lives as long as the library is mapped.
-#include "plugins/FrameMonitor/FrameMonitor.h"
+#include "FrameMonitor.h"
 
-#include "LumetraCore/LumetraModule.h"
-#include "plugins/FrameMonitor/monitor.h"
+#include <LumetraCore/LumetraModule.h>
+
+#include "monitor.h"
 
 namespace {
 

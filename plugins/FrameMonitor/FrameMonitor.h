@@ -20,7 +20,7 @@
 
 #include <cstdint>
 
-#include "LumetraCore/LumetraTypes.h"
+#include <LumetraCore/LumetraTypes.h>
 
 constexpr std::int32_t FRAMEMONITOR_ID = 101;
 

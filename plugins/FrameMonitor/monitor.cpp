@@ -1,5 +1,5 @@
 // monitor.cpp - from a notification to figures, and from a command to an answer.
-#include "plugins/FrameMonitor/monitor.h"
+#include "monitor.h"
 
 #include <algorithm>
 #include <climits>
@@ -7,10 +7,10 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "plugins/FrameMonitor/FrameMonitor.h"
-#include "plugins/FrameMonitor/pixel_digest.h"
-#include "plugins/support/frame_times.h"
-#include "plugins/support/json_members.h"
+#include "FrameMonitor.h"
+#include "pixel_digest.h"
+#include "support/frame_times.h"
+#include "support/json_members.h"
 
 namespace {
 

@@ -9,9 +9,10 @@
 #include <mutex>
 #include <string>
 
-#include "LumetraCore/IChnk.h"
-#include "plugins/FrameMonitor/statistics.h"
-#include "plugins/support/host_log.h"
+#include <LumetraCore/IChnk.h>
+
+#include "statistics.h"
+#include "support/host_log.h"
 
 class Monitor {
 public:

@@ -1,9 +1,10 @@
 // statistics.cpp - counting frames and writing the report.
-#include "plugins/FrameMonitor/statistics.h"
+#include "statistics.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 
 namespace {
 

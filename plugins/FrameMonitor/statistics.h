@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-#include "plugins/support/grey_levels.h"
+#include "support/grey_levels.h"
 
 /// One frame as it reached the module.
 struct FrameRecord {

@@ -1,15 +1,16 @@
 // LiveView.cpp - the module's entry points, its configuration and its log.
 // Threads: as LumetraModule.h says for each. The server lives from initialize to destroy.
-#include "plugins/LiveView/LiveView.h"
+#include "LiveView.h"
 
 #include <mutex>
 #include <string>
 
-#include "LumetraCore/LumetraModule.h"
-#include "plugins/LiveView/live_frames.h"
-#include "plugins/LiveView/view_server.h"
-#include "plugins/support/host_log.h"
-#include "plugins/support/json_members.h"
+#include <LumetraCore/LumetraModule.h>
+
+#include "live_frames.h"
+#include "support/host_log.h"
+#include "support/json_members.h"
+#include "view_server.h"
 
 namespace {
 

@@ -27,7 +27,7 @@
 
 #include <cstdint>
 
-#include "LumetraCore/LumetraTypes.h"
+#include <LumetraCore/LumetraTypes.h>
 
 constexpr std::int32_t LIVEVIEW_ID = 103;
 

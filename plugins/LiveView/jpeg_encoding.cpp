@@ -1,6 +1,6 @@
 // jpeg_encoding.cpp - libjpeg, which leaves its functions by a jump where it cannot go on: between there and
 // encode() nothing may need a destructor.
-#include "plugins/LiveView/jpeg_encoding.h"
+#include "jpeg_encoding.h"
 
 #include <algorithm>
 #include <csetjmp>

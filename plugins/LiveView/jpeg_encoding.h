@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "plugins/support/grey_levels.h"
+#include "support/grey_levels.h"
 
 /// @param quality  1 to 100
 /// @return null for what no JPEG file holds: no pixels, or a side of more than 65,500; or without memory

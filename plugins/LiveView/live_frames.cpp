@@ -1,12 +1,13 @@
 // live_frames.cpp - recording a frame, and computing what somebody asks for.
-#include "plugins/LiveView/live_frames.h"
+#include "live_frames.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <vector>
 
-#include "plugins/LiveView/jpeg_encoding.h"
-#include "plugins/support/frame_times.h"
+#include <nlohmann/json.hpp>
+
+#include "jpeg_encoding.h"
+#include "support/frame_times.h"
 
 namespace {
 

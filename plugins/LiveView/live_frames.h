@@ -12,11 +12,12 @@
 #include <deque>
 #include <memory>
 #include <mutex>
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 
-#include "LumetraCore/IChnk.h"
-#include "plugins/support/grey_levels.h"
+#include <LumetraCore/IChnk.h>
+#include <nlohmann/json_fwd.hpp>
+
+#include "support/grey_levels.h"
 
 class LiveFrames {
 public:

@@ -1,14 +1,15 @@
 // view_server.cpp - routes, and what keeps strangers and other sites out.
-#include "plugins/LiveView/view_server.h"
+#include "view_server.h"
 
 #include <arpa/inet.h>
-#include <httplib.h>
 #include <signal.h>
 
 #include <charconv>
 #include <system_error>
 
-#include "plugins/LiveView/page.h"
+#include <httplib.h>
+
+#include "page.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "plugins/LiveView/live_frames.h"
+#include "live_frames.h"
 
 namespace httplib {
 class Server;

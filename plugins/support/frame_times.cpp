@@ -1,9 +1,9 @@
 // frame_times.cpp - the push time as the descriptor or the chunk's id has it.
-#include "plugins/support/frame_times.h"
+#include "support/frame_times.h"
 
 #include <algorithm>
 
-#include "plugins/support/json_members.h"
+#include "support/json_members.h"
 
 std::int64_t pushTime(std::uint64_t chunkId, const std::string& descriptor) {
     const auto time = JsonMembers(descriptor.c_str()).integer<std::int64_t>("timestampUs");

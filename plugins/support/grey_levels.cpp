@@ -1,5 +1,5 @@
 // grey_levels.cpp - bounds of levels, and plain loops over their pixels.
-#include "plugins/support/grey_levels.h"
+#include "support/grey_levels.h"
 
 #include <numeric>
 

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "LumetraCore/IChnk.h"
+#include <LumetraCore/IChnk.h>
 
 constexpr int LEVEL_COUNT = 8;
 

@@ -1,5 +1,5 @@
 // host_log.cpp - from bytes that may be no text to the UTF-16 that hosts read.
-#include "plugins/support/host_log.h"
+#include "support/host_log.h"
 
 #include <cxxabi.h>
 

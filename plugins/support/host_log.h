@@ -2,11 +2,11 @@
 #ifndef LUMETRA_PLUGINS_SUPPORT_HOST_LOG_H
 #define LUMETRA_PLUGINS_SUPPORT_HOST_LOG_H
 
-#include <LumetraCore/LumetraTypes.h>
-
 #include <cstdint>
 #include <shared_mutex>
 #include <string_view>
+
+#include <LumetraCore/LumetraTypes.h>
 
 class HostLog {
 public:

@@ -1,5 +1,5 @@
 // json_members.cpp - a text read from front to end, of which the values on the first level are kept.
-#include "plugins/support/json_members.h"
+#include "support/json_members.h"
 
 #include <nlohmann/json.hpp>
 
