@@ -35,10 +35,16 @@ int meanOf(const IChnk& frame) {
     return static_cast<int>(std::accumulate(grey, grey + pixels, std::uint64_t{0}) / pixels);
 }
 
+/// Frames may overtake each other, by less than a second: what seems older than that came after the clock was
+/// set back.
+bool wasOvertaken(std::uint64_t chunkId) {
+    return chunkId < newestId && newestId - chunkId < 1000;
+}
+
 /// Takes the newest frame's brightness in; true if light has turned dark by it.
 bool turnsDark(std::uint64_t chunkId, int mean) {
     const std::lock_guard lock(stateMutex);
-    if (!running || chunkId < newestId) return false;  // frames may overtake each other
+    if (!running || wasOvertaken(chunkId)) return false;
     const bool wasDark = dark;
     newestId = chunkId;
     brightness = mean;

@@ -14,7 +14,9 @@
 
 namespace {
 
-constexpr std::int64_t IDLE_AFTER_US = 1'000'000;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds IDLE_AFTER{1};
 
 std::string digestLine(const IChnk& chunk) {
     std::string line = "{\"frameMonitor\":\"frame\",\"frame\":" + std::to_string(chunk.frameIndex) +
@@ -70,16 +72,13 @@ void Monitor::take(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk) {
 
     std::shared_ptr<IChnk> replaced = chunk;  // released after the lock, since that may free a whole buffer
     const std::lock_guard lock(m_mutex);
-    m_statistics.add(frame);
-    if (!frame.mean || (m_newest != nullptr && chunkId < m_newestId)) return;
-    m_newestId = chunkId;
-    m_newest.swap(replaced);
+    if (m_statistics.add(frame)) m_newest.swap(replaced);
 }
 
 FrameRecord Monitor::measure(std::uint64_t chunkId, const IChnk& chunk, bool histogram) const {
     FrameRecord frame;
-    frame.arrivedUs = systemMicroseconds();
-    frame.latencyUs = frame.arrivedUs - pushTime(chunkId, chunk.descriptor);
+    frame.arrived = Clock::now();
+    frame.latencyUs = systemMicroseconds() - pushTime(chunkId, chunk.descriptor);
     frame.chunkId = chunkId;
     frame.frameIndex = chunk.frameIndex;
     frame.width = chunk.width;
@@ -96,7 +95,7 @@ bool Monitor::report() {
     std::string path;
     {
         const std::lock_guard lock(m_mutex);
-        line = m_statistics.report(systemMicroseconds());
+        line = m_statistics.report(Clock::now());
         path = m_settings.reportFile;
     }
     const bool logged = m_log.write(0, line);
@@ -146,6 +145,6 @@ void Monitor::pause(bool paused) {
 std::int32_t Monitor::status() {
     const std::lock_guard lock(m_mutex);
     if (m_paused) return FRAMEMONITOR_STATUS_PAUSED;
-    const bool busy = m_statistics.arrivedWithin(IDLE_AFTER_US, systemMicroseconds());
+    const bool busy = m_statistics.arrivedSince(Clock::now() - IDLE_AFTER);
     return busy ? STATUS_READY : FRAMEMONITOR_STATUS_IDLE;
 }

@@ -38,12 +38,11 @@ private:
 
     HostLog m_log;
 
-    std::mutex m_mutex;  // guards the five below
+    std::mutex m_mutex;  // guards the four below
     Settings m_settings;
     bool m_paused = false;
     Statistics m_statistics;
-    std::uint64_t m_newestId = 0;
-    std::shared_ptr<IChnk> m_newest;  // of the grey frames; null until there is one
+    std::shared_ptr<IChnk> m_newest;  // the statistics' newest; null until there is one
 };
 
 #endif

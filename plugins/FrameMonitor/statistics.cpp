@@ -6,18 +6,18 @@
 
 #include <nlohmann/json.hpp>
 
+#include "support/frame_times.h"
+
 namespace {
 
-constexpr double US_PER_SECOND = 1e6;
+constexpr std::chrono::seconds RECENT{1};
 
 nlohmann::ordered_json describeLatencies(std::vector<std::int64_t> latencies) {
     std::sort(latencies.begin(), latencies.end());
-    const std::size_t count = latencies.size();
-    // The smallest value that the given share of all values does not exceed.
-    const auto percentile = [&](std::size_t percent) {
-        return count == 0 ? 0 : latencies[(count * percent + 99) / 100 - 1];
-    };
-    return {{"count", count}, {"median", percentile(50)}, {"p99", percentile(99)}, {"max", percentile(100)}};
+    return {{"count", latencies.size()},
+            {"median", percentile(latencies, 50)},
+            {"p99", percentile(latencies, 99)},
+            {"max", percentile(latencies, 100)}};
 }
 
 nlohmann::ordered_json describeNewest(const FrameRecord& frame) {
@@ -31,21 +31,23 @@ nlohmann::ordered_json describeNewest(const FrameRecord& frame) {
 
 }  // namespace
 
-void Statistics::add(const FrameRecord& frame) {
+bool Statistics::add(const FrameRecord& frame) {
     const std::size_t slot = m_frames % RING;
     m_latencies[slot] = frame.latencyUs;
-    m_arrivals[slot] = frame.arrivedUs;
-    if (m_frames == 0) m_firstUs = m_lastUs = frame.arrivedUs;
-    m_firstUs = std::min(m_firstUs, frame.arrivedUs);
-    m_lastUs = std::max(m_lastUs, frame.arrivedUs);
+    m_arrivals[slot] = frame.arrived;
+    if (m_frames == 0) m_first = m_last = frame.arrived;
+    m_first = std::min(m_first, frame.arrived);
+    m_last = std::max(m_last, frame.arrived);
     ++m_frames;
     if (wasSeen(frame.frameIndex)) ++m_duplicates;
     if (!frame.mean) {
         ++m_unread;
-        return;
+        return false;
     }
     m_meanSum += *frame.mean;
-    if (!m_newest.mean || frame.chunkId >= m_newest.chunkId) m_newest = frame;
+    if (m_newest.mean && wasOvertaken(frame.chunkId, m_newest.chunkId)) return false;
+    m_newest = frame;
+    return true;
 }
 
 bool Statistics::wasSeen(std::int32_t frameIndex) {
@@ -61,26 +63,21 @@ std::uint64_t Statistics::distinctBefore(std::int32_t frameIndex) const {
     return distinct() - static_cast<std::uint64_t>(later);
 }
 
-bool Statistics::arrivedWithin(std::int64_t microseconds, std::int64_t nowUs) const {
-    return m_frames > 0 && nowUs - m_lastUs <= microseconds;
-}
-
 std::size_t Statistics::recorded() const {
     return static_cast<std::size_t>(std::min<std::uint64_t>(m_frames, RING));
 }
 
-std::size_t Statistics::arrivalsSince(std::int64_t timeUs) const {
+std::ptrdiff_t Statistics::arrivalsSince(TimePoint time) const {
     const auto end = m_arrivals.begin() + static_cast<std::ptrdiff_t>(recorded());
-    return static_cast<std::size_t>(
-        std::count_if(m_arrivals.begin(), end, [=](std::int64_t arrival) { return arrival > timeUs; }));
+    return std::count_if(m_arrivals.begin(), end, [=](TimePoint arrival) { return arrival > time; });
 }
 
 double Statistics::framesPerSecond() const {
-    if (m_lastUs <= m_firstUs) return 0;
-    return static_cast<double>(m_frames - 1) * US_PER_SECOND / static_cast<double>(m_lastUs - m_firstUs);
+    if (m_last <= m_first) return 0;
+    return static_cast<double>(m_frames - 1) / std::chrono::duration<double>(m_last - m_first).count();
 }
 
-std::string Statistics::report(std::int64_t nowUs) const {
+std::string Statistics::report(TimePoint now) const {
     const auto latenciesEnd = m_latencies.begin() + static_cast<std::ptrdiff_t>(recorded());
     nlohmann::ordered_json report = {
         {"frameMonitor", "report"},
@@ -89,7 +86,7 @@ std::string Statistics::report(std::int64_t nowUs) const {
         {"duplicates", m_duplicates},
         {"unread", m_unread},
         {"fps", framesPerSecond()},
-        {"recentFps", arrivalsSince(nowUs - static_cast<std::int64_t>(US_PER_SECOND))},
+        {"recentFps", arrivalsSince(now - RECENT)},
         {"latencyUs", describeLatencies({m_latencies.begin(), latenciesEnd})},
     };
     if (m_newest.mean) {

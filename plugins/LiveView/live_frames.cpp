@@ -11,12 +11,11 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using nlohmann::ordered_json;
 
-constexpr std::chrono::seconds WATCHED_FOR{3};     // after the last request
-constexpr std::uint64_t CLOCK_SET_BACK_MS = 1000;  // frames overtake one another by less
-constexpr std::int64_t TEXT_KEEPS_US = 100'000;
+constexpr std::chrono::seconds WATCHED_FOR{3};  // after the last request
+constexpr std::chrono::milliseconds TEXT_KEEPS{100};
+constexpr std::chrono::seconds RECENT{1};
 constexpr std::size_t MOST_ARRIVALS = 1024;
 constexpr std::size_t LONGEST_DESCRIPTOR = 2000;  // bytes
 constexpr int QUALITY = 80;                       // of pictures, of 100
@@ -56,16 +55,14 @@ void LiveFrames::take(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk
     const bool watched = isWatched();
     Arrival arrival{};
     if (watched) {
-        arrival.atUs = systemMicroseconds();
-        arrival.latencyUs = arrival.atUs - pushTime(chunkId, chunk->descriptor);
+        arrival.at = Clock::now();
+        arrival.latencyUs = systemMicroseconds() - pushTime(chunkId, chunk->descriptor);
     }
     std::shared_ptr<IChnk> replaced = chunk;  // released after the lock, since that may free a whole buffer
     {
         const std::lock_guard lock(m_mutex);
         if (watched) count(*chunk, arrival);
-        if (m_newest.chunk != nullptr && chunkId < m_newest.chunkId &&
-            m_newest.chunkId - chunkId < CLOCK_SET_BACK_MS)
-            return;
+        if (m_newest.chunk != nullptr && wasOvertaken(chunkId, m_newest.chunkId)) return;
         m_newest.chunkId = chunkId;
         m_newest.chunk.swap(replaced);
         ++m_number;
@@ -147,39 +144,36 @@ std::uint64_t LiveFrames::waitForNext(std::uint64_t seen, std::chrono::milliseco
 std::string LiveFrames::statistics() {
     look();
     const std::lock_guard lock(m_textMutex);
-    const std::int64_t now = systemMicroseconds();
-    if (m_text.empty() || now - m_textAtUs >= TEXT_KEEPS_US || now < m_textAtUs) {
+    const auto now = Clock::now();
+    if (m_text.empty() || now - m_textAt >= TEXT_KEEPS) {
         m_text = describe();
-        m_textAtUs = now;
+        m_textAt = now;
     }
     return m_text;
 }
 
 std::string LiveFrames::describe() {
-    ordered_json text = figures(systemMicroseconds());
+    ordered_json text = figures();
     text["encodings"] = m_encodings.load();
     if (const std::shared_ptr<IChnk> chunk = newest().chunk) text["newest"] = describeFrame(*chunk);
     // A descriptor may hold what is no text.
     return text.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }
 
-ordered_json LiveFrames::figures(std::int64_t nowUs) {
-    constexpr std::int64_t SECOND_US = 1'000'000;
+ordered_json LiveFrames::figures() {
+    const auto now = Clock::now();
     const std::lock_guard lock(m_mutex);
     std::vector<std::int64_t> latencies;
     std::int64_t recent = 0;
     for (const Arrival& arrival : m_arrivals) {
         latencies.push_back(arrival.latencyUs);
-        recent += nowUs - arrival.atUs < SECOND_US ? 1 : 0;
+        recent += now - arrival.at < RECENT ? 1 : 0;
     }
     std::sort(latencies.begin(), latencies.end());
-    const auto percentile = [&](std::size_t percent) {
-        return latencies.empty() ? 0 : latencies[(latencies.size() * percent + 99) / 100 - 1];
-    };
     const std::int64_t told = static_cast<std::int64_t>(m_frames);
     const std::int64_t lost = told == 0 ? 0 : m_greatestIndex - m_leastIndex + 1 - told;
     return {{"frames", told},
             {"lost", std::max<std::int64_t>(0, lost)},
             {"fps", recent},
-            {"latencyUs", {{"median", percentile(50)}, {"p99", percentile(99)}}}};
+            {"latencyUs", {{"median", percentile(latencies, 50)}, {"p99", percentile(latencies, 99)}}}};
 }

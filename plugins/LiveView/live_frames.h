@@ -33,8 +33,11 @@ public:
     std::uint64_t waitForNext(std::uint64_t seen, std::chrono::milliseconds most);
 
 private:
+    using Clock = std::chrono::steady_clock;  // that nobody sets
+
     struct Arrival {
-        std::int64_t atUs, latencyUs;  // system clock
+        Clock::time_point at;
+        std::int64_t latencyUs;
     };
     struct Newest {
         std::uint64_t chunkId = 0;
@@ -50,10 +53,10 @@ private:
     bool isWatched() const;
     void count(const IChnk& chunk, Arrival arrival);
     Newest newest();
-    nlohmann::ordered_json figures(std::int64_t nowUs);
+    nlohmann::ordered_json figures();
     std::string describe();
 
-    std::atomic<std::chrono::steady_clock::time_point> m_lookedAt{};
+    std::atomic<Clock::time_point> m_lookedAt{};
     std::atomic<std::uint64_t> m_encodings{0};
 
     std::mutex m_mutex;  // guards all down to m_arrivals
@@ -68,7 +71,7 @@ private:
 
     std::mutex m_textMutex;  // guards both
     std::string m_text;
-    std::int64_t m_textAtUs = 0;
+    Clock::time_point m_textAt;
 };
 
 #endif

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstring>
 #include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "LumetraCore/PGM_FUNCTIONS.h"
+#include "tests/support/frames.h"
 #include "tests/support/loaded_module.h"
 #include "tests/support/temporary_folder.h"
 
@@ -53,15 +53,12 @@ protected:
     }
 };
 
-// Level 0 holds `pixels`; with levels the others follow behind it.
-std::shared_ptr<IChnk> greyChunk(int width, int height, const std::vector<unsigned char>& pixels, int frame,
+std::shared_ptr<IChnk> greyChunk(int width, int height, const Bytes& pixels, int frame,
                                  const std::string& descriptor = "{}", bool levels = false) {
-    auto chunk = std::make_shared<IChnk>(width, height, LUMETRA_IMGFORMAT_GRAY8, frame, descriptor);
-    chunk->size = static_cast<std::int32_t>(pixels.size());
-    unsigned char* at = chunk->data->lvl[0] = new unsigned char[pixels.size()];
-    std::memcpy(at, pixels.data(), pixels.size());
-    for (int k = 1; k < 8 && levels; ++k)
-        chunk->data->lvl[k] = at += (width >> (k - 1)) * (height >> (k - 1));
+    auto chunk = chunkOf(width, height, LUMETRA_IMGFORMAT_GRAY8, pixels);
+    chunk->frameIndex = frame;
+    chunk->descriptor = descriptor;
+    if (levels) layOutLevels(*chunk);
     return chunk;
 }
 
@@ -94,6 +91,17 @@ TEST_F(FrameMonitor, MeasuresGreyOfTheNewestFrameAndOfAll) {
     json plain = report()["newest"];
     EXPECT_EQ(7.5, plain["mean"]);
     EXPECT_FALSE(plain.contains("histogram"));
+}
+
+TEST_F(FrameMonitor, GoesOnWithNewerFramesAfterTheClockWasSetBack) {
+    const TemporaryFolder folder;
+    const std::uint64_t time = nowMs();
+    notify(time, greyChunk(1, 1, {10}, 1));
+    notify(time - 3'600'000, greyChunk(2, 1, {20, 20}, 2));
+    notify(time - 3'600'000 - 1, greyChunk(3, 1, {30, 30, 30}, 3));  // overtaken
+    EXPECT_EQ(2, report()["newest"]["frame"]);
+    EXPECT_EQ(1, send(FRAMEMONITOR_CMD_SNAPSHOT, folder.file("frame").c_str()));
+    EXPECT_EQ("P5\n2 1\n255\n\x14\x14", folder.read("frame_lvl_0.pgm"));
 }
 
 TEST_F(FrameMonitor, TakesThePushTimeFromTheDescriptorOrElseFromTheChunk) {
@@ -255,8 +263,7 @@ TEST_F(FrameMonitor, KeepsCountWhileCallsOverlapAndTheLogComesAndGoes) {
     std::vector<std::thread> workers;
     for (int t = 0; t < THREADS; ++t)
         workers.emplace_back([&, t] {
-            for (int k = 0; k < FRAMES; ++k)
-                notify(nowMs(), greyChunk(4, 4, std::vector<unsigned char>(16, 3), t * FRAMES + k));
+            for (int k = 0; k < FRAMES; ++k) notify(nowMs(), greyChunk(4, 4, Bytes(16, 3), t * FRAMES + k));
         });
     for (int k = 0; k < 50; ++k) {
         send(FRAMEMONITOR_CMD_REPORT);

@@ -44,8 +44,7 @@ protected:
     /// Frame `index` of 8x8 pixels with all its levels.
     void push(int index, const std::string& descriptor = "{}") {
         auto chunk = chunkOf(8, 8, LUMETRA_IMGFORMAT_GRAY8, randomBytes(85, static_cast<unsigned>(index)));
-        unsigned char* at = chunk->data->lvl[0];
-        for (int k = 1; k < 8; ++k) chunk->data->lvl[k] = at += (8 >> (k - 1)) * (8 >> (k - 1));
+        layOutLevels(*chunk);
         chunk->frameIndex = index;
         chunk->descriptor = descriptor;
         notify(++m_chunkId, chunk);

@@ -6,7 +6,9 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
 
+#include "plugins/support/frame_times.h"
 #include "plugins/support/host_log.h"
 #include "plugins/support/json_members.h"
 
@@ -107,6 +109,24 @@ TEST(JsonMembers, AreNoneWhereTheTextIsNoObject) {
     EXPECT_EQ(std::nullopt, JsonMembers(nullptr).integer<int>("i"));
     EXPECT_EQ(1, JsonMembers((R"({"a":)" + open + std::string(open.size(), ']') + R"(,"i":1})").c_str())
                      .integer<int>("i"));
+}
+
+TEST(FrameTimes, TellOvertakenFramesFromAClockThatWasSetBack) {
+    EXPECT_FALSE(wasOvertaken(5000, 5000));
+    EXPECT_FALSE(wasOvertaken(5001, 5000));
+    EXPECT_TRUE(wasOvertaken(4999, 5000));
+    EXPECT_TRUE(wasOvertaken(4001, 5000));
+    EXPECT_FALSE(wasOvertaken(4000, 5000));
+}
+
+TEST(FrameTimes, HavePercentilesThatAreValuesOfTheirOwn) {
+    const std::vector<std::int64_t> values = {10, 20, 30, 40};
+    EXPECT_EQ(20, percentile(values, 50));
+    EXPECT_EQ(30, percentile(values, 51));
+    EXPECT_EQ(40, percentile(values, 99));
+    EXPECT_EQ(40, percentile(values, 100));
+    EXPECT_EQ(10, percentile(std::vector<std::int64_t>{10}, 1));
+    EXPECT_EQ(0, percentile({}, 99));
 }
 
 }  // namespace

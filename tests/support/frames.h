@@ -2,6 +2,7 @@
 #ifndef LUMETRA_TESTS_SUPPORT_FRAMES_H
 #define LUMETRA_TESTS_SUPPORT_FRAMES_H
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <random>
@@ -27,6 +28,13 @@ inline std::shared_ptr<IChnk> chunkOf(int width, int height, LUMETRA_IMGFORMATTY
     std::copy(bytes.begin(), bytes.end(), chunk->data->lvl[0]);
     chunk->size = size < 0 ? static_cast<int>(bytes.size()) : size;
     return chunk;
+}
+
+/// Levels 1 to 7 behind level 0.
+inline void layOutLevels(IChnk& chunk) {
+    for (int k = 1; k < 8; ++k)
+        chunk.data->lvl[k] =
+            chunk.data->lvl[k - 1] + (chunk.width >> (k - 1)) * std::ptrdiff_t{chunk.height >> (k - 1)};
 }
 
 /// 0.299 R + 0.587 G + 0.114 B in exact 1/32768 steps, by 64-bit division instead of a shift.
