@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <memory>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
@@ -23,15 +22,6 @@ using nlohmann::json;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-std::mutex linesMutex;
-std::vector<std::string> lines;  // what the module has logged, guarded by linesMutex
-
-void onLine(std::int32_t, const char16_t* text) {
-    const std::u16string wide = text;
-    const std::lock_guard lock(linesMutex);
-    lines.emplace_back(wide.begin(), wide.end());
-}
-
 std::uint64_t nowMs() {
     using namespace std::chrono;
     return static_cast<std::uint64_t>(
@@ -40,16 +30,11 @@ std::uint64_t nowMs() {
 
 class FrameMonitor : public testing::Test, protected LoadedModule {
 protected:
-    FrameMonitor() : LoadedModule(FRAMEMONITOR_LIBRARY) {
-        lines.clear();
-        registerLog(CB_LOG, reinterpret_cast<void*>(&onLine), nullptr);
-    }
-
-    int send(std::int32_t number, const char* text = "") { return command(LUMETRA_CMDTYPE(number), text); }
+    FrameMonitor() : LoadedModule(FRAMEMONITOR_LIBRARY) {}
 
     json report() {
         EXPECT_EQ(1, send(FRAMEMONITOR_CMD_REPORT));
-        return json::parse(lines.back());
+        return json::parse(lines().back());
     }
 };
 
@@ -132,7 +117,7 @@ TEST_F(FrameMonitor, DigestsEveryLevelThatLiesInTheBuffer) {
     configure(R"({"digest":true})");
     // 4x2 pixels and a level of 2x1 behind them; all smaller levels are empty.
     notify(nowMs(), greyChunk(4, 2, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, 12, "{}", true));
-    json document = json::parse(lines.at(0));
+    json document = json::parse(lines().at(0));
     EXPECT_EQ(12, document["frame"]);
     json& digests = document["digests"];
     ASSERT_EQ(8u, digests.size());
@@ -146,10 +131,10 @@ TEST_F(FrameMonitor, DigestsEveryLevelThatLiesInTheBuffer) {
     outside->data->lvl[2] = outside->data->lvl[0] - 1;
     outside->data->lvl[3] = nullptr;
     notify(nowMs(), outside);
-    EXPECT_THAT(lines.at(1), HasSubstr(std::string("\",null,null,null,\"") + empty));
+    EXPECT_THAT(lines().at(1), HasSubstr(std::string("\",null,null,null,\"") + empty));
 
     notify(nowMs(), greyChunk(4, 1, {0, 10, 20, 30}, 14));
-    EXPECT_THAT(lines.at(2), HasSubstr("[\"37dcbb0ada999870\",null,null,null,null,null,null,null]"));
+    EXPECT_THAT(lines().at(2), HasSubstr("[\"37dcbb0ada999870\",null,null,null,null,null,null,null]"));
 }
 
 TEST_F(FrameMonitor, CountsWhatItCannotLookInto) {
@@ -197,14 +182,14 @@ TEST_F(FrameMonitor, SendsReportsToTheFileTheLogOrBoth) {
     notify(nowMs(), greyChunk(1, 1, {9}, 0));
     configure((R"({"reportFile":")" + folder.file("report.json") + "\"}").c_str());
     EXPECT_EQ(1, send(FRAMEMONITOR_CMD_REPORT));
-    EXPECT_EQ(lines.back() + "\n", folder.read("report.json"));
-    unregisterLog(CB_LOG);
+    EXPECT_EQ(lines().back() + "\n", folder.read("report.json"));
+    unsetCallback(CB_LOG);
     EXPECT_EQ(1, send(FRAMEMONITOR_CMD_REPORT));
     configure((R"({"reportFile":")" + folder.file("missing/report.json") + "\"}").c_str());
     EXPECT_EQ(0, send(FRAMEMONITOR_CMD_REPORT));
     configure("{}");
     EXPECT_EQ(0, send(FRAMEMONITOR_CMD_REPORT));
-    EXPECT_EQ(1u, lines.size());
+    EXPECT_EQ(1u, lines().size());
 }
 
 TEST_F(FrameMonitor, ReadsAnyConfigurationTextAndTakesWrongTypesForMissing) {
@@ -219,11 +204,11 @@ TEST_F(FrameMonitor, ReadsAnyConfigurationTextAndTakesWrongTypesForMissing) {
                                  R"({"reportFile":"\ud800"})"};
     for (const std::string& text : texts) {
         configure(text.c_str());
-        lines.clear();
+        clearLines();
         notify(nowMs(), greyChunk(1, 1, {9}, 0));
-        EXPECT_TRUE(lines.empty()) << text.substr(0, 50);
+        EXPECT_TRUE(lines().empty()) << text.substr(0, 50);
         EXPECT_EQ(1, send(FRAMEMONITOR_CMD_REPORT));
-        EXPECT_THAT(lines.back(), HasSubstr("histogram")) << text.substr(0, 50);
+        EXPECT_THAT(lines().back(), HasSubstr("histogram")) << text.substr(0, 50);
     }
 }
 
@@ -231,10 +216,10 @@ TEST_F(FrameMonitor, WritesItsLinesAsDocumented) {
     configure(R"({"digest":true})");
     notify(nowMs(), greyChunk(2, 1, {7, 8}, 3, R"({"timestampUs":1})"));
     EXPECT_EQ(1, send(FRAMEMONITOR_CMD_REPORT));
-    EXPECT_THAT(lines.at(0),
+    EXPECT_THAT(lines().at(0),
                 MatchesRegex(R"(\{"frameMonitor":"frame","frame":3,"width":2,"height":1,)"
                              R"("digests":\["[0-9a-f]{16}",null,null,null,null,null,null,null\]\})"));
-    EXPECT_THAT(lines.at(1),
+    EXPECT_THAT(lines().at(1),
                 MatchesRegex(R"(\{"frameMonitor":"report","frames":1,"distinct":1,"duplicates":0,"unread":0,)"
                              R"("fps":0\.0,"recentFps":1,"latencyUs":\{"count":1,"median":[0-9]+,)"
                              R"("p99":[0-9]+,"max":[0-9]+\},"mean":7\.5,)"
@@ -267,15 +252,11 @@ TEST_F(FrameMonitor, KeepsCountWhileCallsOverlapAndTheLogComesAndGoes) {
         });
     for (int k = 0; k < 50; ++k) {
         send(FRAMEMONITOR_CMD_REPORT);
-        unregisterLog(CB_LOG);
-        const auto logged = [] {
-            const std::lock_guard lock(linesMutex);
-            return lines.size();
-        };
-        const std::size_t before = logged();
+        unsetCallback(CB_LOG);
+        const std::size_t before = lines().size();
         std::this_thread::yield();
-        EXPECT_EQ(before, logged()) << "called after it was taken back";
-        registerLog(CB_LOG, reinterpret_cast<void*>(&onLine), nullptr);
+        EXPECT_EQ(before, lines().size()) << "called after it was taken back";
+        setLog();
     }
     for (std::thread& worker : workers) worker.join();
     EXPECT_EQ(THREADS * FRAMES, send(FRAMEMONITOR_CMD_COUNT));

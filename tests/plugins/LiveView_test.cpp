@@ -19,22 +19,11 @@ using namespace std::chrono_literals;
 using nlohmann::json;
 using testing::StartsWith;
 
-std::mutex logMutex;
-std::string logged;  // guarded by logMutex
-
-void onLog(std::int32_t, const char16_t* text) {
-    const std::u16string wide = text;
-    const std::lock_guard lock(logMutex);
-    logged.assign(wide.begin(), wide.end());
-}
-
 class LiveView : public testing::Test, protected LoadedModule {
 protected:
-    LiveView() : LoadedModule(LIVEVIEW_LIBRARY) {
-        registerLog(CB_LOG, reinterpret_cast<void*>(&onLog), nullptr);
-    }
+    LiveView() : LoadedModule(LIVEVIEW_LIBRARY) {}
 
-    int port() { return command(static_cast<LUMETRA_CMDTYPE>(LIVEVIEW_CMD_PORT), ""); }
+    int port() { return send(LIVEVIEW_CMD_PORT); }
     void serve() {
         configure(R"({"port":0})");
         ASSERT_EQ(STATUS_READY, status());
@@ -220,11 +209,11 @@ TEST_F(LiveView, SaysWhenItsPortIsTaken) {
         EXPECT_EQ(LIVEVIEW_STATUS_FAILED, status()) << port;
         EXPECT_EQ(
             "LiveView: 127.0.0.1:" + port + " cannot be opened: configure another \"port\" or \"address\"",
-            logged);
+            lines().back());
         EXPECT_EQ(0, this->port());
     }
     serve();
-    EXPECT_EQ("LiveView: http://127.0.0.1:" + std::to_string(port()) + "/", logged);
+    EXPECT_EQ("LiveView: http://127.0.0.1:" + std::to_string(port()) + "/", lines().back());
 }
 
 }  // namespace

@@ -2,25 +2,18 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "tests/support/frames.h"
 #include "tests/support/loaded_module.h"
 
 namespace {
 
-int timesDark = 0;
-
-void countDark(std::int32_t, const char16_t* text) {
-    timesDark += std::u16string(text) == u"MyModule: it is dark";
-}
-
 class ModuleTemplate : public testing::Test, protected LoadedModule {
 protected:
-    ModuleTemplate() : LoadedModule(MODULE_TEMPLATE_LIBRARY) {
-        timesDark = 0;
-        registerLog(CB_LOG, reinterpret_cast<void*>(&countDark), nullptr);
-    }
-    int brightness() { return command(LUMETRA_CMD_MODULE_FIRST, ""); }
+    ModuleTemplate() : LoadedModule(MODULE_TEMPLATE_LIBRARY) {}
+
+    int brightness() { return send(LUMETRA_CMD_MODULE_FIRST); }
     void push(std::uint64_t id, std::uint8_t grey) {
         notify(id, chunkOf(2, 2, LUMETRA_IMGFORMAT_GRAY8, Bytes(4, grey)));
     }
@@ -29,8 +22,8 @@ protected:
 TEST_F(ModuleTemplate, SaysWhenLightTurnsDark) {
     EXPECT_EQ(-1, brightness());
     for (const std::uint8_t grey : Bytes{200, 39, 10, 40, 0}) push(1, grey);
-    EXPECT_EQ(2, timesDark);
-    command(LUMETRA_CMD_STOP, "");
+    EXPECT_EQ((std::vector<std::string>(2, "MyModule: it is dark")), lines());
+    send(LUMETRA_CMD_STOP);
     push(1, 100);
     EXPECT_EQ(0, brightness());
 }
