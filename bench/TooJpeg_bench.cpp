@@ -1,6 +1,6 @@
 // TooJpeg_bench.cpp - a grey picture to JPEG at quality 90, beside libjpeg-turbo with its defaults; base64
 // beside OpenSSL's; and both together with all else that a module's push does while the host looks on.
-#include "image/TooJpeg.h"
+#include "image/jpeg/TooJpeg.h"
 
 #include <algorithm>
 #include <cmath>

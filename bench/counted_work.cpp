@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "image/TooJpeg_transform.h"
-#include "image/grey_kernels.h"
+#include "image/grey/grey_kernels.h"
+#include "image/jpeg/TooJpeg_transform.h"
 
 namespace {
 

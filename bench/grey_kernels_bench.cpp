@@ -1,6 +1,6 @@
 // grey_kernels_bench.cpp - one frame to grey, in place as the engine does it, by every set of kernels that
 // this processor runs, beside libyuv doing the nearest thing it has.
-#include "image/grey_kernels.h"
+#include "image/grey/grey_kernels.h"
 
 #include <memory>
 

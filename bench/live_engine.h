@@ -18,8 +18,8 @@
 #include <string>
 #include <thread>
 
+#include "base/clock.h"
 #include "bench/side_by_side.h"
-#include "core/frame_timing.h"
 
 inline double processCpu() {  // microseconds
     timespec time{};

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "base/clock.h"
 #include "base/process_wide.h"
-#include "core/frame_timing.h"
 #include "core/load_limits.h"
 #include "image/picture_encoder.h"
 #include "image/push_gate.h"

@@ -1,8 +1,8 @@
 // configuration.cpp - the JSON document that configures the engine, and the engine's own commands.
 #include "core/configuration.h"
 
+#include "base/json_reading.h"
 #include "core/LumetraCoreExecutor.h"
-#include "core/json_reading.h"
 #include "image/pixel_formats.h"
 
 namespace lumetra {

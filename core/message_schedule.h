@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <deque>
 
-#include "core/frame_timing.h"
+#include "base/clock.h"
 #include "core/load_limits.h"
 
 namespace lumetra {

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "base/utf8_repair.h"
 #include "fuzz/support/fuzzing.h"
-#include "platform/utf8_repair.h"
 
 namespace {
 

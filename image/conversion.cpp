@@ -5,10 +5,10 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "base/clock.h"
 #include "core/LumetraCoreExecutor.h"
-#include "core/frame_timing.h"
 #include "image/PGM_FUNCTIONS_internal.h"
-#include "image/grey_kernels.h"
+#include "image/grey/grey_kernels.h"
 #include "image/pixel_formats.h"
 #include "image/pyramid.h"
 

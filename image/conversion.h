@@ -8,7 +8,7 @@
 #include <string>
 
 #include "LumetraCore/IChnk.h"
-#include "image/grey_kernels.h"
+#include "image/grey/grey_kernels.h"
 
 namespace lumetra {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/clock.h"
 #include "core/LumetraCoreExecutor.h"
-#include "core/frame_timing.h"
 #include "image/frame_buffers.h"
 #include "image/pixel_formats.h"
 

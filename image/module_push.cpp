@@ -4,10 +4,10 @@
 #include <string>
 
 #include "LumetraCore/utf_conversion.h"
+#include "base/json_reading.h"
+#include "base/json_writing.h"
 #include "base/process_wide.h"
 #include "core/LumetraCoreExecutor.h"
-#include "core/json_reading.h"
-#include "core/json_writing.h"
 #include "image/picture_encoder.h"
 #include "image/pixel_formats.h"
 #include "image/push_gate.h"

@@ -1,8 +1,8 @@
 // native_texture.cpp - the record of the host's texture. Nothing in the engine draws into it.
 #include <new>
 
+#include "base/json_reading.h"
 #include "core/LumetraCoreExecutor.h"
-#include "core/json_reading.h"
 #include "image/pixel_formats.h"
 
 namespace {

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "image/TooJpeg.h"
 #include "image/base64.h"
-#include "image/grey_kernels.h"
+#include "image/grey/grey_kernels.h"
+#include "image/jpeg/TooJpeg.h"
 
 namespace lumetra {
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "LumetraCore/LumetraTypes.h"
-#include "image/grey_kernels.h"
+#include "image/grey/grey_kernels.h"
 
 namespace lumetra {
 

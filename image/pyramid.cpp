@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "image/grey_kernels.h"
+#include "image/grey/grey_kernels.h"
 #include "image/pixel_formats.h"
 
 namespace {

@@ -15,8 +15,8 @@
 #include <memory>
 #include <utility>
 
+#include "base/utf8_repair.h"
 #include "platform/capture_source.h"
-#include "platform/utf8_repair.h"
 
 namespace {
 

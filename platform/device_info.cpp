@@ -7,8 +7,8 @@
 #include <cstring>
 #include <memory>
 
-#include "core/json_writing.h"
-#include "platform/utf8_repair.h"
+#include "base/json_writing.h"
+#include "base/utf8_repair.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "core/json_writing.h"
+#include "base/json_writing.h"
 #include "platform/capture_source.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "image/TooJpeg.h"
+#include "image/jpeg/TooJpeg.h"
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -16,7 +16,7 @@
 #include <tuple>
 #include <utility>
 
-#include "image/TooJpeg_transform.h"
+#include "image/jpeg/TooJpeg_transform.h"
 #include "tests/support/frames.h"
 #include "tests/support/jpeg_decoding.h"
 #include "tests/support/pictures.h"

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "core/frame_timing.h"
+#include "base/clock.h"
 #include "core/load_limits.h"
 #include "image/frame_buffers.h"
 #include "image/pixel_formats.h"

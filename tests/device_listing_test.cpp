@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "LumetraCore/utf_conversion.h"
-#include "platform/utf8_repair.h"
+#include "base/utf8_repair.h"
 
 namespace {
 

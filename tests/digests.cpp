@@ -10,10 +10,10 @@
 #include <stdexcept>
 #include <string>
 
+#include "base/utf8_repair.h"
 #include "image/conversion.h"
 #include "image/pixel_formats.h"
 #include "platform/device_listing.h"
-#include "platform/utf8_repair.h"
 #include "tests/support/engine_probe.h"
 #include "tests/support/frames.h"
 #include "tests/support/log_capture.h"

@@ -2,7 +2,7 @@
 
 #include <future>
 
-#include "core/frame_timing.h"
+#include "base/clock.h"
 #include "core/load_limits.h"
 #include "tests/modules/recorder.h"
 #include "tests/support/engine_probe.h"

@@ -1,4 +1,4 @@
-#include "image/grey_kernels.h"
+#include "image/grey/grey_kernels.h"
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>

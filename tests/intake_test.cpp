@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "core/frame_timing.h"
+#include "base/clock.h"
 #include "image/pixel_formats.h"
 #include "tests/support/engine_probe.h"
 #include "tests/support/frames.h"

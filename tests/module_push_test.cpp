@@ -6,8 +6,8 @@
 #include <stdexcept>
 
 #include "LumetraCore/utf_conversion.h"
-#include "image/TooJpeg.h"
 #include "image/base64.h"
+#include "image/jpeg/TooJpeg.h"
 #include "image/picture_encoder.h"
 #include "tests/support/engine_probe.h"
 #include "tests/support/frames.h"

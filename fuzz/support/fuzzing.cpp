@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cstring>
 
-#include "core/json_reading.h"
+#include "base/json_reading.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "base/clock.h"
 #include "core/LumetraCoreExecutor.h"
-#include "core/frame_timing.h"
 
 struct EngineProbe {
     using Messages = std::vector<std::pair<std::int32_t, std::uint64_t>>;

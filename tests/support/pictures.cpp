@@ -5,7 +5,7 @@
 #include <ostream>
 #include <stdexcept>
 
-#include "image/TooJpeg.h"
+#include "image/jpeg/TooJpeg.h"
 
 namespace pictures {
 

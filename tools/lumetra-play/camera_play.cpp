@@ -5,7 +5,7 @@
 #include <chrono>
 #include <thread>
 
-#include "core/json_writing.h"
+#include "base/json_writing.h"
 #include "plugins/CameraSource/CameraSource.h"
 #include "tools/lumetra-play/log_sink.h"
 #include "tools/lumetra-play/play_error.h"

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <utility>
 
-#include "core/json_writing.h"
+#include "base/json_writing.h"
 #include "tools/lumetra-play/text.h"
 
 namespace {

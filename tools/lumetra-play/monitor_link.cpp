@@ -5,7 +5,7 @@
 #include <charconv>
 #include <string_view>
 
-#include "core/json_reading.h"
+#include "base/json_reading.h"
 #include "plugins/FrameMonitor/FrameMonitor.h"
 #include "tools/lumetra-play/text.h"
 

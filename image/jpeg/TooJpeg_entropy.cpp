@@ -1,5 +1,5 @@
 // TooJpeg_entropy.cpp - Huffman coding as in ITU-T T.81, F.1.2, with codes worked out by the compiler.
-#include "image/TooJpeg_entropy.h"
+#include "image/jpeg/TooJpeg_entropy.h"
 
 #include <bit>
 

@@ -1,6 +1,6 @@
 // utf8_repair.h - makes UTF-8 of bytes that only claim to be it. Any thread; no state.
-#ifndef LUMETRA_PLATFORM_UTF8_REPAIR_H
-#define LUMETRA_PLATFORM_UTF8_REPAIR_H
+#ifndef LUMETRA_BASE_UTF8_REPAIR_H
+#define LUMETRA_BASE_UTF8_REPAIR_H
 
 #include <string>
 #include <string_view>

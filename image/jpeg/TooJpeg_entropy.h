@@ -1,9 +1,9 @@
 // TooJpeg_entropy.h - quantised blocks to Huffman-coded bits, and bits to bytes.
-#ifndef LUMETRA_IMAGE_TOOJPEG_ENTROPY_H
-#define LUMETRA_IMAGE_TOOJPEG_ENTROPY_H
+#ifndef LUMETRA_IMAGE_JPEG_TOOJPEG_ENTROPY_H
+#define LUMETRA_IMAGE_JPEG_TOOJPEG_ENTROPY_H
 
-#include "image/TooJpeg_output.h"
-#include "image/TooJpeg_transform.h"
+#include "image/jpeg/TooJpeg_output.h"
+#include "image/jpeg/TooJpeg_transform.h"
 
 namespace TooJpeg {
 

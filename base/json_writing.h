@@ -1,7 +1,7 @@
 // json_writing.h - the compact JSON writer, without blanks or line ends. Any thread; a writer serves one
 // text.
-#ifndef LUMETRA_CORE_JSON_WRITING_H
-#define LUMETRA_CORE_JSON_WRITING_H
+#ifndef LUMETRA_BASE_JSON_WRITING_H
+#define LUMETRA_BASE_JSON_WRITING_H
 
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/json_reading.h"
+#include "base/json_reading.h"
 
 using JsonText = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, ThrowingAllocator>;
 using JsonWriter = rapidjson::Writer<JsonText, rapidjson::UTF8<>, rapidjson::UTF8<>, ThrowingAllocator>;

@@ -1,12 +1,12 @@
 // TooJpeg_output.h - the file on its way to the sink: collected, and passed on in runs.
-#ifndef LUMETRA_IMAGE_TOOJPEG_OUTPUT_H
-#define LUMETRA_IMAGE_TOOJPEG_OUTPUT_H
+#ifndef LUMETRA_IMAGE_JPEG_TOOJPEG_OUTPUT_H
+#define LUMETRA_IMAGE_JPEG_TOOJPEG_OUTPUT_H
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 
-#include "image/TooJpeg.h"
+#include "image/jpeg/TooJpeg.h"
 
 namespace TooJpeg {
 

@@ -1,9 +1,9 @@
 // TooJpeg_transform.cpp - the DCT after Arai, Agui and Nakajima ("A fast DCT-SQ scheme for images", 1988):
 // five multiplications for eight values, because the scale of each output is left to the quantisation.
 // A product has a name of its own before it takes part in a sum, so no expression invites a fused operation.
-#include "image/TooJpeg_exact.h"
+#include "image/jpeg/TooJpeg_exact.h"
 // First, for what it switches off.
-#include "image/TooJpeg_transform.h"
+#include "image/jpeg/TooJpeg_transform.h"
 
 #include <algorithm>
 

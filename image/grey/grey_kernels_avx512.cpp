@@ -10,7 +10,7 @@
 #include <immintrin.h>
 #endif
 
-#include "image/grey_kernels.h"
+#include "image/grey/grey_kernels.h"
 
 #define AVX512 __attribute__((target("avx512f,avx512bw,avx512vbmi,avx512vnni")))
 

@@ -1,6 +1,6 @@
-// frame_timing.h - the clocks that ids, ages and sleeps are made of, and the number of workers.
-#ifndef LUMETRA_CORE_FRAME_TIMING_H
-#define LUMETRA_CORE_FRAME_TIMING_H
+// clock.h - the clocks that ids, ages and sleeps are made of, and the number of workers.
+#ifndef LUMETRA_BASE_CLOCK_H
+#define LUMETRA_BASE_CLOCK_H
 
 #include <chrono>
 #include <cstdint>

@@ -1,8 +1,8 @@
 // TooJpeg.h - baseline JPEG files (ITU-T T.81: sequential DCT, Huffman coding, 8-bit samples), byte by byte.
 // Any thread may encode: a call keeps all that it works with on its own stack, takes no memory from the heap
 // and throws nothing of its own. The bytes are the same from every compiler, flag and processor.
-#ifndef LUMETRA_IMAGE_TOOJPEG_H
-#define LUMETRA_IMAGE_TOOJPEG_H
+#ifndef LUMETRA_IMAGE_JPEG_TOOJPEG_H
+#define LUMETRA_IMAGE_JPEG_TOOJPEG_H
 
 #include <cstddef>
 

@@ -3,8 +3,8 @@
 // addition, as gcc makes them by default where the processor can, changes the bytes of many pictures. The
 // build switches that off with -ffp-contract=off; this does so where a unit is compiled without it. Only
 // clang with an explicit -ffp-contract=fast fuses all the same.
-#ifndef LUMETRA_IMAGE_TOOJPEG_EXACT_H
-#define LUMETRA_IMAGE_TOOJPEG_EXACT_H
+#ifndef LUMETRA_IMAGE_JPEG_TOOJPEG_EXACT_H
+#define LUMETRA_IMAGE_JPEG_TOOJPEG_EXACT_H
 
 #if defined(__clang__)
 #pragma STDC FP_CONTRACT OFF

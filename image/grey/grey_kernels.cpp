@@ -1,5 +1,5 @@
 // grey_kernels.cpp - which sets of kernels this processor runs.
-#include "image/grey_kernels.h"
+#include "image/grey/grey_kernels.h"
 
 #if defined(__x86_64__)
 namespace {

@@ -1,5 +1,5 @@
 // json_reading.cpp - parsing without recursion, members looked up with their type tested.
-#include "core/json_reading.h"
+#include "base/json_reading.h"
 
 #include <locale.h>
 #include <stdlib.h>

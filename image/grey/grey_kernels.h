@@ -4,8 +4,8 @@
 // and never reads or writes outside the run.
 // Every set yields min(255, (9798 R + 19235 G + 3736 B) >> 15) for colour, the weights 0.299, 0.587 and
 // 0.114 in steps of 1/32768, to the bit.
-#ifndef LUMETRA_IMAGE_GREY_KERNELS_H
-#define LUMETRA_IMAGE_GREY_KERNELS_H
+#ifndef LUMETRA_IMAGE_GREY_GREY_KERNELS_H
+#define LUMETRA_IMAGE_GREY_GREY_KERNELS_H
 
 #include <cstddef>
 #include <cstdint>

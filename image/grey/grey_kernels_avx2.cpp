@@ -2,7 +2,7 @@
 #if defined(__x86_64__)
 #include <immintrin.h>
 
-#include "image/grey_kernels.h"
+#include "image/grey/grey_kernels.h"
 #define AVX2 __attribute__((target("avx2")))
 
 namespace {

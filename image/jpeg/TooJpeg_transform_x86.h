@@ -3,7 +3,7 @@
 // targets have no fused operations that a compiler could put in their place, or it is told not to.
 #ifndef LUMETRA_IMAGE_TOOJPEG_TRANSFORM_X86_H
 #define LUMETRA_IMAGE_TOOJPEG_TRANSFORM_X86_H
-#include "image/TooJpeg_exact.h"
+#include "image/jpeg/TooJpeg_exact.h"
 // First, for what it switches off.
 #if !defined(__clang__)  // g++ 12 warns about registers that its own header leaves undefined on purpose
 #pragma GCC diagnostic push
@@ -15,7 +15,7 @@
 #include <immintrin.h>
 #endif
 
-#include "image/TooJpeg_transform.h"
+#include "image/jpeg/TooJpeg_transform.h"
 
 #define AVX2 __attribute__((target("avx2")))
 

@@ -1,7 +1,7 @@
 // grey_kernels_scalar.cpp - the definition that every other set is held against.
 #include <algorithm>
 
-#include "image/grey_kernels.h"
+#include "image/grey/grey_kernels.h"
 
 namespace {
 

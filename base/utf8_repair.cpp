@@ -1,5 +1,5 @@
 // utf8_repair.cpp - one walk over the bytes; a valid sequence is copied, any other byte replaced.
-#include "platform/utf8_repair.h"
+#include "base/utf8_repair.h"
 
 #include <cstddef>
 

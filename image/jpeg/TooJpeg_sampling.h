@@ -1,10 +1,10 @@
 // TooJpeg_sampling.h - 8 x 8 blocks of samples from a picture.
 // A block may reach past the right or bottom edge: the last column and row repeat there, and nothing is read
 // that the picture does not have.
-#ifndef LUMETRA_IMAGE_TOOJPEG_SAMPLING_H
-#define LUMETRA_IMAGE_TOOJPEG_SAMPLING_H
+#ifndef LUMETRA_IMAGE_JPEG_TOOJPEG_SAMPLING_H
+#define LUMETRA_IMAGE_JPEG_TOOJPEG_SAMPLING_H
 
-#include "image/TooJpeg_transform.h"
+#include "image/jpeg/TooJpeg_transform.h"
 
 namespace TooJpeg {
 

@@ -2,7 +2,7 @@
 // Their permutations of 16-bit values put a block into zigzag order at once. The arithmetic stays with eight
 // values at a time, as many as a row has.
 #if defined(__x86_64__)
-#include "image/TooJpeg_transform_x86.h"
+#include "image/jpeg/TooJpeg_transform_x86.h"
 
 #define AVX512 __attribute__((target("avx2,avx512f,avx512bw")))
 

@@ -1,11 +1,11 @@
 // TooJpeg_transform.h - one block of samples to quantised coefficients, and the factors that this takes.
 // The plain form is the definition: any faster form must give the same coefficients, to the bit.
-#ifndef LUMETRA_IMAGE_TOOJPEG_TRANSFORM_H
-#define LUMETRA_IMAGE_TOOJPEG_TRANSFORM_H
+#ifndef LUMETRA_IMAGE_JPEG_TOOJPEG_TRANSFORM_H
+#define LUMETRA_IMAGE_JPEG_TOOJPEG_TRANSFORM_H
 
 #include <vector>
 
-#include "image/TooJpeg_tables.h"
+#include "image/jpeg/TooJpeg_tables.h"
 
 namespace TooJpeg {
 

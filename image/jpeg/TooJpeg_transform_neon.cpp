@@ -2,11 +2,11 @@
 // The same operations on the same values in the same order as the plain form, so the same coefficients; the
 // compiler is told not to fuse any. Bytes and 16-bit values change places by table look-ups.
 #if defined(__aarch64__)
-#include "image/TooJpeg_exact.h"
+#include "image/jpeg/TooJpeg_exact.h"
 // First, for what it switches off.
 #include <arm_neon.h>
 
-#include "image/TooJpeg_transform.h"
+#include "image/jpeg/TooJpeg_transform.h"
 
 namespace TooJpeg {
 

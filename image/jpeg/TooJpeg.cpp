@@ -1,13 +1,13 @@
 // TooJpeg.cpp - the file: its segments, then the blocks of the picture in coding order.
-#include "image/TooJpeg.h"
+#include "image/jpeg/TooJpeg.h"
 
 #include <initializer_list>
 #include <string_view>
 
-#include "image/TooJpeg_entropy.h"
-#include "image/TooJpeg_sampling.h"
-#include "image/TooJpeg_tables.h"
-#include "image/TooJpeg_transform.h"
+#include "image/jpeg/TooJpeg_entropy.h"
+#include "image/jpeg/TooJpeg_sampling.h"
+#include "image/jpeg/TooJpeg_tables.h"
+#include "image/jpeg/TooJpeg_transform.h"
 
 namespace TooJpeg {
 

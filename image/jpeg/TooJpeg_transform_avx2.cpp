@@ -2,7 +2,7 @@
 // Zigzag order comes from byte shuffles: each of its rows of eight gathers what it takes from every pair of
 // rows, and zeros for the rest.
 #if defined(__x86_64__)
-#include "image/TooJpeg_transform_x86.h"
+#include "image/jpeg/TooJpeg_transform_x86.h"
 
 namespace TooJpeg {
 

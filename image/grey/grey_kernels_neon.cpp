@@ -4,7 +4,7 @@
 #if defined(__aarch64__)
 #include <arm_neon.h>
 
-#include "image/grey_kernels.h"
+#include "image/grey/grey_kernels.h"
 
 namespace {
 

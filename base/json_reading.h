@@ -1,8 +1,8 @@
 // json_reading.h - every read of a JSON text that comes from outside.
 // A value of another type than asked reads as a missing one, and so does everything in a text that is
 // not valid JSON or whose root is not an object. Nesting costs heap, never stack.
-#ifndef LUMETRA_CORE_JSON_READING_H
-#define LUMETRA_CORE_JSON_READING_H
+#ifndef LUMETRA_BASE_JSON_READING_H
+#define LUMETRA_BASE_JSON_READING_H
 
 #include <rapidjson/document.h>
 

@@ -1,7 +1,7 @@
 // TooJpeg_tables.h - the constants of the encoder: quantisation, zigzag order and Huffman codes.
 // The tables are those that ITU-T T.81, Annex K, publishes as typical; the zigzag order is its figure A.6.
-#ifndef LUMETRA_IMAGE_TOOJPEG_TABLES_H
-#define LUMETRA_IMAGE_TOOJPEG_TABLES_H
+#ifndef LUMETRA_IMAGE_JPEG_TOOJPEG_TABLES_H
+#define LUMETRA_IMAGE_JPEG_TOOJPEG_TABLES_H
 
 #include <array>
 #include <cstddef>
