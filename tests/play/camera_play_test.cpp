@@ -5,8 +5,7 @@
 #include <cmath>
 
 #include "tests/support/jpeg_decoding.h"
-#include "tests/support/temporary_folder.h"
-#include "tools/lumetra-play/host_exchange.h"
+#include "tools/lumetra-play/modules/host_exchange.h"
 
 namespace {
 

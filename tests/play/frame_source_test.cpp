@@ -1,15 +1,15 @@
 // frame_source_test.cpp - files to frames: raw video, Y4M and Netpbm, good ones and hostile ones.
-#include "tools/lumetra-play/frame_source.h"
+#include "tools/lumetra-play/inputs/frame_source.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
-#include "tests/support/temporary_folder.h"
-#include "tools/lumetra-play/play_error.h"
-#include "tools/lumetra-play/scene_source.h"
-#include "tools/lumetra-play/y4m_source.h"
+#include "tests/play/temporary_folder.h"
+#include "tools/lumetra-play/inputs/scene_source.h"
+#include "tools/lumetra-play/inputs/y4m_source.h"
+#include "tools/lumetra-play/run/play_error.h"
 
 namespace {
 

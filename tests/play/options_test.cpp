@@ -1,14 +1,14 @@
 // options_test.cpp - the command line, its small languages, and the plain decisions of a play.
-#include "tools/lumetra-play/options.h"
+#include "tools/lumetra-play/run/options.h"
 
 #include <gtest/gtest.h>
 
-#include "tools/lumetra-play/engine_session.h"
-#include "tools/lumetra-play/monitor_link.h"
-#include "tools/lumetra-play/pacer.h"
-#include "tools/lumetra-play/play_error.h"
-#include "tools/lumetra-play/summary.h"
-#include "tools/lumetra-play/text.h"
+#include "tools/lumetra-play/modules/monitor_link.h"
+#include "tools/lumetra-play/run/engine_session.h"
+#include "tools/lumetra-play/run/pacer.h"
+#include "tools/lumetra-play/run/play_error.h"
+#include "tools/lumetra-play/run/text.h"
+#include "tools/lumetra-play/view/summary.h"
 
 namespace {
 

@@ -2,10 +2,10 @@
 // values are worked out by hand.
 #include <gtest/gtest.h>
 
-#include "tools/lumetra-play/colour.h"
-#include "tools/lumetra-play/expected_pixels.h"
-#include "tools/lumetra-play/pixel_check.h"
-#include "tools/lumetra-play/pyramid_chain.h"
+#include "tools/lumetra-play/pixels/colour.h"
+#include "tools/lumetra-play/pixels/expected_pixels.h"
+#include "tools/lumetra-play/pixels/pixel_check.h"
+#include "tools/lumetra-play/pixels/pyramid_chain.h"
 
 namespace {
 

@@ -7,18 +7,18 @@
 #include <string>
 
 #include "plugins/LiveView/LiveView.h"
-#include "tools/lumetra-play/camera_play.h"
-#include "tools/lumetra-play/colour.h"
-#include "tools/lumetra-play/engine_session.h"
-#include "tools/lumetra-play/frame_source.h"
-#include "tools/lumetra-play/log_sink.h"
-#include "tools/lumetra-play/module_folders.h"
-#include "tools/lumetra-play/options.h"
-#include "tools/lumetra-play/play_error.h"
-#include "tools/lumetra-play/player.h"
-#include "tools/lumetra-play/sheet.h"
-#include "tools/lumetra-play/summary.h"
-#include "tools/lumetra-play/text.h"
+#include "tools/lumetra-play/inputs/frame_source.h"
+#include "tools/lumetra-play/modules/camera_play.h"
+#include "tools/lumetra-play/modules/module_folders.h"
+#include "tools/lumetra-play/pixels/colour.h"
+#include "tools/lumetra-play/run/engine_session.h"
+#include "tools/lumetra-play/run/log_sink.h"
+#include "tools/lumetra-play/run/options.h"
+#include "tools/lumetra-play/run/play_error.h"
+#include "tools/lumetra-play/run/player.h"
+#include "tools/lumetra-play/run/text.h"
+#include "tools/lumetra-play/view/sheet.h"
+#include "tools/lumetra-play/view/summary.h"
 
 namespace {
 

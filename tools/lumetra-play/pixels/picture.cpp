@@ -1,0 +1,69 @@
+// picture.cpp - sizes of frames and names of formats.
+#include "tools/lumetra-play/pixels/picture.h"
+
+#include "tools/lumetra-play/run/play_error.h"
+
+namespace {
+
+struct NamedFormat {
+    LUMETRA_IMGFORMATTYPE format;
+    const char* name;
+    std::size_t bytesPerPixel;
+};
+
+constexpr NamedFormat FORMATS[] = {{LUMETRA_IMGFORMAT_RGB, "rgb", 3},
+                                   {LUMETRA_IMGFORMAT_BGR, "bgr", 3},
+                                   {LUMETRA_IMGFORMAT_BGRA, "bgra", 4},
+                                   {LUMETRA_IMGFORMAT_YUYV, "yuyv", 2},
+                                   {LUMETRA_IMGFORMAT_GRAY8, "gray", 1}};
+
+const NamedFormat& known(LUMETRA_IMGFORMATTYPE format) {
+    for (const NamedFormat& candidate : FORMATS)
+        if (candidate.format == format) return candidate;
+    throw PlayError("a pixel format that no source produces");
+}
+
+}  // namespace
+
+std::size_t Picture::pixels(int level) const {
+    return static_cast<std::size_t>(width >> level) * static_cast<std::size_t>(height >> level);
+}
+
+std::size_t Picture::bytes(int level) const {
+    return pixels(level) * bytesPerPixel(format);
+}
+
+std::size_t Picture::offset(int level) const {
+    std::size_t offset = 0;
+    for (int k = 0; k < level; ++k) offset += bytes(k);
+    return offset;
+}
+
+std::string Picture::sizeText(int level) const {
+    return std::to_string(width >> level) + "x" + std::to_string(height >> level);
+}
+
+std::size_t bytesPerPixel(LUMETRA_IMGFORMATTYPE format) {
+    return known(format).bytesPerPixel;
+}
+
+const char* formatName(LUMETRA_IMGFORMATTYPE format) {
+    return known(format).name;
+}
+
+std::optional<LUMETRA_IMGFORMATTYPE> formatByName(const std::string& name) {
+    for (const NamedFormat& candidate : FORMATS)
+        if (name == candidate.name) return candidate.format;
+    return std::nullopt;
+}
+
+void requireUsableSize(std::int64_t width, std::int64_t height, LUMETRA_IMGFORMATTYPE format) {
+    constexpr std::int64_t MAX_SIDE = 32768;
+    constexpr std::int64_t MAX_BYTES = 1'600'000'000;  // leaves room for the levels below 2^31
+    const std::string size = std::to_string(width) + "x" + std::to_string(height);
+    if (width < 1 || height < 1)
+        throw PlayError("a picture of " + size + " pixels is empty: use at least 1x1");
+    const auto pixelBytes = static_cast<std::int64_t>(bytesPerPixel(format));
+    if (width > MAX_SIDE || height > MAX_SIDE || width * height * pixelBytes > MAX_BYTES)
+        throw PlayError("a picture of " + size + " pixels is too large: scale the source down");
+}
