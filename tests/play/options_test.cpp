@@ -3,11 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "tools/lumetra-play/modules/monitor_link.h"
 #include "tools/lumetra-play/run/engine_session.h"
 #include "tools/lumetra-play/run/pacer.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/run/text.h"
+#include "tools/lumetra-play/view/progress.h"
 #include "tools/lumetra-play/view/summary.h"
 
 namespace {
@@ -38,7 +41,7 @@ TEST(Options, TellWhatWasGivenFromWhatWasNot) {
     const auto options = parseOptions(static_cast<int>(std::size(line)), line);
     ASSERT_TRUE(options);
     EXPECT_EQ(false, options->pyramid);
-    EXPECT_EQ(0.0, options->framesPerSecond);
+    EXPECT_TRUE(options->fast);
     EXPECT_FALSE(options->frames);
     EXPECT_EQ(std::vector<std::string>{"-"}, options->inputs);
     ASSERT_EQ(2u, options->modules.size());
@@ -46,17 +49,55 @@ TEST(Options, TellWhatWasGivenFromWhatWasNot) {
 }
 
 TEST(Options, TakeAPortForTheViewOrAny) {
-    const auto portOf = [](const char* option) {
-        const char* const line[] = {"lumetra-play", option, "clip.y4m"};
+    const auto viewOf = [](const char* option) {
+        const char* const line[] = {"lumetra-play", option, "/clip.y4m"};
         const auto options = parseOptions(static_cast<int>(std::size(line)), line);
-        EXPECT_EQ(std::vector<std::string>{"clip.y4m"}, options->inputs);
-        return options->viewPort;
+        EXPECT_EQ(std::vector<std::string>{"/clip.y4m"}, options->inputs);
+        return options->view ? options->view->address + " " + std::to_string(options->view->port) : "none";
     };
-    EXPECT_EQ(0, portOf("--view"));
-    EXPECT_EQ(8080, portOf("--view=8080"));
-    EXPECT_EQ(std::nullopt, portOf("--loop"));
-    for (const char* option : {"--view=x", "--view=-1", "--view=65536", "--view=80x"})
-        EXPECT_THROW(portOf(option), PlayError) << option;
+    EXPECT_EQ("127.0.0.1 0", viewOf("--view"));
+    EXPECT_EQ("127.0.0.1 8080", viewOf("--view=8080"));
+    EXPECT_EQ("0.0.0.0 80", viewOf("--view=0.0.0.0:80"));
+    EXPECT_EQ("none", viewOf("--loop"));
+    for (const char* option : {"--view=x", "--view=-1", "--view=65536", "--view=80x", "--view=:80"})
+        EXPECT_THROW(viewOf(option), PlayError) << option;
+}
+
+TEST(Options, ReadCommandsAndTheModulesToWatch) {
+    const CommandRequest command = parseCommand("Name:1000=a:b=c");
+    EXPECT_EQ("Name", command.module);
+    EXPECT_EQ(1000, command.number);
+    EXPECT_EQ("a:b=c", command.text);
+    EXPECT_EQ(3, parseCommand("102:3").number);
+    for (const char* text : {"", "Name", ":3", "Name:", "Name:x", "Name:3x=1", "Name=3:4"})
+        EXPECT_THROW(parseCommand(text), PlayError) << text;
+
+    const char* const line[] = {"lumetra-play", "--watch", "A", "--module", "B=1", "--watch", "B"};
+    const auto modules = parseOptions(static_cast<int>(std::size(line)), line)->modules;
+    ASSERT_EQ(2u, modules.size());
+    EXPECT_EQ("1", modules[0].configuration);
+    EXPECT_TRUE(modules[0].watched && modules[1].watched);
+}
+
+// Whoever adds an option says what it does.
+TEST(Options, AreAllInTheHelpAndInTheParser) {
+    const std::string help = helpText();
+    std::istringstream words(help);
+    int options = 0;
+    for (std::string word; words >> word;) {
+        word = word.substr(0, word.find_first_of("[,=:)"));
+        if (!word.starts_with("--")) continue;
+        ++options;
+        const char* const line[] = {"lumetra-play", word.c_str(), "1"};
+        try {
+            if (word != "--help" && word != "--version") parseOptions(3, line);
+        } catch (const PlayError& error) {
+            EXPECT_EQ(std::string::npos, std::string(error.what()).find("is no option")) << word;
+        }
+    }
+    EXPECT_GT(options, 30);
+    std::istringstream lines(help);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80u) << line;
 }
 
 TEST(EngineSettings, BecomeEveryKeyWithThePathQuoted) {
@@ -79,28 +120,43 @@ TEST(Text, ReplacesWhatIsNotValidAndKeepsTheRest) {
 TEST(Pacer, KeepsAnAbsoluteScheduleAndMovesItAfterAPause) {
     using namespace std::chrono_literals;
     const Pacer::Clock::time_point start{1h};
-    Pacer pacer(50);
-    EXPECT_EQ(start, pacer.nextDue(start));
-    EXPECT_EQ(start + 20ms, pacer.nextDue(start + 1ms));
-    EXPECT_EQ(start + 40ms, pacer.nextDue(start + 65ms));  // late, so at once, but the schedule stays
-    EXPECT_EQ(start + 60ms, pacer.nextDue(start + 66ms));
-    EXPECT_EQ(start + 5s, pacer.nextDue(start + 5s));
-    EXPECT_EQ(start + 5s + 20ms, pacer.nextDue(start + 5s));
-    Pacer none(0);
-    EXPECT_EQ(start, none.nextDue(start));
-    EXPECT_EQ(start + 1ms, none.nextDue(start + 1ms));
+    Pacer pacer;
+    EXPECT_EQ(start, pacer.nextDue(start, 7.0));
+    EXPECT_EQ(start + 20ms, pacer.nextDue(start + 1ms, 7.02));
+    EXPECT_EQ(start + 50ms, pacer.nextDue(start + 65ms, 7.05));  // late, so at once, but the schedule stays
+    EXPECT_EQ(start + 70ms, pacer.nextDue(start + 66ms, 7.07));
+    EXPECT_EQ(start + 5s, pacer.nextDue(start + 5s, 7.09));
+    EXPECT_EQ(start + 5s + 20ms, pacer.nextDue(start + 5s, 7.11));
 }
 
-TEST(Summary, FailsACheckThatFoundADifferenceOrSawNothing) {
-    const auto passed = [](std::optional<PixelCheck::Result> result) {
-        Summary summary;
-        summary.check = std::move(result);
-        return checkPassed(summary);
-    };
-    EXPECT_TRUE(passed(std::nullopt));
-    EXPECT_TRUE(passed(PixelCheck::Result{5, 0, ""}));
-    EXPECT_FALSE(passed(PixelCheck::Result{5, 1, "frame 2, level 0"}));
-    EXPECT_FALSE(passed(PixelCheck::Result{0, 0, ""}));
+TEST(ExitStatus, IsTheWorstOfWhatHappened) {
+    Summary good;
+    good.play.pushed = good.play.monitor.distinct = 5;
+    Summary dropped = good, nothing = good, wrong = good, unchecked = good, right = good;
+    dropped.play.monitor.distinct = 4;
+    nothing.play.monitor.distinct = 0;
+    wrong.check = PixelCheck::Result{5, 1, "frame 2, level 0"};
+    unchecked.check = PixelCheck::Result{0, 0, ""};
+    right.check = PixelCheck::Result{5, 0, ""};
+    EXPECT_EQ(0, statusOf(good, false, true));
+    EXPECT_EQ(0, statusOf(right, false, true));
+    EXPECT_EQ(0, statusOf(dropped, false, false));
+    EXPECT_EQ(3, statusOf(dropped, false, true));
+    EXPECT_EQ(3, statusOf(nothing, false, false));
+    EXPECT_EQ(2, statusOf(unchecked, false, false));
+    EXPECT_EQ(2, statusOf(wrong, true, true));
+    EXPECT_EQ(130, statusOf(nothing, true, true));
+}
+
+TEST(Progress, FitsEveryWidthWithWhatMattersFirst) {
+    const LiveFigures figures{123456, 123450, 6, 1690, 3630};
+    const Usage usage{1, 0.25, 300};
+    for (std::size_t columns = 1; columns < 200; ++columns)
+        EXPECT_LE(progressText(figures, usage, columns, false).size(), columns);
+    EXPECT_EQ("delivered 123450/123456", progressText(figures, usage, 30, false));
+    EXPECT_EQ("delivered 123450/123456  dropped 6  latency 1.69 ms (p99 3.63 ms)  cpu 25 %  wake-ups 300/s",
+              progressText(figures, usage, 199, false));
+    EXPECT_EQ("delivered 123450/123456  \033[33mdropped 6\033[0m", progressText(figures, usage, 34, true));
 }
 
 TEST(MonitorLines, AreReadOnlyIfTheyAreWhatTheySay) {

@@ -2,7 +2,8 @@
 // values are worked out by hand.
 #include <gtest/gtest.h>
 
-#include "tools/lumetra-play/pixels/colour.h"
+#include "tools/lumetra-play/inputs/scene_source.h"
+#include "tools/lumetra-play/pixels/conversion.h"
 #include "tools/lumetra-play/pixels/expected_pixels.h"
 #include "tools/lumetra-play/pixels/pixel_check.h"
 #include "tools/lumetra-play/pixels/pyramid_chain.h"
@@ -113,18 +114,29 @@ TEST(PixelCheck, CountsEveryFrameOnceAndNamesTheFirstDifference) {
     EXPECT_EQ(4u, check.result().differ);
 }
 
-TEST(Colour, SurvivesTheWayThroughEveryFormat) {
+TEST(Conversion, KeepsColoursOnTheWayThroughEveryFormat) {
     const Bytes rgb = {200, 40, 90, 200, 40, 90, 10, 220, 30, 10, 220, 30};  // pairs share their chroma
-    for (const auto format :
-         {LUMETRA_IMGFORMAT_RGB, LUMETRA_IMGFORMAT_BGR, LUMETRA_IMGFORMAT_BGRA, LUMETRA_IMGFORMAT_YUYV}) {
-        const Picture picture{format, 4, 1};
-        Bytes frame;
-        fromRgb(picture, rgb, frame);
-        const Bytes back = toRgb(picture, frame);
-        ASSERT_EQ(rgb.size(), back.size());
-        for (std::size_t k = 0; k < rgb.size(); ++k)
-            EXPECT_NEAR(rgb[k], back[k], 3) << formatName(format) << " byte " << k;
+    const Picture picture{LUMETRA_IMGFORMAT_RGB, 4, 1};
+    for (const auto format : {LUMETRA_IMGFORMAT_RGB, LUMETRA_IMGFORMAT_BGR, LUMETRA_IMGFORMAT_BGRA}) {
+        const Bytes there = convertPixels(picture, rgb, format);
+        EXPECT_EQ(bytesPerPixel(format) * 4, there.size());
+        EXPECT_EQ(rgb, convertPixels({format, 4, 1}, there, LUMETRA_IMGFORMAT_RGB)) << formatName(format);
     }
+    EXPECT_EQ((Bytes{255, 0, 0}),
+              convertPixels({LUMETRA_IMGFORMAT_BGRA, 1, 1}, {0, 0, 255, 9}, LUMETRA_IMGFORMAT_RGB));
+    EXPECT_NEAR(76, convertPixels({LUMETRA_IMGFORMAT_RGB, 1, 1}, {255, 0, 0}, LUMETRA_IMGFORMAT_GRAY8)[0], 1);
+}
+
+TEST(SceneSource, MovesAndIsTheSameEveryTime) {
+    SceneSource scene({LUMETRA_IMGFORMAT_BGR, 33, 17}), again({LUMETRA_IMGFORMAT_BGR, 33, 17});
+    Bytes first, second, repeated;
+    double time = 0;
+    scene.read(first, time);
+    scene.read(second, time);
+    again.read(repeated, time);
+    EXPECT_EQ(scene.picture().bytes(), first.size());
+    EXPECT_NE(first, second);
+    EXPECT_EQ(first, repeated);
 }
 
 }  // namespace

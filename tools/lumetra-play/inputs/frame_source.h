@@ -1,5 +1,5 @@
-// frame_source.h - where frames come from: the built-in scene, raw video, Y4M or Netpbm files.
-// One thread. A source has one picture size and format for all its frames.
+// frame_source.h - where frames come from. One thread. A source has one picture size and format for all its
+// frames.
 #ifndef LUMETRA_PLAY_FRAME_SOURCE_H
 #define LUMETRA_PLAY_FRAME_SOURCE_H
 
@@ -7,33 +7,45 @@
 #include <string>
 
 #include "tools/lumetra-play/pixels/picture.h"
-#include "tools/lumetra-play/run/library_table.h"
 #include "tools/lumetra-play/run/options.h"
 #include "tools/lumetra-play/run/stop_request.h"
+
+/// What is known of a source beside its picture; empty or 0 where it does not apply.
+struct SourceFacts {
+    std::string name;
+    std::string container, codec, pixels;  ///< as FFmpeg names them
+    std::int32_t width = 0, height = 0;    ///< before scaling and rotation
+    int rotation = 0;                      ///< degrees clockwise by which it is turned to stand upright
+    double framesPerSecond = 0;
+    std::string conversion;  ///< how its pixels become those that are pushed
+};
 
 class FrameSource {
 public:
     virtual ~FrameSource() = default;
 
     const Picture& picture() const { return m_picture; }
-    virtual std::string name() const = 0;                 ///< for messages
-    virtual double framesPerSecond() const { return 0; }  ///< the source's own rate; 0 if it has none
-    /// Replaces `frame` by level 0 of the next frame; false at the end.
-    virtual bool read(Bytes& frame) = 0;
-    virtual bool rewind() { return false; }  ///< back to the first frame; false if that is not possible
+    virtual SourceFacts facts() const = 0;
+    /// Frames come when they are there, such as a camera's; their times set no pace.
+    virtual bool isLive() const { return false; }
+    /// Replaces `frame` by level 0 of the next frame; false at the end, or if the stop request came.
+    /// @param seconds  receives the frame's time, which never decreases
+    virtual bool read(Bytes& frame, double& seconds) = 0;
     /// What should be known of the end, such as a frame that was cut off; otherwise empty.
-    const std::string& remark() const { return m_remark; }
+    virtual std::string remark() const { return {}; }
 
 protected:
-    void remarkCutOff(std::size_t got, std::size_t expected);
-
     Picture m_picture;
-    std::string m_remark;
 };
 
-/// The source that the options name. `library` reads Netpbm files; it and `stop` must outlive the source.
+/// The source that the options name; `stop` must outlive it.
 /// @throws PlayError for everything that cannot be played, with a way out
-std::unique_ptr<FrameSource> openSource(const Options& options, const LibraryTable& library,
-                                        const StopRequest& stop);
+std::unique_ptr<FrameSource> openSource(const Options& options, const StopRequest& stop);
+
+/// One line about what this build reads inputs with, for --version.
+std::string inputLibraries();
+
+/// Files, URLs, devices and pipes; defined where FFmpeg's libraries are.
+std::unique_ptr<FrameSource> openMedia(const Options& options, const StopRequest& stop);
 
 #endif

@@ -5,10 +5,11 @@
 #include <cmath>
 #include <numbers>
 
-#include "tools/lumetra-play/pixels/colour.h"
+#include "tools/lumetra-play/pixels/conversion.h"
 
 namespace {
 
+constexpr double FRAMES_PER_SECOND = 30;
 constexpr float TURN = 2 * std::numbers::pi_v<float>;
 
 using Colour = std::array<std::uint8_t, 3>;
@@ -57,18 +58,23 @@ SceneSource::SceneSource(const Picture& picture) {
     m_rgb.resize(3 * picture.pixels(0));
 }
 
-bool SceneSource::read(Bytes& frame) {
+SourceFacts SceneSource::facts() const {
+    SourceFacts facts;
+    facts.name = "the built-in scene";
+    facts.width = m_picture.width;
+    facts.height = m_picture.height;
+    facts.framesPerSecond = FRAMES_PER_SECOND;
+    return facts;
+}
+
+bool SceneSource::read(Bytes& frame, double& seconds) {
     drawWaves();
     drawFan();
     drawDiscs();
     drawBars();
-    ++m_frame;
-    fromRgb(m_picture, m_rgb, frame);
-    return true;
-}
-
-bool SceneSource::rewind() {
-    m_frame = 0;
+    seconds = m_frame++ / FRAMES_PER_SECOND;
+    frame =
+        convertPixels({LUMETRA_IMGFORMAT_RGB, m_picture.width, m_picture.height}, m_rgb, m_picture.format);
     return true;
 }
 

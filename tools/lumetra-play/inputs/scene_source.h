@@ -12,9 +12,8 @@ class SceneSource : public FrameSource {
 public:
     explicit SceneSource(const Picture& picture);
 
-    std::string name() const override { return "the built-in scene"; }
-    bool read(Bytes& frame) override;
-    bool rewind() override;
+    SourceFacts facts() const override;
+    bool read(Bytes& frame, double& seconds) override;
 
 private:
     void drawWaves();

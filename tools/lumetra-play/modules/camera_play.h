@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <string>
 
-#include "tools/lumetra-play/modules/host_exchange.h"
 #include "tools/lumetra-play/modules/monitor_link.h"
 #include "tools/lumetra-play/pixels/picture.h"
 #include "tools/lumetra-play/run/library_table.h"
@@ -21,7 +20,7 @@ std::string cameraConfiguration(const Options& options, const Picture& picture);
 class CameraPlay {
 public:
     /// The module is loaded and configured; everything given must outlive the play.
-    CameraPlay(const LibraryTable& library, MonitorLink& monitor, const StopRequest& stop);
+    CameraPlay(const LibraryTable& library, MonitorLink& monitor, const StopRequest& stop, bool quiet);
     ~CameraPlay();
     CameraPlay(const CameraPlay&) = delete;
     CameraPlay& operator=(const CameraPlay&) = delete;

@@ -3,11 +3,12 @@
 
 #include <atomic>
 #include <cstdio>
-#include <fstream>
+#include <nlohmann/json.hpp>
 #include <utility>
 
-#include "base/json_writing.h"
+#include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/run/text.h"
+#include "tools/lumetra-play/view/output.h"
 
 namespace {
 
@@ -19,10 +20,10 @@ int base64Digit(char letter) {
     return digit == std::string_view::npos ? -1 : static_cast<int>(digit);
 }
 
-std::optional<std::int64_t> readNumber(const JsonDocument& document, const char* name) {
-    const JsonValue* const value = findMember(&document, name);
-    if (value == nullptr || !value->IsInt64()) return std::nullopt;
-    return value->GetInt64();
+std::optional<std::int64_t> readNumber(const Json& document, const char* name) {
+    const auto member = document.find(name);
+    if (member == document.end() || !member->is_number_integer()) return std::nullopt;
+    return member->get<std::int64_t>();
 }
 
 }  // namespace
@@ -47,31 +48,23 @@ std::optional<Bytes> decodeBase64(std::string_view text) {
 }
 
 SeenDescriptor readDescriptor(const std::string& json) {
-    JsonDocument document = parseBoundedJson(json.c_str());
+    Json document = parseJson(json);
     SeenDescriptor seen;
     seen.frame = readNumber(document, "frame");
     seen.timestampUs = readNumber(document, "timestampUs");
-    if (const auto picture = readString(&document, "image")) {
-        seen.jpeg = decodeBase64(*picture);
-        document.RemoveMember("image");
+    if (const auto picture = document.find("image"); picture != document.end() && picture->is_string()) {
+        seen.jpeg = decodeBase64(picture->get_ref<const std::string&>());
+        document.erase("image");
     }
-    seen.text = serialize(document, {});
+    seen.text = toText(document);
     return seen;
 }
 
 std::string answerFor(const SeenDescriptor& seen) {
-    JsonText text;
-    JsonWriter writer(text);
-    writer.StartObject();
-    writer.Key("host");
-    writer.String("lumetra-play");
-    for (const auto& [name, number] : {std::pair("frame", seen.frame), {"timestampUs", seen.timestampUs}}) {
-        if (!number) continue;
-        writer.Key(name);
-        writer.Int64(*number);
-    }
-    writer.EndObject();
-    return {text.GetString(), text.GetSize()};
+    Json answer = {{"host", "lumetra-play"}};
+    if (seen.frame) answer["frame"] = *seen.frame;
+    if (seen.timestampUs) answer["timestampUs"] = *seen.timestampUs;
+    return toText(answer);
 }
 
 HostExchange::HostExchange(const LibraryTable& library, std::string jpegFolder, bool showTexts)
@@ -104,7 +97,7 @@ std::string HostExchange::answer(const std::string& text) {
         const std::lock_guard lock(m_mutex);
         ++m_counts.descriptors;
     }
-    if (m_showTexts) std::printf("descriptor %s\n", seen.text.c_str());
+    if (m_showTexts) output::writeLine("descriptor " + seen.text);
     if (seen.jpeg && !m_jpegFolder.empty()) savePicture(seen);
     return answerFor(seen);
 }
@@ -112,10 +105,13 @@ std::string HostExchange::answer(const std::string& text) {
 void HostExchange::savePicture(const SeenDescriptor& seen) {
     char name[48];
     std::snprintf(name, sizeof name, "/frame_%06lld.jpg", static_cast<long long>(seen.frame.value_or(-1)));
-    std::ofstream file(m_jpegFolder + name, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(seen.jpeg->data()),
-               static_cast<std::streamsize>(seen.jpeg->size()));
-    file.close();
+    bool written = true;
+    try {
+        output::writeFile(m_jpegFolder + name, *seen.jpeg);
+    } catch (const PlayError& error) {
+        output::complain(error.what());
+        written = false;
+    }
     const std::lock_guard lock(m_mutex);
-    ++(file.fail() ? m_counts.failedWrites : m_counts.pictures);
+    ++(written ? m_counts.pictures : m_counts.failedWrites);
 }

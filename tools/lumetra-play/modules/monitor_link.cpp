@@ -3,100 +3,92 @@
 
 #include <atomic>
 #include <charconv>
-#include <string_view>
+#include <nlohmann/json.hpp>
 
-#include "base/json_reading.h"
-#include "plugins/FrameMonitor/FrameMonitor.h"
+#include "tools/lumetra-play/modules/known_modules.h"
 #include "tools/lumetra-play/run/text.h"
 
 namespace {
 
 std::atomic<MonitorLink*> currentLink = nullptr;
 
-bool isLine(const JsonDocument& document, std::string_view kind) {
-    return readString(&document, "frameMonitor") == kind;
+bool isLine(const Json& document, const char* kind) {
+    return document.is_object() && document.value("frameMonitor", Json()) == kind;
 }
 
-std::int64_t count(const JsonValue* object, const char* name) {
-    const JsonValue* value = findMember(object, name);
-    return value != nullptr && value->IsInt64() ? value->GetInt64() : 0;
-}
-
-double real(const JsonValue* object, const char* name) {
-    const JsonValue* value = findMember(object, name);
-    return value != nullptr && value->IsNumber() ? value->GetDouble() : 0;
-}
-
-std::optional<std::uint64_t> digest(const JsonValue& value) {
-    if (!value.IsString()) return std::nullopt;
+std::optional<std::uint64_t> digest(const Json& value) {
+    if (!value.is_string()) return std::nullopt;
+    const auto& text = value.get_ref<const std::string&>();
     std::uint64_t number = 0;
-    const char* const text = value.GetString();
-    std::from_chars(text, text + value.GetStringLength(), number, 16);
+    std::from_chars(text.data(), text.data() + text.size(), number, 16);
     return number;
 }
 
 }  // namespace
 
 bool readReport(const std::string& line, MonitorReport& report) {
-    const JsonDocument document = parseJson(line.c_str());
+    const Json document = parseJson(line);
     if (!isLine(document, "report")) return false;
-    const JsonValue* latency = findMember(&document, "latencyUs");
-    report.frames = count(&document, "frames");
-    report.distinct = count(&document, "distinct");
-    report.duplicates = count(&document, "duplicates");
-    report.unread = count(&document, "unread");
-    report.framesPerSecond = real(&document, "fps");
-    report.medianUs = count(latency, "median");
-    report.p99Us = count(latency, "p99");
-    report.meanGrey = real(&document, "mean");
-    report.newestFrame = readInteger(findMember(&document, "newest"), "frame").value_or(-1);
+    const Json latency = document.value("latencyUs", Json()), newest = document.value("newest", Json());
+    report.frames = integerIn(document, "frames");
+    report.distinct = integerIn(document, "distinct");
+    report.duplicates = integerIn(document, "duplicates");
+    report.unread = integerIn(document, "unread");
+    report.framesPerSecond = numberIn(document, "fps");
+    report.medianUs = integerIn(latency, "median");
+    report.p99Us = integerIn(latency, "p99");
+    report.maxUs = integerIn(latency, "max");
+    report.meanGrey = numberIn(document, "mean");
+    report.newestFrame = integerIn(newest, "frame", -1);
     return true;
 }
 
 bool readDigests(const std::string& line, std::int32_t& frame, LevelDigests& digests) {
-    const JsonDocument document = parseJson(line.c_str());
-    const JsonValue* list = findMember(&document, "digests");
-    const auto number = readInteger(&document, "frame");
-    if (!isLine(document, "frame") || !number || list == nullptr || !list->IsArray()) return false;
-    if (list->Size() != digests.size()) return false;
-    frame = *number;
-    for (rapidjson::SizeType k = 0; k < list->Size(); ++k) digests[k] = digest((*list)[k]);
+    const Json document = parseJson(line);
+    if (!isLine(document, "frame")) return false;
+    const Json list = document.value("digests", Json());
+    const std::int64_t number = integerIn(document, "frame", -1);
+    if (number < 0 || !list.is_array() || list.size() != digests.size()) return false;
+    frame = static_cast<std::int32_t>(number);
+    for (std::size_t k = 0; k < digests.size(); ++k) digests[k] = digest(list[k]);
     return true;
 }
 
 MonitorLink::MonitorLink(const LibraryTable& library, PixelCheck* check)
     : m_library(library), m_check(check) {
     currentLink = this;
-    m_library.registerCallback(FRAMEMONITOR_ID, CB_LOG, reinterpret_cast<void*>(&onLine), nullptr);
+    m_library.registerCallback(frame_monitor::ID, CB_LOG, reinterpret_cast<void*>(&onLine), nullptr);
     const char16_t* const configuration =
         check != nullptr ? u"{\"histogram\":false,\"digest\":true}" : u"{\"histogram\":false}";
-    m_library.initializeDllByID(FRAMEMONITOR_ID, configuration);
+    m_library.initializeDllByID(frame_monitor::ID, configuration);
 }
 
 MonitorLink::~MonitorLink() {
     // After this the module calls no more, so nobody can still be using the link.
-    m_library.unregisterCallback(FRAMEMONITOR_ID, CB_LOG);
+    m_library.unregisterCallback(frame_monitor::ID, CB_LOG);
     currentLink = nullptr;
 }
 
 MonitorReport MonitorLink::report() {
-    m_library.command(FRAMEMONITOR_ID, LUMETRA_CMDTYPE(FRAMEMONITOR_CMD_REPORT), u"");
+    command(frame_monitor::REPORT, "");
     const std::lock_guard lock(m_mutex);
     return m_report;
 }
 
-std::int64_t MonitorLink::told() const {
-    return m_library.command(FRAMEMONITOR_ID, LUMETRA_CMDTYPE(FRAMEMONITOR_CMD_COUNT), u"");
+std::int64_t MonitorLink::delivered() const {
+    return command(frame_monitor::COUNT, "");
 }
 
-std::int64_t MonitorLink::toldBefore(std::int32_t frame) const {
-    const std::u16string text = toUtf16(std::to_string(frame));
-    return m_library.command(FRAMEMONITOR_ID, LUMETRA_CMDTYPE(FRAMEMONITOR_CMD_COUNT), text.c_str());
+std::int64_t MonitorLink::deliveredBefore(std::int64_t frame) const {
+    return command(frame_monitor::COUNT, std::to_string(frame));
 }
 
 int MonitorLink::snapshot(const std::string& prefix) const {
-    const std::u16string text = toUtf16(prefix);
-    return m_library.command(FRAMEMONITOR_ID, LUMETRA_CMDTYPE(FRAMEMONITOR_CMD_SNAPSHOT), text.c_str());
+    return command(frame_monitor::SNAPSHOT, prefix);
+}
+
+int MonitorLink::command(LUMETRA_CMDTYPE number, const std::string& text) const {
+    return m_library.command(frame_monitor::ID, number, toUtf16(text).c_str());
 }
 
 void MonitorLink::onLine(std::int32_t, const char16_t* text) {

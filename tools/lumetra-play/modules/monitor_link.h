@@ -1,6 +1,6 @@
 // monitor_link.h - the module FrameMonitor as the player sees it: commands out, JSON lines in.
-// Operations: the thread that made the link. Lines arrive on any thread; one link exists at a time, since
-// a log callback carries no user pointer.
+// Operations: any thread. Lines arrive on any thread; one link exists at a time, since a log callback carries
+// no user pointer.
 #ifndef LUMETRA_PLAY_MONITOR_LINK_H
 #define LUMETRA_PLAY_MONITOR_LINK_H
 
@@ -15,9 +15,9 @@
 struct MonitorReport {
     std::int64_t frames = 0, distinct = 0, duplicates = 0, unread = 0;
     double framesPerSecond = 0;
-    std::int64_t medianUs = 0, p99Us = 0;  ///< from push to notification
-    double meanGrey = 0;                   ///< 0 to 255, over all frames
-    std::int32_t newestFrame = -1;         ///< -1 before the first grey frame
+    std::int64_t medianUs = 0, p99Us = 0, maxUs = 0;  ///< from push to notification
+    double meanGrey = 0;                              ///< 0 to 255, over all frames
+    std::int64_t newestFrame = -1;                    ///< -1 before the first grey frame
 };
 
 /// What a line of the module says; nothing for a line that is not a report.
@@ -33,13 +33,14 @@ public:
     MonitorLink& operator=(const MonitorLink&) = delete;
 
     MonitorReport report();
-    std::int64_t told() const;                          ///< distinct frames
-    std::int64_t toldBefore(std::int32_t frame) const;  ///< of those with a smaller number
-    int snapshot(const std::string& prefix) const;      ///< files written
+    std::int64_t delivered() const;                          ///< distinct frames
+    std::int64_t deliveredBefore(std::int64_t frame) const;  ///< of those with a smaller number
+    int snapshot(const std::string& prefix) const;           ///< files written
 
 private:
     static void onLine(std::int32_t level, const char16_t* text);
     void take(const std::string& line);
+    int command(LUMETRA_CMDTYPE number, const std::string& text) const;
 
     const LibraryTable& m_library;
     PixelCheck* const m_check;

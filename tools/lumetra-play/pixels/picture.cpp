@@ -15,7 +15,7 @@ constexpr NamedFormat FORMATS[] = {{LUMETRA_IMGFORMAT_RGB, "rgb", 3},
                                    {LUMETRA_IMGFORMAT_BGR, "bgr", 3},
                                    {LUMETRA_IMGFORMAT_BGRA, "bgra", 4},
                                    {LUMETRA_IMGFORMAT_YUYV, "yuyv", 2},
-                                   {LUMETRA_IMGFORMAT_GRAY8, "gray", 1}};
+                                   {LUMETRA_IMGFORMAT_GRAY8, "gray8", 1}};
 
 const NamedFormat& known(LUMETRA_IMGFORMATTYPE format) {
     for (const NamedFormat& candidate : FORMATS)
@@ -53,7 +53,8 @@ const char* formatName(LUMETRA_IMGFORMATTYPE format) {
 
 std::optional<LUMETRA_IMGFORMATTYPE> formatByName(const std::string& name) {
     for (const NamedFormat& candidate : FORMATS)
-        if (name == candidate.name) return candidate.format;
+        if (name == candidate.name || (name == "gray" && candidate.format == LUMETRA_IMGFORMAT_GRAY8))
+            return candidate.format;
     return std::nullopt;
 }
 

@@ -1,4 +1,4 @@
-// library_table.cpp - filling the table.
+// library_table.cpp - finding the library, filling the table.
 #include "tools/lumetra-play/run/library_table.h"
 
 #include <dlfcn.h>
@@ -7,29 +7,25 @@
 
 #include "tools/lumetra-play/run/play_error.h"
 
-LibraryTable linkedLibrary() {
-    return {LumetraCore_initialize,
-            LumetraCore_destroy,
-            LumetraCore_command,
-            LumetraCore_registerDllByName,
-            LumetraCore_initializeDllByID,
-            LumetraCore_unregisterDllByID,
-            LumetraCore_registerCallback,
-            LumetraCore_unregisterCallback,
-            LumetraCore_getStatus,
-            LumetraCore_pushImageData,
-            LumetraCore_getDeviceInfo,
-            LumetraCore_enumerateAVDevicesNative,
-            read_pgm,
-            read_ppm};
+namespace {
+
+namespace fs = std::filesystem;
+
+void* open(const std::string& path) {
+    if (!path.empty()) {
+        // With a directory in its name the loader takes this very file and searches nowhere else.
+        return dlopen(fs::absolute(path).c_str(), RTLD_NOW | RTLD_LOCAL);
+    }
+    void* const beside = dlopen((programFolder() + "/../lib/" LUMETRA_LIBRARY_NAME).c_str(), RTLD_NOW);
+    return beside != nullptr ? beside : dlopen(LUMETRA_LIBRARY_NAME, RTLD_NOW);
 }
 
+}  // namespace
+
 LibraryTable openLibrary(const std::string& path) {
-    // With a directory in its name the loader takes this very file and searches nowhere else.
-    const std::string absolute = std::filesystem::absolute(path).string();
-    void* const library = dlopen(absolute.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* const library = open(path);
     if (library == nullptr)
-        throw PlayError("cannot open the library (" + std::string(dlerror()) + "): check --library");
+        throw PlayError("cannot open the library (" + std::string(dlerror()) + "): name it by --library");
     const auto find = [&](auto& function, const char* symbol) {
         function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(dlsym(library, symbol));
         if (function == nullptr)
@@ -49,6 +45,10 @@ LibraryTable openLibrary(const std::string& path) {
     find(table.getDeviceInfo, "LumetraCore_getDeviceInfo");
     find(table.enumerateDevices, "LumetraCore_enumerateAVDevicesNative");
     find(table.readPgm, "read_pgm");
-    find(table.readPpm, "read_ppm");
     return table;
+}
+
+std::string programFolder() {
+    std::error_code error;
+    return fs::read_symlink("/proc/self/exe", error).parent_path().string();
 }

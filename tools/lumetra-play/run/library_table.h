@@ -1,5 +1,6 @@
-// library_table.h - the library's exported functions as the player calls them: of the library that the
-// program is linked with, or of one opened by path. Any thread.
+// library_table.h - the library's exported functions as the player calls them. The program is not linked with
+// the library but opens it: it prints while it is loaded, which has to come after standard output was taken
+// over. Any thread.
 #ifndef LUMETRA_PLAY_LIBRARY_TABLE_H
 #define LUMETRA_PLAY_LIBRARY_TABLE_H
 
@@ -22,13 +23,14 @@ struct LibraryTable {
     decltype(&LumetraCore_getDeviceInfo) getDeviceInfo;
     decltype(&LumetraCore_enumerateAVDevicesNative) enumerateDevices;
     decltype(&read_pgm) readPgm;
-    decltype(&read_ppm) readPpm;
 };
 
-LibraryTable linkedLibrary();
-
 /// Opens the library for the rest of the program's life.
+/// @param path  empty: the one in the build or installation that the program belongs to
 /// @throws PlayError if it cannot be opened or lacks a function
 LibraryTable openLibrary(const std::string& path);
+
+/// The folder that holds the program.
+std::string programFolder();
 
 #endif

@@ -2,11 +2,11 @@
 #include "tools/lumetra-play/run/log_sink.h"
 
 #include <atomic>
-#include <cstdio>
 #include <string>
 #include <string_view>
 
 #include "tools/lumetra-play/run/text.h"
+#include "tools/lumetra-play/view/output.h"
 
 namespace {
 
@@ -24,7 +24,11 @@ void onLogLine(std::int32_t, const char16_t* text) {
     const std::string line = toUtf8(text);
     ++lines;
     if (isWarning(line)) ++warnings;
-    if (shown) std::fprintf(stderr, "log: %s\n", line.c_str());
+    logMessage(line);
+}
+
+void logMessage(const std::string& line) {
+    if (shown) output::say("log: " + line);
 }
 
 void showLog(bool show) {

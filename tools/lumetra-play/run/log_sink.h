@@ -5,6 +5,7 @@
 #define LUMETRA_PLAY_LOG_SINK_H
 
 #include <cstdint>
+#include <string>
 
 struct LogCounts {
     std::uint64_t lines = 0;
@@ -13,7 +14,8 @@ struct LogCounts {
 
 void onLogLine(std::int32_t level, const char16_t* text);
 
-void showLog(bool shown);  ///< before the first line
+void logMessage(const std::string& line);  ///< of another library, shown but not counted
+void showLog(bool shown);                  ///< before the first line
 LogCounts logCounts();
 
 #endif

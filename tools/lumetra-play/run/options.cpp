@@ -3,14 +3,16 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
-#include <cstdio>
+#include <filesystem>
 #include <string_view>
 
+#include "tools/lumetra-play/inputs/frame_source.h"
 #include "tools/lumetra-play/run/play_error.h"
+#include "tools/lumetra-play/view/output.h"
 
 namespace {
 
-constexpr double MAX_FRAMES_PER_SECOND = 1000;  // the library tells frames apart by their millisecond
+namespace fs = std::filesystem;
 
 std::optional<std::int32_t> wholeNumber(std::string_view text) {
     std::int32_t value = 0;
@@ -19,95 +21,149 @@ std::optional<std::int32_t> wholeNumber(std::string_view text) {
     return value;
 }
 
-// The options as text, before they are given their meaning.
+std::optional<double> number(const std::string& text) {
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != 0 || !(value >= 0 && value <= 1e6)) return std::nullopt;
+    return value;
+}
+
+// The options as text, before they are given their meaning; what was not given stays empty.
 struct RawOptions {
-    std::string size, format, flags, viewPort;
-    double framesPerSecond = 0, seconds = 0;
-    std::int32_t frames = 0;
-    bool pyramid = false;
-    std::vector<std::string> modules;
+    std::string size, start, seconds, frames, rate, format, flags, view;
+    std::vector<std::string> modules, commands, watched;
+    bool pyramid = false, version = false, help = false;
 };
 
 void describe(CLI::App& app, Options& options, RawOptions& raw) {
-    app.add_option("source", options.inputs,
-                   "Video (raw or Y4M), .pgm or .ppm files, or - for standard input; without one a "
-                   "built-in moving scene plays");
-    app.add_option("--size", raw.size, "Pixels of raw video or of the scene")->type_name("WxH");
-    app.add_option("--format", raw.format, "Pixels of raw video or of the scene: rgb, bgr, bgra, yuyv, gray")
-        ->type_name("FORMAT");
-    app.add_option("--fps", raw.framesPerSecond,
-                   "Frames a second, 0 = as fast as they come (default: the clip's rate, else 30)")
-        ->check(CLI::Range(0.0, MAX_FRAMES_PER_SECOND))
-        ->type_name("N");
-    app.add_option("--frames", raw.frames, "End after N frames, 0 = no limit (default for the scene: 300)")
-        ->check(CLI::Range(0, INT32_MAX))
-        ->type_name("N");
-    app.add_option("--seconds", raw.seconds, "End after S seconds")
-        ->check(CLI::Range(0.001, 1e6))
-        ->type_name("S");
-    app.add_flag("--loop", options.loop, "Begin again at the end of files");
-    app.add_option("--flags", raw.flags,
-                   "What the library does with a frame: a number or names out of gray, pyramid, flip, dump, "
-                   "such as gray,pyramid (default: gray,pyramid; for yuyv: gray)")
-        ->type_name("FLAGS");
-    app.add_flag("--pyramid,!--no-pyramid", raw.pyramid,
-                 "Push every frame with seven smaller levels (default: as the flags say)");
-    app.add_option("--module", raw.modules, "Load this module too; may be repeated")
-        ->allow_extra_args(false)  // what follows is a source
-        ->type_name("NAME[=CONFIGURATION]");
-    app.add_option("--module-path", options.modulePath, "Folder with NAME.framework folders")
-        ->type_name("DIR");
-    app.add_option("--writable", options.writable, "Folder for the dumps of --flags dump (default: this one)")
-        ->type_name("DIR");
-    app.add_option("--library", options.library, "Play through this LumetraCore library")->type_name("PATH");
-    app.add_option("--sheet", options.sheet, "Picture of the last frame and of its levels in the modules")
-        ->type_name("FILE.png");
-    app.add_option(
-           "--camera", options.camera,
-           "Let the module CameraSource push the frames: scene, a video device, or a file or named pipe "
-           "of raw video")
-        ->type_name("SOURCE");
-    app.add_option(
-           "--save-jpeg", options.jpegFolder,
-           "With --camera and yuyv: have the library attach a JPEG to each descriptor, and keep them here")
-        ->type_name("FOLDER");
-    app.add_flag("--descriptors", options.descriptors, "With --camera: print the descriptor of every frame");
-    app.add_flag(
-        "--view{any}", raw.viewPort,
-        "Show frames, levels and figures as a web page of this machine; --view=PORT to choose its port");
-    app.add_flag("--devices", options.devices, "List the capture devices as JSON and end");
-    app.add_flag("--info", options.info, "Describe this machine as JSON and end");
-    app.add_flag("--check", options.check, "Compare every pixel in the modules with the rule");
-    app.add_flag("--log,!--no-log", options.log, "Show the log of the library and of the modules");
+    app.set_help_flag();
+    app.add_option("source", options.inputs);
+    for (const auto& [name, text] : {std::pair("-f,--input-format", &options.inputFormat),
+                                     {"--raw", &options.raw},
+                                     {"--size", &raw.size},
+                                     {"--start", &raw.start},
+                                     {"--seconds", &raw.seconds},
+                                     {"--frames", &raw.frames},
+                                     {"--fps", &raw.rate},
+                                     {"--format", &raw.format},
+                                     {"--flags", &raw.flags},
+                                     {"--module-path", &options.modulePath},
+                                     {"--camera", &options.camera},
+                                     {"--save-jpeg", &options.jpegFolder},
+                                     {"--sheet", &options.sheet},
+                                     {"--writable", &options.writable},
+                                     {"--library", &options.library}})
+        app.add_option(name, *text);
+    for (const auto& [name, list] :
+         {std::pair("-m,--module", &raw.modules), {"-c,--command", &raw.commands}, {"--watch", &raw.watched}})
+        app.add_option(name, *list)->allow_extra_args(false);  // what follows is a source
+    for (const auto& [name, flag] : {std::pair("--loop", &options.loop),
+                                     {"--fast", &options.fast},
+                                     {"--pyramid,!--no-pyramid", &raw.pyramid},
+                                     {"--descriptors", &options.descriptors},
+                                     {"--check", &options.check},
+                                     {"--strict", &options.strict},
+                                     {"--json", &options.json},
+                                     {"--quiet", &options.quiet},
+                                     {"--log,!--no-log", &options.log},
+                                     {"--devices", &options.devices},
+                                     {"--info", &options.info},
+                                     {"-h,--help", &raw.help},
+                                     {"--version", &raw.version}})
+        app.add_flag(name, *flag);
+    app.add_flag("--view{0}", raw.view);
 }
 
 LUMETRA_IMGFORMATTYPE parseFormat(const std::string& text) {
     const auto format = formatByName(text);
-    if (!format) throw PlayError("--format " + text + " is unknown: use rgb, bgr, bgra, yuyv or gray");
+    if (!format) throw PlayError("--format " + text + " is unknown: use auto, rgb, bgr, bgra, yuyv or gray8");
     return *format;
 }
 
-std::int32_t parsePort(const std::string& text) {
-    std::int32_t port = -1;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-    if (text == "any") return 0;
-    if (error != std::errc() || end != text.data() + text.size() || port < 0 || port > 65535)
-        throw PlayError("--view=" + text + " names no port: use 1 to 65535, or --view for any");
-    return port;
+double parseNumber(const char* option, const std::string& text, double least, double most) {
+    const auto value = number(text);
+    if (!value || *value < least || *value > most) {
+        char range[64];
+        std::snprintf(range, sizeof range, "%g to %g", least, most);
+        throw PlayError(std::string(option) + " " + text + " is no such number: use " + range);
+    }
+    return *value;
 }
 
-Options interpret(const CLI::App& app, Options options, const RawOptions& raw) {
+// A path stays what it names when the folder changes; URLs, devices by name and - are none.
+void makeAbsolute(std::string& path) {
+    if (!path.empty()) path = fs::absolute(path).lexically_normal().string();
+}
+
+void makePathsAbsolute(Options& options) {
+    if (options.writable.empty()) options.writable = ".";
+    for (std::string* path : {&options.modulePath, &options.writable, &options.sheet, &options.jpegFolder})
+        makeAbsolute(*path);
+    if (options.camera != "scene") makeAbsolute(options.camera);
+    for (std::string& input : options.inputs)
+        if (input != "-" && options.inputFormat.empty() && input.find("://") == std::string::npos)
+            makeAbsolute(input);
+}
+
+void interpretModules(Options& options, const RawOptions& raw) {
+    for (const std::string& module : raw.modules) options.modules.push_back(parseModule(module));
+    for (const std::string& name : raw.watched) {
+        auto& modules = options.modules;
+        auto module = std::find_if(modules.begin(), modules.end(), [&name](const ModuleRequest& candidate) {
+            return candidate.name == name;
+        });
+        if (module == modules.end()) module = modules.insert(modules.end(), parseModule(name));
+        module->watched = true;
+    }
+    for (const std::string& command : raw.commands) {
+        if (command == "-")
+            options.commandsFromInput = true;
+        else
+            options.commands.push_back(parseCommand(command));
+    }
+}
+
+void interpret(Options& options, const CLI::App& app, const RawOptions& raw) {
+    constexpr double MAX_FRAMES_PER_SECOND = 1000;  // the library tells frames apart by their millisecond
     const auto given = [&app](const char* name) { return app.count(name) > 0; };
     if (given("--size")) options.size = parseSize(raw.size);
-    if (given("--format")) options.format = parseFormat(raw.format);
+    if (given("--start")) options.start = parseNumber("--start", raw.start, 0, 1e6);
+    if (given("--seconds")) options.seconds = parseNumber("--seconds", raw.seconds, 0.001, 1e6);
+    if (given("--fps")) options.framesPerSecond = parseNumber("--fps", raw.rate, 0, MAX_FRAMES_PER_SECOND);
+    if (options.framesPerSecond == 0) {
+        options.framesPerSecond.reset();
+        options.fast = true;
+    }
+    if (given("--frames")) {
+        options.frames = wholeNumber(raw.frames);
+        if (!options.frames || *options.frames < 0)
+            throw PlayError("--frames " + raw.frames + " is no number of frames: use 0 or more");
+    }
+    if (given("--format") && raw.format != "auto") options.format = parseFormat(raw.format);
     if (given("--flags")) options.flags = parseFlags(raw.flags);
-    if (given("--fps")) options.framesPerSecond = raw.framesPerSecond;
-    if (given("--frames")) options.frames = raw.frames;
-    if (given("--seconds")) options.seconds = raw.seconds;
-    if (given("--view")) options.viewPort = parsePort(raw.viewPort);
+    if (given("--view")) options.view = parseView(raw.view);
     if (given("--pyramid")) options.pyramid = raw.pyramid;
-    for (const std::string& module : raw.modules) options.modules.push_back(parseModule(module));
-    return options;
+    interpretModules(options, raw);
+    makePathsAbsolute(options);
+}
+
+void requireAgreement(const Options& options) {
+    if (options.commandsFromInput && std::count(options.inputs.begin(), options.inputs.end(), "-") > 0)
+        throw PlayError("standard input cannot be both the source and the commands: name a file for one");
+    if (options.camera.empty()) {
+        if (!options.jpegFolder.empty() || options.descriptors)
+            throw PlayError("--save-jpeg and --descriptors show what CameraSource pushes: add --camera");
+        return;
+    }
+    if (!options.inputs.empty() || options.check || !options.sheet.empty())
+        throw PlayError("with --camera the module pushes the frames: leave out sources, --check and --sheet");
+    if (options.pyramid.value_or(false))
+        throw PlayError("CameraSource pushes no smaller levels: leave out --pyramid");
+    if (options.jpegFolder.empty()) return;
+    if (!fs::is_directory(options.jpegFolder))
+        throw PlayError(options.jpegFolder + " is no folder: make it or name another by --save-jpeg");
+    if (options.format.value_or(LUMETRA_IMGFORMAT_YUYV) != LUMETRA_IMGFORMAT_YUYV)
+        throw PlayError("pictures are made of yuyv frames only: leave out --format or --save-jpeg");
 }
 
 }  // namespace
@@ -115,17 +171,27 @@ Options interpret(const CLI::App& app, Options options, const RawOptions& raw) {
 std::optional<Options> parseOptions(int argc, const char* const* argv) {
     Options options;
     RawOptions raw;
-    CLI::App app("Plays video through LumetraCore and shows what becomes of it.", "lumetra-play");
+    CLI::App app;
     describe(app, options, raw);
     try {
         app.parse(argc, argv);
-    } catch (const CLI::CallForHelp&) {
-        std::fputs(app.help().c_str(), stdout);
-        return std::nullopt;
+    } catch (const CLI::ExtrasError&) {
+        const auto unknown = app.remaining();
+        throw PlayError(unknown.front() + " is no option: see lumetra-play --help");
     } catch (const CLI::ParseError& error) {
         throw PlayError(std::string(error.what()) + ": see lumetra-play --help");
     }
-    return interpret(app, std::move(options), raw);
+    if (raw.help || raw.version) {
+        std::string text =
+            raw.help ? helpText() : "lumetra-play " LUMETRA_VERSION "\n" + inputLibraries() + "\n";
+        text.pop_back();
+        output::writeLine(text);
+        output::requireWritten();
+        return std::nullopt;
+    }
+    interpret(options, app, raw);
+    requireAgreement(options);
+    return options;
 }
 
 std::int32_t parseFlags(const std::string& text) {
@@ -174,6 +240,26 @@ ModuleRequest parseModule(const std::string& text) {
     if (request.name == "FrameMonitor")
         throw PlayError("--module FrameMonitor: it is always loaded, leave it out");
     return request;
+}
+
+CommandRequest parseCommand(const std::string& text) {
+    const std::size_t colon = text.find(':');
+    const std::size_t equals = std::min(text.find('=', colon), text.size());
+    const auto number = colon == std::string::npos
+                            ? std::nullopt
+                            : wholeNumber(std::string_view(text).substr(colon + 1, equals - colon - 1));
+    if (!number || colon == 0 || text.find('=') < colon)
+        throw PlayError("\"" + text + "\" is no command: use NAME:NUMBER[=TEXT]");
+    return {text.substr(0, colon), *number, equals < text.size() ? text.substr(equals + 1) : ""};
+}
+
+Options::View parseView(const std::string& text) {
+    const std::size_t colon = text.rfind(':');
+    const bool alone = colon == std::string::npos;
+    const auto port = wholeNumber(alone ? text : text.substr(colon + 1));
+    if (!port || *port < 0 || *port > 65535 || colon == 0)
+        throw PlayError("--view=" + text + " names no port: use 1 to 65535, ADDRESS:PORT, or --view for any");
+    return {alone ? "127.0.0.1" : text.substr(0, colon), *port};
 }
 
 std::int32_t defaultFlags(LUMETRA_IMGFORMATTYPE format) {

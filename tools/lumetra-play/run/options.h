@@ -1,5 +1,5 @@
-// options.h - what the command line asks for. Paths are as given: main() resolves them before it changes
-// its folder.
+// options.h - what the command line asks for. parseOptions() makes every path absolute: the program changes
+// its folder while modules are loaded.
 #ifndef LUMETRA_PLAY_OPTIONS_H
 #define LUMETRA_PLAY_OPTIONS_H
 
@@ -13,50 +13,74 @@
 struct ModuleRequest {
     std::string name;
     std::optional<std::string> configuration;
+    bool watched = false;  // loaded anew when its library changes
+};
+
+struct CommandRequest {
+    std::string module;  // its name, or its id as a number
+    std::int32_t number;
+    std::string text;
 };
 
 struct Options {
     struct Size {
         std::int32_t width, height;  // pixels
     };
+    struct View {
+        std::string address;
+        std::int32_t port;  // 0: any
+    };
 
     std::vector<std::string> inputs;  // none: the built-in scene
+    std::string inputFormat;          // FFmpeg's name of a reader; empty: it finds out
+    std::string raw;                  // pixel format of raw video; empty: it is none
     std::optional<Size> size;
-    std::optional<LUMETRA_IMGFORMATTYPE> format;
-    std::optional<double> framesPerSecond;  // 0: as fast as the source and the library go
-    std::optional<std::int32_t> frames;     // 0: no limit
-    std::optional<double> seconds;
+    double start = 0;  // seconds
     bool loop = false;
+    std::optional<LUMETRA_IMGFORMATTYPE> format;  // nothing: what costs least
+    std::optional<double> framesPerSecond;
+    bool fast = false;                   // as fast as the source and the library go
+    std::optional<std::int32_t> frames;  // 0: no limit
+    std::optional<double> seconds;
     std::optional<std::int32_t> flags;  // LUMETRA_CONVERSIONMODIFIER
     std::optional<bool> pyramid;
+
     std::vector<ModuleRequest> modules;
-    std::string modulePath;                // empty: found beside the program
-    std::string writable;                  // empty: the folder in which the program starts
-    std::string library;                   // empty: the linked one
-    std::string sheet;                     // empty: none
-    std::string camera;                    // what CameraSource plays; empty: the player pushes frames itself
-    std::optional<std::int32_t> viewPort;  // for the module LiveView, 0: any; nothing: not loaded
-    std::string jpegFolder;                // for the pictures of CameraSource's frames; empty: no pictures
+    std::vector<CommandRequest> commands;
+    bool commandsFromInput = false;
+    std::string modulePath;  // empty: found beside the program
+    std::string camera;      // what CameraSource plays; empty: the player pushes frames itself
+    std::string jpegFolder;  // for the pictures of CameraSource's frames; empty: no pictures
     bool descriptors = false;
+
+    std::optional<View> view;
+    std::string sheet;  // empty: none
+    bool json = false, quiet = false, log = false;
+    bool check = false, strict = false;
     bool devices = false, info = false;
-    bool log = false;
-    bool check = false;
+    std::string writable;
+    std::string library;  // empty: the one that belongs to the program
 };
 
 /// What is left to do after parsing: nothing when the parser has already answered, such as for --help.
-/// @throws PlayError for a command line that does not parse
+/// @throws PlayError for a command line that does not parse or contradicts itself
 std::optional<Options> parseOptions(int argc, const char* const* argv);
 
 /// Names joined by commas, such as "gray,pyramid", or a number. @throws PlayError otherwise
 std::int32_t parseFlags(const std::string& text);
-
 /// "640x480". @throws PlayError otherwise
 Options::Size parseSize(const std::string& text);
-
 /// NAME or NAME=CONFIGURATION. @throws PlayError if the name could not be a module's
 ModuleRequest parseModule(const std::string& text);
+/// NAME:NUMBER or NAME:NUMBER=TEXT. @throws PlayError otherwise
+CommandRequest parseCommand(const std::string& text);
+/// PORT or ADDRESS:PORT. @throws PlayError otherwise
+Options::View parseView(const std::string& text);
 
 /// The flags with which a format works out of the box: packed luma has neither flip nor supplied levels.
 std::int32_t defaultFlags(LUMETRA_IMGFORMATTYPE format);
+
+/// Everything that --help says.
+const char* helpText();
 
 #endif

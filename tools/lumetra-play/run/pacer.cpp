@@ -1,16 +1,13 @@
 // pacer.cpp - the schedule.
 #include "tools/lumetra-play/run/pacer.h"
 
-Pacer::Clock::time_point Pacer::nextDue(Clock::time_point now) {
+Pacer::Clock::time_point Pacer::nextDue(Clock::time_point now, double seconds) {
     using namespace std::chrono_literals;
-    if (m_framesPerSecond <= 0) return now;
-    const auto period = std::chrono::duration<double>(1 / m_framesPerSecond);
-    const auto due = m_start + std::chrono::duration_cast<Clock::duration>(period * m_frames);
-    if (m_frames > 0 && now - due <= 100ms) {
-        ++m_frames;
-        return due;
-    }
+    const auto due =
+        m_start + std::chrono::round<Clock::duration>(std::chrono::duration<double>(seconds - m_first));
+    if (m_started && now - due <= 100ms) return due;
+    m_started = true;
     m_start = now;
-    m_frames = 1;
+    m_first = seconds;
     return now;
 }

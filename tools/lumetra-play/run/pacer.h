@@ -9,16 +9,14 @@ class Pacer {
 public:
     using Clock = std::chrono::steady_clock;
 
-    explicit Pacer(double framesPerSecond) : m_framesPerSecond(framesPerSecond) {}  ///< 0: always due
-
-    /// When the next frame is due, `now` being the time at which it could go. A source that is late by more
-    /// than 0.1 s moves the schedule: the frames behind a pause should not come as one burst.
-    Clock::time_point nextDue(Clock::time_point now);
+    /// When the frame of the time `seconds` is due, `now` being when it could go. A source that is late by
+    /// more than 0.1 s moves the schedule: the frames behind a pause should not come as one burst.
+    Clock::time_point nextDue(Clock::time_point now, double seconds);
 
 private:
-    double m_framesPerSecond;
-    Clock::time_point m_start;
-    long long m_frames = 0;  // since m_start
+    bool m_started = false;
+    Clock::time_point m_start;  // when the time `m_first` was due
+    double m_first = 0;
 };
 
 #endif

@@ -1,4 +1,4 @@
-// player.h - plays a source through the engine and gathers the figures. One thread, the host's.
+// player.h - pushes a source's frames into the engine and gathers the figures. One thread, the host's.
 #ifndef LUMETRA_PLAY_PLAYER_H
 #define LUMETRA_PLAY_PLAYER_H
 
@@ -17,20 +17,26 @@
 #include "tools/lumetra-play/view/progress.h"
 
 struct PlaySettings {
-    std::int32_t flags;      ///< LUMETRA_CONVERSIONMODIFIER
-    bool pyramid;            ///< push every frame with its smaller levels
-    double framesPerSecond;  ///< 0: as fast as the frames come
-    std::int32_t frames;     ///< to push, 0: no limit
-    bool loop;
+    std::int32_t flags;                     ///< LUMETRA_CONVERSIONMODIFIER
+    bool pyramid;                           ///< push every frame with its smaller levels
+    std::optional<double> framesPerSecond;  ///< nothing: the source's own times
+    bool fast;                              ///< no pace but that of delivery
+    std::int32_t frames;                    ///< to push, 0: no limit
+    bool quiet;                             ///< no progress
 };
 
 struct PlayResult {
-    std::int64_t pushed = 0, lost = 0;
-    double seconds = 0;  ///< from the first push until the last frame had been told
-    ProcessLoad load;    ///< meanwhile
+    std::int64_t pushed = 0;
+    std::int64_t refused = 0;  ///< of the pushed
+    Usage usage;               ///< from the first push until the last frame was delivered
     MonitorReport monitor;
     Bytes lastFrame;  ///< level 0, as pushed
+
+    std::int64_t dropped() const { return pushed - monitor.distinct; }  ///< refused ones too
 };
+
+/// Waits until as many frames were delivered, or no further one comes.
+void waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const StopRequest& stop);
 
 class Player {
 public:
@@ -38,7 +44,7 @@ public:
     Player(const PlaySettings& settings, FrameSource& source, const LibraryTable& library,
            MonitorLink& monitor, PixelCheck* check, const StopRequest& stop);
 
-    /// Until the source, a limit or the stop request ends it, and the modules have been told.
+    /// Until the source, a limit or the stop request ends it, and the frames have been delivered.
     /// @throws PlayError if the source fails
     PlayResult play();
 
@@ -48,8 +54,7 @@ private:
     bool readFrame();
     bool waitForTurn();
     void push();
-    void waitUntilTold();
-    std::int64_t lostSoFar();
+    std::int64_t droppedSoFar();
     void showProgress();
 
     const PlaySettings m_settings;
@@ -60,13 +65,14 @@ private:
     const StopRequest& m_stop;
     Pacer m_pacer;
     Progress m_progress;
-    LoadMeter m_liveLoad;
     Bytes m_next;                   // the frame to push: level 0, then the smaller levels if they go too
+    double m_nextSeconds = 0;       // its time, as the source says
     Bytes m_last;                   // the frame pushed before it, likewise
     std::int32_t m_pushed = 0;      // also the next frame's number
+    std::int64_t m_refused = 0;     // of the pushed
     std::int64_t m_lastPushMs = 0;  // system clock, not before the last frame's id
     std::deque<std::pair<Clock::time_point, std::int32_t>> m_recent;  // pushes of the last moments
-    std::int32_t m_due = 0;  // frames that must have been told by now
+    std::int32_t m_due = 0;  // frames that must have been delivered by now
 };
 
 #endif

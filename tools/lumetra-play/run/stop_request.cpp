@@ -6,8 +6,35 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <mutex>
 
 #include "tools/lumetra-play/run/play_error.h"
+#include "tools/lumetra-play/view/output.h"
+
+namespace {
+
+std::mutex waitingMutex;
+std::list<std::string> waiting;  // guarded by the mutex above
+
+}  // namespace
+
+WaitingFor::WaitingFor(std::string what) {
+    const std::lock_guard lock(waitingMutex);
+    m_entry = waiting.insert(waiting.end(), std::move(what));
+}
+
+WaitingFor::~WaitingFor() {
+    const std::lock_guard lock(waitingMutex);
+    waiting.erase(m_entry);
+}
+
+std::string WaitingFor::all() {
+    const std::lock_guard lock(waitingMutex);
+    std::string text;
+    for (const std::string& what : waiting) text += (text.empty() ? "" : ", ") + what;
+    return text;
+}
 
 StopRequest::StopRequest() {
     if (pipe(m_pipe) != 0) throw PlayError("no pipe can be made: close some files or programs");
@@ -30,18 +57,34 @@ StopRequest::~StopRequest() {
 }
 
 void StopRequest::receiveSignals() {
-    for (int received = 1; !m_ending; ++received) {
-        int signalNumber = 0;
-        sigwait(&m_signals, &signalNumber);
-        // Who asks twice does not want to wait for what is under way.
-        if (received > 1 && !m_ending) {
-            signal(signalNumber, SIG_DFL);
-            pthread_sigmask(SIG_UNBLOCK, &m_signals, nullptr);
-            raise(signalNumber);
+    constexpr timespec PATIENCE{2, 0};
+    bool hinted = false;
+    while (!m_ending) {
+        const bool patient = !m_interrupted || hinted;
+        const int received =
+            patient ? sigwaitinfo(&m_signals, nullptr) : sigtimedwait(&m_signals, nullptr, &PATIENCE);
+        if (m_ending) return;
+        if (received > 0 && m_interrupted) endAtOnce();
+        if (received > 0) {
+            m_interrupted = true;
+            stop();
+        } else if (errno == EAGAIN && !WaitingFor::all().empty()) {
+            hinted = true;
+            output::say("waiting for " + WaitingFor::all() + "; Ctrl-C again ends at once");
         }
-        // A full pipe already says all there is to say.
-        [[maybe_unused]] const auto written = write(m_pipe[1], "", 1);
     }
+}
+
+// Who asks twice does not want to wait for what is under way.
+void StopRequest::endAtOnce() {
+    const std::string waiting = WaitingFor::all();
+    output::complain("ended at once" + (waiting.empty() ? "" : ", waiting for " + waiting));
+    _exit(EXIT_INTERRUPTED);
+}
+
+void StopRequest::stop() {
+    // A full pipe already says all there is to say.
+    [[maybe_unused]] const auto written = write(m_pipe[1], "", 1);
 }
 
 bool StopRequest::requested() const {

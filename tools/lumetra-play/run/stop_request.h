@@ -9,20 +9,24 @@
 
 #include <atomic>
 #include <chrono>
+#include <list>
 #include <optional>
+#include <string>
 #include <thread>
 
 class StopRequest {
 public:
     using Clock = std::chrono::steady_clock;
 
-    StopRequest();  ///< takes over SIGINT and SIGTERM; the second of them ends the process
+    StopRequest();  ///< takes over SIGINT and SIGTERM; the second of them ends the process at once
     ~StopRequest();
     StopRequest(const StopRequest&) = delete;
     StopRequest& operator=(const StopRequest&) = delete;
 
     void stopAt(Clock::time_point time) { m_deadline = time; }  ///< before any wait
+    void stop();                                                ///< as asked, from inside the program
     bool requested() const;
+    bool interrupted() const { return m_interrupted; }  ///< by a signal
 
     /// Waits until `file` can be read or has ended; false if the stop came first.
     bool waitReadable(int file) const;
@@ -31,13 +35,28 @@ public:
 
 private:
     void receiveSignals();
+    [[noreturn]] static void endAtOnce();
 
     std::optional<Clock::time_point> m_deadline;
     int m_pipe[2] = {-1, -1};
     sigset_t m_signals{};
     sigset_t m_maskBefore{};
-    std::atomic<bool> m_ending{false};
+    std::atomic<bool> m_ending{false}, m_interrupted{false};
     std::thread m_receiver;
+};
+
+/// What the program waits for as long as this lives: whoever ends it meanwhile by a second signal is told.
+class WaitingFor {
+public:
+    explicit WaitingFor(std::string what);  ///< "the module NAME to be loaded"
+    ~WaitingFor();
+    WaitingFor(const WaitingFor&) = delete;
+    WaitingFor& operator=(const WaitingFor&) = delete;
+
+    static std::string all();  ///< what is waited for now, oldest first; empty if nothing is
+
+private:
+    std::list<std::string>::iterator m_entry;
 };
 
 #endif

@@ -1,8 +1,8 @@
-// text.cpp - lossy conversions of text.
+// text.cpp - lossy conversions of text, and reading JSON without exceptions.
 #include "tools/lumetra-play/run/text.h"
 
 #include <cstddef>
-#include <cstdint>
+#include <nlohmann/json.hpp>
 
 namespace {
 
@@ -78,4 +78,23 @@ std::string toUtf8(std::u16string_view text) {
         append(result, point);
     }
     return result;
+}
+
+Json parseJson(std::string_view text) {
+    Json document = Json::parse(text, nullptr, /*allow_exceptions=*/false);
+    return document.is_discarded() ? Json() : document;
+}
+
+std::string toText(const Json& document) {
+    return document.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+double numberIn(const Json& object, const char* name, double otherwise) {
+    const auto member = object.find(name);
+    return member != object.end() && member->is_number() ? member->get<double>() : otherwise;
+}
+
+std::int64_t integerIn(const Json& object, const char* name, std::int64_t otherwise) {
+    const auto member = object.find(name);
+    return member != object.end() && member->is_number_integer() ? member->get<std::int64_t>() : otherwise;
 }

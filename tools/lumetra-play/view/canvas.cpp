@@ -6,6 +6,7 @@
 #include <cctype>
 
 #include "tools/lumetra-play/run/play_error.h"
+#include "tools/lumetra-play/view/output.h"
 
 namespace {
 
@@ -74,7 +75,13 @@ void writePng(const std::string& path, const RgbImage& image) {
     header.width = static_cast<png_uint_32>(image.width);
     header.height = static_cast<png_uint_32>(image.height);
     header.format = PNG_FORMAT_RGB;
-    if (png_image_write_to_file(&header, path.c_str(), 0, image.pixels.data(), 0, nullptr) == 0)
-        throw PlayError("cannot write " + path + " (" + header.message +
-                        "): name a file that can be written");
+    png_alloc_size_t size = 0;
+    Bytes png;
+    bool done = png_image_write_get_memory_size(header, size, 0, image.pixels.data(), 0, nullptr) != 0;
+    png.resize(size);
+    done = done &&
+           png_image_write_to_memory(&header, png.data(), &size, 0, image.pixels.data(), 0, nullptr) != 0;
+    if (!done) throw PlayError("cannot make " + path + " (" + header.message + "): play a smaller picture");
+    png.resize(size);
+    output::writeFile(path, png);
 }

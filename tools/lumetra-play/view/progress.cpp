@@ -2,29 +2,23 @@
 #include "tools/lumetra-play/view/progress.h"
 
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <cstdio>
+#include <vector>
+
+#include "tools/lumetra-play/view/output.h"
 
 namespace {
 
-rusage usageSoFar() {
+using namespace std::chrono_literals;
+
+Usage usedSoFar() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    return usage;
-}
-
-double usedSeconds() {
-    const rusage usage = usageSoFar();
     const auto seconds = [](const timeval& time) {
         return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
     };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-// Each wait that a thread began of its own accord has ended, or will.
-double wakeUps() {
-    return static_cast<double>(usageSoFar().ru_nvcsw);
+    return {0, seconds(usage.ru_utime) + seconds(usage.ru_stime), usage.ru_nvcsw};
 }
 
 template <class... Values>
@@ -36,49 +30,60 @@ std::string formatted(const char* format, Values... values) {
 
 }  // namespace
 
-LoadMeter::LoadMeter()
-    : m_start(std::chrono::steady_clock::now()), m_usedSeconds(usedSeconds()), m_wakeUps(wakeUps()) {}
+ProcessMeter::ProcessMeter() : m_start(std::chrono::steady_clock::now()), m_before(usedSoFar()) {}
 
-ProcessLoad LoadMeter::load() const {
-    const std::chrono::duration<double> real = std::chrono::steady_clock::now() - m_start;
-    if (real.count() <= 0) return {};
-    return {100 * (usedSeconds() - m_usedSeconds) / real.count(), (wakeUps() - m_wakeUps) / real.count()};
-}
-
-void LoadMeter::restart() {
-    *this = LoadMeter();
+Usage ProcessMeter::usage() const {
+    Usage now = usedSoFar();
+    now.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
+    now.processorSeconds -= m_before.processorSeconds;
+    now.wakeUps -= m_before.wakeUps;
+    return now;
 }
 
 std::string millisecondsText(std::int64_t microseconds) {
     return formatted("%.2f ms", static_cast<double>(microseconds) / 1000);
 }
 
-std::string progressText(const LiveFigures& figures) {
-    return formatted("pushed %lld  told %lld  lost %lld", static_cast<long long>(figures.pushed),
-                     static_cast<long long>(figures.told), static_cast<long long>(figures.lost)) +
-           "  latency median " + millisecondsText(figures.medianUs) + ", p99 " +
-           millisecondsText(figures.p99Us) +
-           formatted("  cpu %.0f %%, %.0f wake-ups/s", figures.load.cpuPercent,
-                     figures.load.wakeUpsPerSecond);
+std::string progressText(const LiveFigures& figures, const Usage& usage, std::size_t columns, bool coloured) {
+    const std::string parts[] = {
+        formatted("delivered %lld/%lld", static_cast<long long>(figures.delivered),
+                  static_cast<long long>(figures.pushed)),
+        formatted("dropped %lld", static_cast<long long>(figures.dropped)),
+        "latency " + millisecondsText(figures.medianUs) + " (p99 " + millisecondsText(figures.p99Us) + ")",
+        formatted("cpu %.0f %%", usage.processorPercent()),
+        formatted("wake-ups %.0f/s", usage.wakeUpsPerSecond())};
+    std::string line;
+    std::size_t width = 0;
+    for (const std::string& part : parts) {
+        const std::size_t gap = width == 0 ? 0 : 2;
+        if (width + gap + part.size() > columns) break;
+        width += gap + part.size();
+        const bool alarming = coloured && figures.dropped > 0 && &part == &parts[1];
+        line += std::string(gap, ' ') + (alarming ? "\033[33m" + part + "\033[0m" : part);
+    }
+    return width == 0 ? parts[0].substr(0, columns) : line;
 }
 
-Progress::Progress() : m_terminal(isatty(STDERR_FILENO) == 1) {
-    using namespace std::chrono_literals;
-    m_next = std::chrono::steady_clock::now() + (m_terminal ? 250ms : 1000ms);
-}
+Progress::Progress(bool quiet)
+    : m_quiet(quiet),
+      m_terminal(output::onTerminal()),
+      m_next(std::chrono::steady_clock::now() + (m_terminal ? 250ms : 5000ms)) {}
 
 Progress::~Progress() {
-    if (m_lineOpen) std::fputc('\n', stderr);
+    output::endProgress();
 }
 
 bool Progress::due() const {
-    return std::chrono::steady_clock::now() >= m_next;
+    return !m_quiet && std::chrono::steady_clock::now() >= m_next;
 }
 
 void Progress::show(const LiveFigures& figures) {
-    using namespace std::chrono_literals;
-    m_next += m_terminal ? 250ms : 1000ms;
-    const std::string text = progressText(figures);
-    std::fprintf(stderr, m_terminal ? "\r%s\033[K" : "%s\n", text.c_str());
-    m_lineOpen = m_terminal;
+    m_next += m_terminal ? 250ms : 5000ms;
+    const Usage usage = m_meter.usage();
+    m_meter = ProcessMeter();
+    // The last column stays free: a full row would move the cursor to the next.
+    if (m_terminal)
+        output::showProgress(progressText(figures, usage, output::columns() - 1, output::coloured()));
+    else
+        output::say(progressText(figures, usage, SIZE_MAX, false));
 }

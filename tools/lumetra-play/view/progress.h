@@ -1,5 +1,5 @@
-// progress.h - the live line on standard error: rewritten on a terminal, else a new line every second.
-// One thread.
+// progress.h - the figures of the moment on standard error: one line that is rewritten on a terminal, else a
+// line now and then. One thread.
 #ifndef LUMETRA_PLAY_PROGRESS_H
 #define LUMETRA_PLAY_PROGRESS_H
 
@@ -7,37 +7,41 @@
 #include <cstdint>
 #include <string>
 
-/// What this program, all its threads together, costs the machine.
-struct ProcessLoad {
-    double cpuPercent = 0;        ///< of real time; 100 is one processor
-    double wakeUpsPerSecond = 0;  ///< how often a thread stopped waiting
+/// What this program, all threads, took of the machine.
+struct Usage {
+    double seconds = 0;           ///< real time
+    double processorSeconds = 0;  ///< a second is one processor for a second
+    std::int64_t wakeUps = 0;     ///< how often a thread was woken that had waited
+
+    double processorPercent() const { return seconds > 0 ? 100 * processorSeconds / seconds : 0; }
+    double wakeUpsPerSecond() const { return seconds > 0 ? static_cast<double>(wakeUps) / seconds : 0; }
 };
 
-class LoadMeter {
+class ProcessMeter {
 public:
-    LoadMeter();
-    ProcessLoad load() const;  ///< since the construction or the last restart
-    void restart();
+    ProcessMeter();
+    Usage usage() const;  ///< since the construction
 
 private:
     std::chrono::steady_clock::time_point m_start;
-    double m_usedSeconds, m_wakeUps;
+    Usage m_before;
 };
 
 struct LiveFigures {
-    std::int64_t pushed, told, lost;
+    std::int64_t pushed, delivered, dropped;
     std::int64_t medianUs, p99Us;
-    ProcessLoad load;
 };
 
-std::string progressText(const LiveFigures& figures);
+/// The figures in as many columns, those that matter most first; what does not fit whole is left out.
+std::string progressText(const LiveFigures& figures, const Usage& usage, std::size_t columns, bool coloured);
 
 /// Microseconds as "1.23 ms".
 std::string millisecondsText(std::int64_t microseconds);
 
 class Progress {
 public:
-    Progress();
+    /// @param quiet  shows nothing
+    explicit Progress(bool quiet);
     ~Progress();  ///< leaves the terminal's line complete
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
@@ -46,8 +50,8 @@ public:
     void show(const LiveFigures& figures);
 
 private:
-    bool m_terminal;
-    bool m_lineOpen = false;
+    const bool m_quiet, m_terminal;
+    ProcessMeter m_meter;  // since the last line
     std::chrono::steady_clock::time_point m_next;
 };
 

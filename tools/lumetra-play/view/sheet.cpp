@@ -3,11 +3,11 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <vector>
 
-#include "tools/lumetra-play/pixels/colour.h"
+#include "tools/lumetra-play/modules/module_files.h"
+#include "tools/lumetra-play/pixels/conversion.h"
 #include "tools/lumetra-play/run/play_error.h"
 
 namespace {
@@ -56,28 +56,6 @@ struct Layout {
     }
 };
 
-class TemporaryFolder {
-public:
-    TemporaryFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "lumetra-play-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr)
-            throw PlayError("cannot make a folder in " + std::filesystem::temp_directory_path().string() +
-                            ": set TMPDIR to one that can be written");
-        m_path = pattern;
-    }
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    const std::string& path() const { return m_path; }
-
-private:
-    std::string m_path;
-};
-
 // The whole-numbered scale that comes nearest to `target` for the longer side without exceeding it.
 Scale fit(const RgbImage& image, int target) {
     const int side = std::max(image.width, image.height);
@@ -118,8 +96,8 @@ void drawColumn(Canvas& canvas, const Layout& layout, const Column& column, int 
 }  // namespace
 
 ShownLevels fetchLevels(const MonitorLink& monitor, const LibraryTable& library) {
-    const TemporaryFolder folder;
-    const std::string prefix = folder.path() + "/frame";
+    const ScratchFolder folder;
+    const std::string prefix = (folder.path() / "frame").string();
     ShownLevels levels;
     if (monitor.snapshot(prefix) == 0) return levels;
     for (int k = 0; k < LEVEL_COUNT; ++k) {
@@ -129,7 +107,8 @@ ShownLevels fetchLevels(const MonitorLink& monitor, const LibraryTable& library)
             library.readPgm(path.c_str(), &picture.width, &picture.height), &std::free);
         if (samples == nullptr) continue;
         const Bytes grey(samples.get(), samples.get() + picture.bytes());
-        levels[static_cast<std::size_t>(k)] = RgbImage{picture.width, picture.height, toRgb(picture, grey)};
+        levels[static_cast<std::size_t>(k)] =
+            RgbImage{picture.width, picture.height, convertPixels(picture, grey, LUMETRA_IMGFORMAT_RGB)};
     }
     return levels;
 }

@@ -1,29 +1,42 @@
-// summary.h - what is said at the end, on standard output.
+// summary.h - what is said at the end, as text for people or as JSON for scripts, and the exit status.
 #ifndef LUMETRA_PLAY_SUMMARY_H
 #define LUMETRA_PLAY_SUMMARY_H
 
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "tools/lumetra-play/inputs/frame_source.h"
 #include "tools/lumetra-play/modules/host_exchange.h"
 #include "tools/lumetra-play/pixels/pixel_check.h"
+#include "tools/lumetra-play/run/engine_session.h"
 #include "tools/lumetra-play/run/log_sink.h"
+#include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/run/player.h"
 
 struct Summary {
-    std::string sourceName;
-    Picture picture;
+    SourceFacts source;
+    Picture picture;         ///< as pushed
+    std::int32_t flags = 0;  ///< LUMETRA_CONVERSIONMODIFIER
+    bool pyramid = false;
     PlayResult play;
+    std::vector<ModuleReport> modules;
     LogCounts log;
     std::optional<PixelCheck::Result> check;
     std::string sheet;                       ///< path; empty if none was asked for
+    std::string page;                        ///< of the live view; empty without
     std::string remark;                      ///< of the source; may be empty
     std::optional<ExchangeCounts> exchange;  ///< with a camera
 };
 
+/// Lines for people.
 std::string summaryText(const Summary& summary);
+/// One JSON document, in one line.
+std::string summaryJson(const Summary& summary, ExitStatus status);
+/// The same for a run that could not go on.
+std::string errorJson(const std::string& message, ExitStatus status);
 
-/// Whether a check that was asked for found every pixel right, and at least one frame to look at.
-bool checkPassed(const Summary& summary);
+/// @param strict  a dropped frame is a failure
+ExitStatus statusOf(const Summary& summary, bool interrupted, bool strict);
 
 #endif

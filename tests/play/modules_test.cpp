@@ -1,0 +1,153 @@
+// modules_test.cpp - modules driven by the player: commands in, results out, loaded anew under flowing
+// frames.
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "tests/support/temporary_folder.h"
+#include "tools/lumetra-play/modules/known_modules.h"
+#include "tools/lumetra-play/run/engine_session.h"
+#include "tools/lumetra-play/run/play_error.h"
+#include "tools/lumetra-play/run/text.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ContainsRegex;
+using testing::HasSubstr;
+
+constexpr const char* FIRST = TEXT_MODULES "/TextOne.framework/TextOne";
+constexpr const char* SECOND = TEXT_MODULES "/TextTwo.framework/TextTwo";
+
+class DrivenModules : public testing::Test {
+protected:
+    DrivenModules() {
+        fs::create_directory(folder.file("Text.framework"));
+        put(FIRST);
+    }
+    // As a linker does: the new file takes the place of the old one.
+    void put(const std::string& library) {
+        fs::copy_file(library, file + ".new", fs::copy_options::overwrite_existing);
+        fs::rename(file + ".new", file);
+    }
+    int play(const std::string& arguments, const std::string& input = "true") {
+        const std::string command = "{ " + input + "; } | { " LUMETRA_PLAY_PROGRAM " --module-path " +
+                                    folder.file("") + " " + arguments + "; } >" + folder.file("out") + " 2>" +
+                                    folder.file("err");
+        const int result = std::system(command.c_str());
+        out = folder.read("out");
+        err = folder.read("err");
+        return WIFEXITED(result) ? WEXITSTATUS(result) : -1;
+    }
+
+    TemporaryFolder folder;
+    const std::string file = folder.file("Text.framework/Text");
+    std::string out, err;  // of the last run
+};
+
+std::ptrdiff_t entriesOf(const char* folder) {
+    return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
+}
+
+std::ptrdiff_t mappingsOf(const std::string& name) {
+    std::ifstream maps("/proc/self/maps");
+    std::ptrdiff_t count = 0;
+    for (std::string line; std::getline(maps, line);) count += line.find(name) != std::string::npos ? 1 : 0;
+    return count;
+}
+
+TEST_F(DrivenModules, TakeCommandsAndShowResultsLineByLine) {
+    EXPECT_EQ(
+        0,
+        play("--frames 5 --fps 50 --size 32x16 --module Text=abc --command Text:1000=hello --command 60:77"))
+        << err;
+    EXPECT_THAT(err, HasSubstr("Text:1000 answers 1"));
+    EXPECT_THAT(err, HasSubstr("60:77 answers 0"));
+    EXPECT_THAT(out, HasSubstr("Text {\"version\":1,\"heard\":\"hello\", \"configured\":\"abc\"}\n"));
+    EXPECT_THAT(out, ContainsRegex("Text \\{\"frame\":[0-4]\\}\n"));
+    EXPECT_THAT(out, ContainsRegex("Text       id 60, status 7, [1-6] results"));
+
+    EXPECT_EQ(
+        0, play("--json --frames 5 --fps 50 --size 32x16 --module Text --command -", "echo Text:1000=piped"))
+        << err;
+    const Json document = parseJson(out);
+    EXPECT_EQ("Text", document["modules"][1]["name"]) << out;
+    EXPECT_EQ(7, document["modules"][1]["status"]);
+    EXPECT_TRUE(document["modules"][1]["lastResult"].is_object()) << out;
+    EXPECT_THAT(err, HasSubstr("\"heard\":\"piped\""));
+}
+
+TEST_F(DrivenModules, ThatDoNotLoadSayWhyAndWhereToLook) {
+    std::ofstream(file) << "no library";
+    EXPECT_EQ(1, play("--frames 1 --module Text"));
+    EXPECT_THAT(err, HasSubstr("file too short"));
+    EXPECT_THAT(err, HasSubstr("lumetra-inspect " + file));
+}
+
+TEST_F(DrivenModules, ThatHangAreNamedToWhoeverEndsTheProgram) {
+    EXPECT_EQ(130, play("--frames 0 --size 32x16 --module Text=hang & pid=$!; sleep 1; kill -INT $pid; "
+                        "while kill -INT $pid 2>/dev/null; do sleep 0.3; done; wait $pid"));
+    EXPECT_THAT(folder.read("err"), HasSubstr("Text"));
+}
+
+TEST_F(DrivenModules, AreLoadedAnewWhileTheProgramPlays) {
+    const auto waitFor = [this](const char* stream, const char* words) {
+        for (int patience = 2000; folder.read(stream).find(words) == std::string::npos && patience > 0;
+             --patience)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    };
+    std::thread change([&] {
+        waitFor("out", "Text {\"frame\":3}");
+        std::ofstream(file + ".broken") << "no library";
+        fs::rename(file + ".broken", file);
+        waitFor("err", "the old one stays");
+        put(SECOND);
+    });
+    EXPECT_EQ(0, play("--frames 0 --seconds 60 --size 32x16 --watch Text --module Text=abc --command -",
+                      "while ! grep -q anew " + folder.file("err") +
+                          "; do sleep 0.1; done; echo Text:1000; echo q"));
+    change.join();
+    EXPECT_THAT(err, HasSubstr("file too short"));
+    EXPECT_THAT(err, HasSubstr("Text: loaded anew, "));
+    EXPECT_THAT(out, HasSubstr("Text {\"version\":2,\"heard\":\"\", \"configured\":\"abc\"}"));
+}
+
+TEST_F(DrivenModules, LeakNothingOverTwoHundredSwapsUnderLoad) {
+    const LibraryTable library = openLibrary(LUMETRACORE_LIBRARY);
+    EngineSession engine(library, true);
+    engine.configure({{LUMETRA_IMGFORMAT_GRAY8, 64, 48}, LUMETRA_CONVERT_GRAY, false, "/tmp"});
+    engine.loadModule({"FrameMonitor", std::nullopt},
+                      fs::path(FRAMEMONITOR_LIBRARY).parent_path().parent_path());
+    engine.loadModule({"Text", "abc", true}, folder.file(""));
+    std::atomic<bool> ending = false;
+    std::atomic<int> pushed = 0;
+    std::thread camera([&] {
+        const Bytes frame(64 * 48);
+        for (; !ending; std::this_thread::sleep_for(std::chrono::milliseconds(4)))
+            library.pushImageData(frame.data(), 64 * 48, u"{}", pushed++);
+    });
+    engine.swapModule("Text");
+    const auto files = entriesOf("/proc/self/fd"), threads = entriesOf("/proc/self/task");
+    const auto mappings = mappingsOf("Text-");
+    for (int swap = 2; swap <= 200; ++swap) {
+        put(swap % 2 == 0 ? SECOND : FIRST);
+        engine.swapModule("Text");
+        ASSERT_EQ(swap % 2 + (swap % 2 == 0 ? 2 : 0), engine.command({"Text", 1000, ""}));
+    }
+    ending = true;
+    camera.join();
+    const auto delivered = [&] { return library.command(frame_monitor::ID, frame_monitor::COUNT, u""); };
+    for (int patience = 100; delivered() < pushed && patience > 0; --patience)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_GE(delivered(), pushed * 95 / 100) << "a busy machine may drop some, but no swap stops the others";
+    for (int patience = 100; mappingsOf("Text-") > mappings && patience > 0; --patience)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_EQ(mappings, mappingsOf("Text-"));
+    EXPECT_EQ(files, entriesOf("/proc/self/fd"));
+    EXPECT_EQ(threads - 1, entriesOf("/proc/self/task"));
+    EXPECT_EQ(200, engine.report()[1].swaps);
+}
+
+}  // namespace

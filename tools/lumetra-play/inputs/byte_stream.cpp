@@ -1,0 +1,90 @@
+// byte_stream.cpp - poll, then read.
+#include "tools/lumetra-play/inputs/byte_stream.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+
+extern "C" {
+#include <libavformat/avio.h>
+#include <libavutil/error.h>
+#include <libavutil/mem.h>
+}
+
+#include "tools/lumetra-play/run/play_error.h"
+
+namespace {
+
+constexpr int BUFFER_BYTES = 65536;
+
+// A pipe is opened without waiting for its writer: that is what the stop request can interrupt.
+int openForReading(const std::string& name) {
+    if (name != "-") {
+        const int file = open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        if (file < 0) throw systemError("cannot open " + name, errno, "check the path");
+        return file;
+    }
+    const int mode = fcntl(STDIN_FILENO, F_GETFL);
+    if (mode < 0 || (mode & O_ACCMODE) == O_WRONLY)
+        throw PlayError("standard input is closed: pipe a video into it, or name a file instead of -");
+    if (isatty(STDIN_FILENO) == 1)
+        throw PlayError("standard input is a terminal: pipe a video into it, or name a file instead of -");
+    return fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
+}
+
+}  // namespace
+
+ByteStream::ByteStream(const std::string& name, const StopRequest& stop)
+    : m_stop(stop), m_file(openForReading(name)) {
+    const bool seekable = lseek(m_file, 0, SEEK_SET) == 0;
+    auto* const buffer = static_cast<unsigned char*>(av_malloc(BUFFER_BYTES));
+    m_context =
+        avio_alloc_context(buffer, BUFFER_BYTES, 0, this, onRead, nullptr, seekable ? onSeek : nullptr);
+    if (m_context == nullptr) throw std::bad_alloc();
+}
+
+ByteStream::~ByteStream() {
+    av_freep(&m_context->buffer);
+    avio_context_free(&m_context);
+    close(m_file);
+}
+
+const std::string& ByteStream::peek() {
+    std::string bytes(4096, '\0');
+    const int got = read(reinterpret_cast<std::uint8_t*>(bytes.data()), static_cast<int>(bytes.size()));
+    bytes.resize(static_cast<std::size_t>(std::max(got, 0)));
+    return m_peeked = bytes;
+}
+
+int ByteStream::read(std::uint8_t* target, int count) {
+    if (!m_peeked.empty()) {
+        const auto taken = std::min(m_peeked.size(), static_cast<std::size_t>(count));
+        std::copy_n(m_peeked.begin(), taken, target);
+        m_peeked.erase(0, taken);
+        return static_cast<int>(taken);
+    }
+    for (;;) {
+        if (!m_stop.waitReadable(m_file)) return AVERROR_EXIT;
+        const ssize_t got = ::read(m_file, target, static_cast<std::size_t>(count));
+        if (got > 0) return static_cast<int>(got);
+        if (got == 0) return AVERROR_EOF;
+        if (errno != EINTR && errno != EAGAIN) return AVERROR(errno);
+    }
+}
+
+int ByteStream::onRead(void* self, std::uint8_t* target, int count) {
+    return static_cast<ByteStream*>(self)->read(target, count);
+}
+
+std::int64_t ByteStream::onSeek(void* self, std::int64_t offset, int origin) {
+    auto* const stream = static_cast<ByteStream*>(self);
+    struct stat status {};
+    if (origin == AVSEEK_SIZE) return fstat(stream->m_file, &status) == 0 ? status.st_size : AVERROR(errno);
+    stream->m_peeked.clear();
+    const off_t place = lseek(stream->m_file, offset, origin & ~AVSEEK_FORCE);
+    return place < 0 ? AVERROR(errno) : place;
+}

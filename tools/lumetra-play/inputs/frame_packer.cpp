@@ -1,0 +1,196 @@
+// frame_packer.cpp - one plane of pixels at the end, whatever came.
+#include "tools/lumetra-play/inputs/frame_packer.h"
+
+#include <algorithm>
+
+extern "C" {
+#include <libavutil/frame.h>
+#include <libavutil/pixdesc.h>
+#include <libswscale/swscale.h>
+}
+
+#include "tools/lumetra-play/pixels/conversion.h"
+#include "tools/lumetra-play/run/play_error.h"
+
+namespace {
+
+AVPixelFormat mediaFormat(LUMETRA_IMGFORMATTYPE format) {
+    switch (format) {
+        case LUMETRA_IMGFORMAT_BGR:
+            return AV_PIX_FMT_BGR24;
+        case LUMETRA_IMGFORMAT_BGRA:
+            return AV_PIX_FMT_BGRA;
+        case LUMETRA_IMGFORMAT_YUYV:
+            return AV_PIX_FMT_YUYV422;
+        case LUMETRA_IMGFORMAT_GRAY8:
+            return AV_PIX_FMT_GRAY8;
+        default:
+            return AV_PIX_FMT_RGB24;
+    }
+}
+
+const AVPixFmtDescriptor& descriptorOf(int pixels) {
+    const AVPixFmtDescriptor* const known = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(pixels));
+    if (known == nullptr) throw PlayError("the source's pixel format is unknown: convert it by ffmpeg");
+    return *known;
+}
+
+bool isGrey(const AVPixFmtDescriptor& pixels) {
+    return pixels.nb_components <= 2 && (pixels.flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) == 0;
+}
+
+// Whether plane 0 holds nothing but the luma, a byte a pixel.
+bool hasLumaPlane(const AVPixFmtDescriptor& pixels) {
+    constexpr std::uint64_t OTHER = AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_BITSTREAM |
+                                    AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_BAYER;
+    const AVComponentDescriptor& luma = pixels.comp[0];
+    return (pixels.flags & OTHER) == 0 && luma.plane == 0 && luma.step == 1 && luma.offset == 0 &&
+           luma.depth == 8 && luma.shift == 0;
+}
+
+// What the camera measured as luma stays what it was: neither matrix nor range change between two kinds of
+// YUV.
+void keepLuma(SwsContext* scaler, const AVFrame& frame, LUMETRA_IMGFORMATTYPE target) {
+    const AVPixFmtDescriptor& pixels = descriptorOf(frame.format);
+    const bool yuv = (pixels.flags & AV_PIX_FMT_FLAG_RGB) == 0;
+    const bool full = isGrey(pixels) || frame.color_range == AVCOL_RANGE_JPEG ||
+                      std::string_view(pixels.name).starts_with("yuvj");
+    const int* const matrix = sws_getCoefficients(
+        frame.colorspace == AVCOL_SPC_UNSPECIFIED || !yuv ? SWS_CS_DEFAULT : frame.colorspace);
+    const bool fullAfter = yuv ? full : target == LUMETRA_IMGFORMAT_GRAY8;
+    constexpr int ONE = 1 << 16;
+    sws_setColorspaceDetails(scaler, matrix, full, yuv ? matrix : sws_getCoefficients(SWS_CS_DEFAULT),
+                             fullAfter, 0, ONE, ONE);
+}
+
+struct Walk {
+    std::ptrdiff_t first, right, down;  // bytes of the source: to the first pixel of the target, and onwards
+};
+
+Walk walkOf(int rotation, std::ptrdiff_t width, std::ptrdiff_t height, std::ptrdiff_t pixel,
+            std::ptrdiff_t row) {
+    switch (rotation) {
+        case 90:
+            return {(height - 1) * row, -row, pixel};
+        case 180:
+            return {(height - 1) * row + (width - 1) * pixel, -pixel, -row};
+        case 270:
+            return {(width - 1) * pixel, row, -pixel};
+        default:
+            return {0, pixel, row};
+    }
+}
+
+Picture uprightOf(Picture target, int rotation) {
+    if (rotation % 180 != 0) std::swap(target.width, target.height);
+    if (rotation != 0 && target.format == LUMETRA_IMGFORMAT_YUYV) target.format = LUMETRA_IMGFORMAT_RGB;
+    return target;
+}
+
+}  // namespace
+
+void FreeFrame::operator()(AVFrame* frame) const {
+    av_frame_free(&frame);
+}
+
+FramePacker::FramePacker(const Picture& target, int rotation)
+    : m_target(target), m_rotation(rotation), m_upright(uprightOf(target, rotation)) {}
+
+FramePacker::~FramePacker() {
+    sws_freeContext(m_scaler);
+}
+
+void FramePacker::pack(const AVFrame& frame, Bytes& packed) {
+    const AVFrame& source = goesAsItIs(frame) ? frame : scale(frame);
+    const auto pixel = static_cast<std::ptrdiff_t>(bytesPerPixel(m_upright.format));
+    const Walk walk = walkOf(m_rotation, m_upright.width, m_upright.height, pixel, source.linesize[0]);
+    packed.resize(static_cast<std::size_t>(pixel) * m_upright.pixels(0));
+    std::uint8_t* out = packed.data();
+    for (std::int32_t y = 0; y < m_target.height; ++y) {
+        const std::uint8_t* in = source.data[0] + walk.first + y * walk.down;
+        if (m_rotation == 0) {
+            out = std::copy_n(in, pixel * m_target.width, out);
+            continue;
+        }
+        for (std::int32_t x = 0; x < m_target.width; ++x, in += walk.right) out = std::copy_n(in, pixel, out);
+    }
+    if (m_upright.format != m_target.format)
+        packed = convertPixels({m_upright.format, m_target.width, m_target.height}, packed, m_target.format);
+}
+
+std::string FramePacker::describe(const AVFrame& frame) const {
+    const char* const turned = m_rotation == 0 ? "" : ", turned upright";
+    if (!goesAsItIs(frame)) return std::string("by libswscale") + turned;
+    const bool plane = m_upright.format == LUMETRA_IMGFORMAT_GRAY8 && frame.format != AV_PIX_FMT_GRAY8;
+    return (plane ? "the Y plane without a conversion" : "without a conversion") + std::string(turned);
+}
+
+bool FramePacker::goesAsItIs(const AVFrame& frame) const {
+    if (frame.width != m_upright.width || frame.height != m_upright.height) return false;
+    return frame.format == mediaFormat(m_upright.format) ||
+           (m_upright.format == LUMETRA_IMGFORMAT_BGRA && frame.format == AV_PIX_FMT_BGR0) ||
+           (m_upright.format == LUMETRA_IMGFORMAT_GRAY8 && hasLumaPlane(descriptorOf(frame.format)));
+}
+
+const AVFrame& FramePacker::scale(const AVFrame& frame) {
+    if (!m_scaled) {
+        m_scaled.reset(av_frame_alloc());
+        if (!m_scaled) throw std::bad_alloc();
+        m_scaled->format = mediaFormat(m_upright.format);
+        m_scaled->width = m_upright.width;
+        m_scaled->height = m_upright.height;
+        if (av_frame_get_buffer(m_scaled.get(), 0) < 0) throw std::bad_alloc();
+    }
+    m_scaler = sws_getCachedContext(
+        m_scaler, frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), m_upright.width,
+        m_upright.height, mediaFormat(m_upright.format), SWS_BICUBIC, nullptr, nullptr, nullptr);
+    if (m_scaler == nullptr)
+        throw PlayError(std::string("libswscale cannot convert ") + descriptorOf(frame.format).name +
+                        ": convert the source by ffmpeg");
+    keepLuma(m_scaler, frame, m_upright.format);
+    sws_scale(m_scaler, frame.data, frame.linesize, 0, frame.height, m_scaled->data, m_scaled->linesize);
+    return *m_scaled;
+}
+
+LUMETRA_IMGFORMATTYPE cheapestFormat(int pixels, int rotation) {
+    switch (pixels) {
+        case AV_PIX_FMT_BGR24:
+            return LUMETRA_IMGFORMAT_BGR;
+        case AV_PIX_FMT_BGRA:
+        case AV_PIX_FMT_BGR0:
+            return LUMETRA_IMGFORMAT_BGRA;
+        case AV_PIX_FMT_YUYV422:
+        case AV_PIX_FMT_UYVY422:
+            return rotation == 0 ? LUMETRA_IMGFORMAT_YUYV : LUMETRA_IMGFORMAT_RGB;
+        default:
+            return isGrey(descriptorOf(pixels)) ? LUMETRA_IMGFORMAT_GRAY8 : LUMETRA_IMGFORMAT_RGB;
+    }
+}
+
+const char* mediaName(LUMETRA_IMGFORMATTYPE format) {
+    return av_get_pix_fmt_name(mediaFormat(format));
+}
+
+Bytes convertPixels(const Picture& picture, const Bytes& frame, LUMETRA_IMGFORMATTYPE format) {
+    if (format == picture.format) return frame;
+    const std::size_t row = picture.bytes() / static_cast<std::size_t>(picture.height);
+    const FramePointer view(av_frame_alloc());
+    if (!view) throw std::bad_alloc();
+    view->format = mediaFormat(picture.format);
+    view->width = picture.width;
+    view->height = picture.height;
+    // libswscale takes chroma in whole pairs, and reads and writes by blocks.
+    if (av_frame_get_buffer(view.get(), 0) < 0) throw std::bad_alloc();
+    for (std::int32_t y = 0; y < picture.height; ++y)
+        std::copy_n(frame.data() + static_cast<std::size_t>(y) * row, row,
+                    view->data[0] + static_cast<std::ptrdiff_t>(y) * view->linesize[0]);
+    // Made once for the scene, whose frames are all alike.
+    thread_local Picture packedPicture{LUMETRA_IMGFORMAT_NONE};
+    thread_local std::unique_ptr<FramePacker> packer;
+    const Picture wanted{format, picture.width, picture.height};
+    if (!packer || packedPicture != wanted) packer = std::make_unique<FramePacker>(wanted, 0);
+    packedPicture = wanted;
+    Bytes converted;
+    packer->pack(*view, converted);
+    return converted;
+}

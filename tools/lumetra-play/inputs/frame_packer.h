@@ -1,0 +1,50 @@
+// frame_packer.h - decoded frames into the bytes of a picture that the engine takes: scaled and converted by
+// libswscale where they have to be, turned upright, without padding. One thread.
+#ifndef LUMETRA_PLAY_FRAME_PACKER_H
+#define LUMETRA_PLAY_FRAME_PACKER_H
+
+#include <memory>
+#include <string>
+
+#include "tools/lumetra-play/pixels/picture.h"
+
+struct AVFrame;
+struct SwsContext;
+
+struct FreeFrame {
+    void operator()(AVFrame* frame) const;
+};
+using FramePointer = std::unique_ptr<AVFrame, FreeFrame>;
+
+class FramePacker {
+public:
+    /// @param target    of the packed frames, after the rotation
+    /// @param rotation  0, 90, 180 or 270 degrees clockwise
+    FramePacker(const Picture& target, int rotation);
+    ~FramePacker();
+    FramePacker(const FramePacker&) = delete;
+    FramePacker& operator=(const FramePacker&) = delete;
+
+    /// Replaces `packed` by level 0. @throws PlayError if libswscale does not know the frame's pixels
+    void pack(const AVFrame& frame, Bytes& packed);
+    /// What pack() does to such frames, in words.
+    std::string describe(const AVFrame& frame) const;
+
+private:
+    bool goesAsItIs(const AVFrame& frame) const;
+    const AVFrame& scale(const AVFrame& frame);
+
+    const Picture m_target;
+    const int m_rotation;
+    const Picture m_upright;  // before the rotation, in a format whose pixels stand alone if there is one
+    SwsContext* m_scaler = nullptr;
+    FramePointer m_scaled;
+};
+
+/// The engine's format that costs least for pixels of `pixels`, an AVPixelFormat.
+LUMETRA_IMGFORMATTYPE cheapestFormat(int pixels, int rotation);
+
+/// FFmpeg's name of a format of the engine.
+const char* mediaName(LUMETRA_IMGFORMATTYPE format);
+
+#endif

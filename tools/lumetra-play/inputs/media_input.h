@@ -1,0 +1,74 @@
+// media_input.h - one file, URL, device or pipe, opened, demultiplexed and decoded by FFmpeg's libraries. One
+// thread; whatever waits there ends with the stop request.
+#ifndef LUMETRA_PLAY_MEDIA_INPUT_H
+#define LUMETRA_PLAY_MEDIA_INPUT_H
+
+#include <memory>
+#include <string>
+
+#include "tools/lumetra-play/inputs/byte_stream.h"
+#include "tools/lumetra-play/inputs/frame_packer.h"
+#include "tools/lumetra-play/inputs/frame_source.h"
+
+struct AVCodecContext;
+struct AVDictionary;
+struct AVFormatContext;
+struct AVPacket;
+struct AVStream;
+
+class MediaInput {
+public:
+    /// @throws PlayError if it cannot be opened or holds no video; Interrupted
+    MediaInput(const std::string& name, const Options& options, const StopRequest& stop);
+    ~MediaInput();
+    MediaInput(const MediaInput&) = delete;
+    MediaInput& operator=(const MediaInput&) = delete;
+
+    /// The next picture, which is there until the next call; null at the end.
+    const AVFrame* read();
+    /// From the beginning of the stream.
+    double secondsOf(const AVFrame& frame) const;
+    /// Goes to the last key frame before that time, where the input can; otherwise it stays.
+    void seek(double seconds);
+
+    SourceFacts facts() const;
+    bool isLive() const;
+    bool isPipe() const;  ///< what was read is gone
+    /// After the end: what was missing or broken; empty if nothing was.
+    std::string damage() const;
+
+private:
+    struct CloseFormat {
+        void operator()(AVFormatContext* format) const;
+    };
+    struct CloseCodec {
+        void operator()(AVCodecContext* codec) const;
+    };
+    struct FreePacket {
+        void operator()(AVPacket* packet) const;
+    };
+
+    void open(const Options& options);
+    void refuseContainer();
+    void chooseStream();
+    void openDecoder();
+    bool feedDecoder();
+    std::string explain(int error, const Options& options) const;
+
+    const std::string m_name;  // for messages
+    const StopRequest& m_stop;
+    std::unique_ptr<ByteStream> m_bytes;  // outlives the format, which reads from it
+    std::unique_ptr<AVFormatContext, CloseFormat> m_format;
+    std::unique_ptr<AVCodecContext, CloseCodec> m_codec;
+    std::unique_ptr<AVPacket, FreePacket> m_packet;
+    FramePointer m_frame;
+    AVStream* m_stream = nullptr;  // the format's
+    bool m_drained = false;
+    int m_brokenPackets = 0, m_brokenFrames = 0;
+    int m_readError = 0;
+    std::int64_t m_readTo = 0;  // bytes of the input, up to the last packet's end
+    double m_rate = 0;          // frames a second; 0: unknown
+    double m_end = 0;           // of the last frame, from the beginning of the stream
+};
+
+#endif

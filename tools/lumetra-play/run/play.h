@@ -1,0 +1,13 @@
+// play.h - one play as the command line asks for it: the engine with its modules, a source or a camera, and
+// what is to be said of it at the end. One thread.
+#ifndef LUMETRA_PLAY_PLAY_H
+#define LUMETRA_PLAY_PLAY_H
+
+#include "tools/lumetra-play/run/options.h"
+#include "tools/lumetra-play/run/stop_request.h"
+#include "tools/lumetra-play/view/summary.h"
+
+/// @throws PlayError for everything that keeps it from playing
+Summary play(const Options& options, StopRequest& stop);
+
+#endif

@@ -1,0 +1,164 @@
+// output.cpp - descriptors, and one lock for whatever shares the terminal.
+#include "tools/lumetra-play/view/output.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+
+#include "tools/lumetra-play/run/play_error.h"
+
+namespace output {
+
+namespace {
+
+std::mutex outputMutex;  // guards what follows, and whole lines
+int realOutput = STDOUT_FILENO;
+int failure = 0;             // errno of the first write that failed
+std::size_t shownWidth = 0;  // of the progress line; 0: there is none
+
+bool writeAll(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t done = write(descriptor, text.data(), text.size());
+        if (done < 0 && errno != EINTR) return false;
+        if (done > 0) text.remove_prefix(static_cast<std::size_t>(done));
+    }
+    return true;
+}
+
+// The commands that take the progress line off the terminal; one that has become wider than the terminal
+// covers several rows by now.
+std::string eraseProgress() {
+    if (shownWidth == 0) return {};
+    const std::size_t rowsAbove = (shownWidth - 1) / std::max(columns(), 1u);
+    shownWidth = 0;
+    return (rowsAbove > 0 ? "\r\033[" + std::to_string(rowsAbove) + "A" : "\r") + "\033[J";
+}
+
+std::string printable(std::string_view text) {
+    std::string line(text);
+    std::replace_if(
+        line.begin(), line.end(),
+        [](char letter) { return static_cast<unsigned char>(letter) < ' ' || letter == '\177'; }, ' ');
+    return line;
+}
+
+bool isOrdinary(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode);
+}
+
+}  // namespace
+
+void takeOverStandardOutput() {
+    // Whatever is opened later would take the place of a descriptor that is closed. Reading from this 0
+    // fails.
+    for (const int descriptor : {0, 1, 2})
+        if (fcntl(descriptor, F_GETFD) < 0) {
+            if (open("/dev/null", descriptor == 0 ? O_WRONLY : O_RDONLY) < 0) std::abort();
+        }
+    realOutput = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+    if (realOutput < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
+        throw systemError("cannot redirect standard output", errno, "close some files");
+    std::signal(SIGPIPE, SIG_IGN);  // so that a closed pipe is an error with its reason
+}
+
+void writeLine(std::string_view text) {
+    const std::lock_guard lock(outputMutex);
+    if (failure != 0) return;
+    if (shownWidth > 0 && isatty(realOutput) == 1) writeAll(STDERR_FILENO, eraseProgress());
+    if (!writeAll(realOutput, std::string(text) + "\n")) failure = errno;
+}
+
+bool failed() {
+    const std::lock_guard lock(outputMutex);
+    return failure != 0;
+}
+
+void requireWritten() {
+    const std::lock_guard lock(outputMutex);
+    if (failure != 0)
+        throw systemError("cannot write to standard output", failure, "the results are not complete");
+}
+
+void say(std::string_view line) {
+    const std::lock_guard lock(outputMutex);
+    writeAll(STDERR_FILENO, eraseProgress() + printable(line) + "\n");
+}
+
+void complain(std::string_view message) {
+    const bool colour = coloured();
+    const std::lock_guard lock(outputMutex);
+    writeAll(STDERR_FILENO, eraseProgress() + (colour ? "\033[31mlumetra-play:\033[0m " : "lumetra-play: ") +
+                                printable(message) + "\n");
+}
+
+void showProgress(std::string_view text) {
+    const std::lock_guard lock(outputMutex);
+    std::size_t width = 0;
+    for (std::size_t at = 0; at < text.size(); ++at) {  // what colours take has no width
+        if (text[at] == '\033')
+            at = std::min(text.find('m', at), text.size());
+        else
+            ++width;
+    }
+    const std::string erase = eraseProgress();
+    writeAll(STDERR_FILENO, erase + std::string(text));
+    shownWidth = width;
+}
+
+void endProgress() {
+    const std::lock_guard lock(outputMutex);
+    if (shownWidth > 0) writeAll(STDERR_FILENO, "\n");
+    shownWidth = 0;
+}
+
+bool onTerminal() {
+    return isatty(STDERR_FILENO) == 1;
+}
+
+bool coloured() {
+    const char* const terminal = std::getenv("TERM");
+    const char* const refused = std::getenv("NO_COLOR");
+    return onTerminal() && (refused == nullptr || *refused == 0) && terminal != nullptr &&
+           std::string_view(terminal) != "dumb";
+}
+
+unsigned columns() {
+    constexpr unsigned USUAL = 80;
+    winsize size{};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : USUAL;
+}
+
+bool resultsOnScreen() {
+    return isatty(realOutput) == 1;
+}
+
+void writeFile(const std::string& path, std::span<const std::uint8_t> bytes) {
+    // A device is written to as it is: it must not be replaced.
+    const bool direct = !isOrdinary(path);
+    const std::string name = direct ? path : path + ".part";
+    const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    bool written = file >= 0 && writeAll(file, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    int error = errno;
+    if (file >= 0 && close(file) != 0 && written) {
+        written = false;
+        error = errno;
+    }
+    if (written && !direct && std::rename(name.c_str(), path.c_str()) != 0) {
+        written = false;
+        error = errno;
+    }
+    if (written) return;
+    if (file >= 0 && !direct) unlink(name.c_str());
+    throw systemError("cannot write " + path, error, "name a file that can be written");
+}
+
+}  // namespace output
