@@ -5,6 +5,8 @@
 #include <chrono>
 #include <cstdint>
 
+namespace lumetra {
+
 /// Microseconds since the Unix epoch.
 inline std::uint64_t currentTimeUs() {
     using namespace std::chrono;
@@ -32,5 +34,7 @@ inline std::uint32_t workerCount(std::uint32_t processors) {
     const std::uint32_t others = processors - 1;
     return others > 2 ? others : 2;
 }
+
+}  // namespace lumetra
 
 #endif

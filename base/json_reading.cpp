@@ -14,6 +14,8 @@
 #include <string>
 #include <string_view>
 
+namespace lumetra {
+
 JsonDocument parseJson(const char* text) {
     JsonDocument document;
     document.Parse<rapidjson::kParseIterativeFlag>(text);
@@ -148,3 +150,5 @@ bool readTrue(const JsonValue* object, const char* name) {
     const JsonValue* value = findMember(object, name);
     return value != nullptr && value->IsTrue();
 }
+
+}  // namespace lumetra

@@ -14,6 +14,8 @@
 #include <optional>
 #include <string_view>
 
+namespace lumetra {
+
 /// RapidJSON does not look at what its allocator returns, so running out of memory has to throw.
 struct ThrowingAllocator {
     static constexpr bool kNeedFree = true;
@@ -51,5 +53,7 @@ std::optional<std::int32_t> readInteger(const JsonValue* object, const char* nam
 std::optional<std::int32_t> readClampedInteger(const JsonValue* object, const char* name);
 std::optional<std::string_view> readString(const JsonValue* object, const char* name);
 bool readTrue(const JsonValue* object, const char* name);  ///< the literal true, nothing else
+
+}  // namespace lumetra
 
 #endif

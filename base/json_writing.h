@@ -11,6 +11,8 @@
 
 #include "base/json_reading.h"
 
+namespace lumetra {
+
 using JsonText = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, ThrowingAllocator>;
 using JsonWriter = rapidjson::Writer<JsonText, rapidjson::UTF8<>, rapidjson::UTF8<>, ThrowingAllocator>;
 
@@ -36,5 +38,7 @@ inline std::string serialize(const JsonDocument& document, std::string_view pars
     std::string written(text.GetString(), text.GetSize());
     return hasHalfCharacter(written) && !hasHalfCharacter(parsedFrom) ? "null" : written;
 }
+
+}  // namespace lumetra
 
 #endif

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+namespace lumetra {
+
 namespace {
 
 // The length of the valid sequence at the start of `bytes`, which is not empty; 0 if there is none.
@@ -36,3 +38,5 @@ std::string repairUtf8(std::string_view bytes) {
     }
     return text;
 }
+
+}  // namespace lumetra

@@ -5,8 +5,12 @@
 #include <string>
 #include <string_view>
 
+namespace lumetra {
+
 /// `bytes` with U+FFFD for each byte that belongs to no valid UTF-8 sequence. Drivers and file systems
 /// hand out any bytes, and the conversion to UTF-16 would throw through the host's C interface.
 std::string repairUtf8(std::string_view bytes);
+
+}  // namespace lumetra
 
 #endif

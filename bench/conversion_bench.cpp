@@ -12,6 +12,8 @@
 #include <libyuv.h>
 #endif
 
+using namespace lumetra;
+
 namespace {
 
 constexpr auto ALL =
@@ -35,7 +37,7 @@ Work wholePeer(FrameSize size, std::size_t bytesPerPixel, PeerRun convert) {
     return [=] {
         const std::uint8_t* in = frame->data();
         std::uint8_t* out = grey->data();
-        for (int k = 0; k < lumetra::PYRAMID_LEVELS; ++k) {
+        for (int k = 0; k < PYRAMID_LEVELS; ++k) {
             const int width = size.width >> k, height = size.height >> k;
             const int stride = static_cast<int>(bytesPerPixel) * width;
             convert(in, stride, out, width, width, -height);  // upside down
@@ -49,7 +51,7 @@ Work derivedPeer(FrameSize size) {
     const auto picture = std::make_shared<Bytes>(randomBytes(2 * size.pixels(), 1));
     return [=] {
         std::uint8_t* in = picture->data();
-        for (int k = 1; k < lumetra::PYRAMID_LEVELS; ++k) {
+        for (int k = 1; k < PYRAMID_LEVELS; ++k) {
             const int above = size.width >> (k - 1), aboveHeight = size.height >> (k - 1);
             std::uint8_t* const out = in + above * aboveHeight;
             libyuv::ScalePlane(in, above, above & ~1, aboveHeight & ~1, out, above / 2, above / 2,
@@ -61,14 +63,13 @@ Work derivedPeer(FrameSize size) {
 #endif
 
 void compareWhole(const char* name, LUMETRA_IMGFORMATTYPE format, FrameSize size, const Work& peer) {
-    const auto chunk =
-        chunkOf(size, format, lumetra::pyramidBytes(lumetra::pictureBytes(format, size.width, size.height)));
+    const auto chunk = chunkOf(size, format, pyramidBytes(pictureBytes(format, size.width, size.height)));
     layOutLevels(*chunk);
     compare(
         std::string("conversion/") + name + "/" + size.name(),
         [=] {
             chunk->format = format;
-            lumetra::convert(*chunk, lumetra::planConversion(*chunk, ALL, true));
+            convert(*chunk, planConversion(*chunk, ALL, true));
         },
         peer);
 }
@@ -88,8 +89,8 @@ const bool registered = [] {
 
         const auto chunk = chunkOf(size, LUMETRA_IMGFORMAT_GRAY8, static_cast<std::int32_t>(size.pixels()));
         compare(
-            "decimation/" + size.name(),
-            [=] { lumetra::convert(*chunk, lumetra::planConversion(*chunk, DERIVE, true)); }, derived);
+            "decimation/" + size.name(), [=] { convert(*chunk, planConversion(*chunk, DERIVE, true)); },
+            derived);
     }
     return true;
 }();

@@ -13,6 +13,8 @@
 #include "image/grey/grey_kernels.h"
 #include "image/jpeg/TooJpeg_transform.h"
 
+using namespace lumetra;
+
 namespace {
 
 constexpr int WIDTH = 320, HEIGHT = 240;

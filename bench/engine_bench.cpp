@@ -18,6 +18,8 @@
 #include <libyuv.h>
 #endif
 
+using namespace lumetra;
+
 namespace {
 
 constexpr int FRAMES_ALIVE = 7;  // at 60 frames a second, each for 100 ms
@@ -34,8 +36,7 @@ void once(const std::string& name, void (*run)(benchmark::State&, FrameSize, dou
 }
 
 std::size_t bufferSize(FrameSize size, LUMETRA_IMGFORMATTYPE format) {
-    return static_cast<std::size_t>(
-        lumetra::pyramidBytes(lumetra::pictureBytes(format, size.width, size.height)));
+    return static_cast<std::size_t>(pyramidBytes(pictureBytes(format, size.width, size.height)));
 }
 
 // The push, beside memcpy into buffers as many and as old as the engine's. Both at 60 frames a second.
@@ -93,7 +94,7 @@ private:
         for (m_pushed.acquire(); m_running; m_pushed.acquire()) {
             const std::uint8_t* in = m_current.load()->data();
             std::uint8_t* out = m_grey.data();
-            for (int k = 0; k < lumetra::PYRAMID_LEVELS; ++k) {
+            for (int k = 0; k < PYRAMID_LEVELS; ++k) {
                 const int width = m_size.width >> k, height = m_size.height >> k;
                 const int stride = static_cast<int>(m_bytesPerPixel) * width;
                 m_convert(in, stride, out, width, width, -height);
@@ -226,8 +227,8 @@ void latency(benchmark::State& state, FrameSize size, double rate) {
         frames->allocatePixels(chunk, static_cast<std::int32_t>(bufferSize(size, chunk.format)));
         layOutLevels(chunk);
         std::memcpy(chunk.data->lvl[0], frame.data(), frame.size());
-        conversions.push_back(SideBySide::time(
-            [&] { lumetra::convert(chunk, lumetra::planConversion(chunk, STANDARD_FLAGS, true)); }));
+        conversions.push_back(
+            SideBySide::time([&] { convert(chunk, planConversion(chunk, STANDARD_FLAGS, true)); }));
         chains.push_back(chain.microseconds());
 
         bool delivered = false;

@@ -10,6 +10,8 @@
 #include <libyuv.h>
 #endif
 
+using namespace lumetra;
+
 namespace {
 
 using PeerRun = int (*)(const uint8_t*, int, uint8_t*, int, int, int);

@@ -167,10 +167,10 @@ void pace(double rate, double seconds, Function work) {
     for (int i = 0; i < static_cast<int>(rate * seconds); ++i) {
         std::this_thread::sleep_until(begin +
                                       std::chrono::duration_cast<std::chrono::nanoseconds>((i + 1) * period));
-        while (currentTimeMs() == previous) {
+        while (lumetra::currentTimeMs() == previous) {
         }
         work();
-        previous = currentTimeMs();
+        previous = lumetra::currentTimeMs();
     }
 }
 

@@ -11,6 +11,8 @@
 #include "image/push_gate.h"
 #include "platform/sleep_precision.h"
 
+using namespace lumetra;
+
 LumetraCoreExecutor::LumetraCoreExecutor() {
     const std::uint32_t threads = workerCount(std::thread::hardware_concurrency());
     char text[64];
@@ -18,22 +20,22 @@ LumetraCoreExecutor::LumetraCoreExecutor() {
     logViaCallback(text);
 
     m_threadPool = std::make_unique<ThreadPool>(threads);
-    lumetra::processWide<lumetra::PictureEncoder>().allocate();
+    processWide<PictureEncoder>().allocate();
     m_running = true;
     try {
         m_eventLoopThread = std::make_unique<std::thread>([this] { runEventLoop(); });
     } catch (...) {
-        lumetra::processWide<lumetra::PictureEncoder>().release();
+        processWide<PictureEncoder>().release();
         throw;
     }
-    lumetra::processWide<lumetra::PushGate>().open(this);
+    processWide<PushGate>().open(this);
 }
 
 LumetraCoreExecutor::~LumetraCoreExecutor() {
     m_running = false;
     m_messages.close();
-    lumetra::processWide<lumetra::PushGate>().close(this);
-    lumetra::processWide<lumetra::PictureEncoder>().release();
+    processWide<PushGate>().close(this);
+    processWide<PictureEncoder>().release();
     m_eventLoopThread->join();
     m_messages.waitForPushersToLeave();
     m_messages.clear();
@@ -52,18 +54,18 @@ void LumetraCoreExecutor::runEventLoop() {
 }
 
 // Lets go of memory that nobody needs any more. Returns when there may be more of it.
-lumetra::MessageQueue::SteadyTime LumetraCoreExecutor::tidyUp() {
+MessageQueue::SteadyTime LumetraCoreExecutor::tidyUp() {
     const Moment now = Moment::now();
     while (m_chunks.dropOldPixels(now.wallMs())) {
     }
     const auto buffersIdle = m_frameBuffers->trim(now.steady);
     if (m_chunks.empty()) return buffersIdle;
-    return std::min(buffersIdle, now.steady + lumetra::LONGEST_SLEEP_WITH_FRAMES);
+    return std::min(buffersIdle, now.steady + LONGEST_SLEEP_WITH_FRAMES);
 }
 
 // Handles one message.
 void LumetraCoreExecutor::runTurn() {
-    lumetra::Chunk dropped;  // let go of behind the lock: freeing pixels takes time
+    Chunk dropped;  // let go of behind the lock: freeing pixels takes time
     try {
         m_messages.takeOne([&](const MSGS& message, bool fresh) { dropped = handleMessage(message, fresh); });
     } catch (...) {
@@ -72,16 +74,16 @@ void LumetraCoreExecutor::runTurn() {
 }
 
 // With the queue locked. Returns a chunk that is to be let go.
-lumetra::Chunk LumetraCoreExecutor::handleMessage(const MSGS& message, bool fresh) {
+Chunk LumetraCoreExecutor::handleMessage(const MSGS& message, bool fresh) {
     switch (message.type) {
-        case lumetra::MSG_NOTIFY:
+        case MSG_NOTIFY:
             if (!fresh) return m_chunks.take(message.id);
             m_threadPool->enqueue(&LumetraCoreExecutor::triggerDataNotification, this, message.id);
             break;
-        case lumetra::MSG_CONVERT:
+        case MSG_CONVERT:
             queueConversion(message.id);
             break;
-        case lumetra::MSG_RETAIN:  // one that is fresh is not taken
+        case MSG_RETAIN:  // one that is fresh is not taken
             return m_chunks.take(message.id);
         default:
             break;

@@ -118,7 +118,7 @@ private:
     std::unique_ptr<std::thread> m_eventLoopThread;
     std::unique_ptr<ThreadPool> m_threadPool;
     lumetra::ChunkStore m_chunks;
-    const std::shared_ptr<FrameBuffers> m_frameBuffers = std::make_shared<FrameBuffers>();
+    const std::shared_ptr<lumetra::FrameBuffers> m_frameBuffers = std::make_shared<lumetra::FrameBuffers>();
     lumetra::Configuration m_imgCfg;
     ITexCfg m_texCfg;
     bool m_nativeRendering = false;   // guarded by m_texCfg.mutex, as is the handle

@@ -43,6 +43,8 @@ void Configuration::invalidate() {
 
 }  // namespace lumetra
 
+using namespace lumetra;
+
 int LumetraCoreExecutor::command(LUMETRA_CMDTYPE type, const char* text) {
     logViaCallback("Executing Command!");
     switch (type) {

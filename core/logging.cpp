@@ -8,6 +8,8 @@
 #include "base/foreign_call.h"
 #include "core/LumetraCoreExecutor.h"
 
+using namespace lumetra;
+
 void stdlog(std::int32_t level, const char16_t* text) {
     const std::string line = "---- STDLOG on DLL " + std::to_string(level) + ": " +
                              convertUTFFormatVto8<char16_t, char>(text) + " ----\n";
@@ -21,7 +23,7 @@ void LumetraCoreExecutor::logViaCallback(const std::string& text) {
 
     const std::u16string converted = convertUTFFormat8toV<char, char16_t>(text);
     // A sink that fails must cost neither the frame nor the call that logged.
-    lumetra::callSafely([&] { sink(0, converted.c_str()); });
+    callSafely([&] { sink(0, converted.c_str()); });
 }
 
 void LumetraCoreExecutor::passLogFromNativeLib(const char* text) {

@@ -8,6 +8,8 @@
 
 #include "fuzz/support/fuzzing.h"
 
+using namespace lumetra;
+
 namespace {
 
 struct Module {
@@ -71,7 +73,7 @@ LumetraCoreExecutor::ICfg configuration() {
 // A frame that is so many bytes longer or shorter than its level 0; it may say that it has less than none.
 void pushFrame(int difference, const std::u16string& descriptor) {
     const auto cfg = configuration();
-    const auto levelZero = lumetra::pictureBytes(cfg.format, cfg.width, cfg.height);
+    const auto levelZero = pictureBytes(cfg.format, cfg.width, cfg.height);
     const int size = static_cast<int>(std::min(levelZero, MAX_BYTES)) + difference;
     const std::vector<unsigned char> frame(static_cast<std::size_t>(std::max(size, 0)), 0x5A);
     expect(cfg.valid, isValidText(descriptor),
@@ -81,7 +83,7 @@ void pushFrame(int difference, const std::u16string& descriptor) {
 // As large a frame as a picture for the host is made of.
 void pushFromModule(const std::u16string& descriptor) {
     const auto cfg = configuration();
-    const auto bytes = lumetra::pictureBytes(LUMETRA_IMGFORMAT_YUYV, cfg.width, cfg.height);
+    const auto bytes = pictureBytes(LUMETRA_IMGFORMAT_YUYV, cfg.width, cfg.height);
     if (bytes > MAX_BYTES) return;
     callModule([&] { LumetraCore_command(PUSHER, static_cast<LUMETRA_CMDTYPE>(bytes), descriptor.c_str()); });
 }

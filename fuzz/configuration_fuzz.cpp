@@ -3,6 +3,8 @@
 
 #include "fuzz/support/fuzzing.h"
 
+using namespace lumetra;
+
 void runInput(std::string_view input) {
     LumetraCoreExecutor& engine = bareEngine();
     engine.configure(R"({"format":1,"conversionflags":7})");  // what a text may leave as it is
@@ -15,7 +17,7 @@ void runInput(std::string_view input) {
             "a configuration is accepted if and only if its pictures have pixels");
     require(cfg.format <= LUMETRA_IMGFORMAT_GRAY8, "a format beyond the last is not stored");
 
-    const auto levelZero = lumetra::pictureBytes(cfg.format, cfg.width, cfg.height);
+    const auto levelZero = pictureBytes(cfg.format, cfg.width, cfg.height);
     const std::vector<unsigned char> frame(levelZero < MEMORY_LIMIT ? levelZero : 1, 0x5A);
     const auto taken = attempt(true, [&] {
         return LumetraCore_pushImageData(frame.data(), static_cast<int>(frame.size()), u"{}", 1);

@@ -7,6 +7,8 @@
 #include "base/utf8_repair.h"
 #include "fuzz/support/fuzzing.h"
 
+using namespace lumetra;
+
 namespace {
 
 bool echoes, answersNull;

@@ -116,6 +116,8 @@ void dumpLevels(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, const std:
 
 }  // namespace lumetra
 
+using namespace lumetra;
+
 // Runs on a worker. Pixels that nobody will see would cost the frames behind them their turn.
 void LumetraCoreExecutor::convertQueued(std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags) {
     if ((flags & LUMETRA_CONVERT_DEBUGDUMP) == 0) m_chunks.conversionBegins(id, currentTimeMs());
@@ -123,18 +125,18 @@ void LumetraCoreExecutor::convertQueued(std::uint64_t id, LUMETRA_CONVERSIONMODI
 }
 
 void LumetraCoreExecutor::convertImageData(unsigned long long id, LUMETRA_CONVERSIONMODIFIER flags) {
-    const MessageAtExit notify(*this, {lumetra::MSG_NOTIFY, id});
-    lumetra::ChunkStore::Conversion conversion(m_chunks, id);
+    const MessageAtExit notify(*this, {MSG_NOTIFY, id});
+    ChunkStore::Conversion conversion(m_chunks, id);
     IChnk* const chunk = conversion.chunk();
     if (chunk == nullptr) return;
 
     const auto cfg = m_imgCfg.snapshot();
-    const lumetra::ConversionPlan plan = lumetra::planConversion(*chunk, flags, cfg->mipMap);
+    const ConversionPlan plan = planConversion(*chunk, flags, cfg->mipMap);
     if (conversion.hasPixels()) {
-        lumetra::convert(*chunk, plan);
+        convert(*chunk, plan);
         conversion.pixelsAreDone();
     }
     for (int i = 0; i < plan.unsupportedSteps; ++i) logViaCallback("NOT IMPLEMENTED!");
     if (conversion.hasPixels() && (flags & LUMETRA_CONVERT_DEBUGDUMP) != 0)
-        lumetra::dumpLevels(*chunk, flags, cfg->writablepath);
+        dumpLevels(*chunk, flags, cfg->writablepath);
 }

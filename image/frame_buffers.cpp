@@ -9,6 +9,8 @@
 
 #include "image/pixel_formats.h"
 
+namespace lumetra {
+
 namespace {
 
 // The address sanitizer sees a module that uses a frame it has let go of only if the memory is freed.
@@ -51,8 +53,7 @@ void FrameBuffers::Release::operator()(unsigned char* bytes) const noexcept {
 void FrameBuffers::allocatePixels(IChnk& chunk, std::int32_t bytes) {
     auto capacity = static_cast<std::size_t>(bytes);
     if (chunk.format == LUMETRA_IMGFORMAT_GRAY8) {
-        const std::int32_t levels =
-            lumetra::pyramidBytes(lumetra::pictureBytes(chunk.format, chunk.width, chunk.height));
+        const std::int32_t levels = pyramidBytes(pictureBytes(chunk.format, chunk.width, chunk.height));
         capacity = std::max(capacity, static_cast<std::size_t>(levels));
     }
     auto pixels = std::make_unique<IChnk::dPtr>();
@@ -118,7 +119,8 @@ void FrameBuffers::giveBack(Buffer buffer, std::size_t capacity) noexcept {
 
 void layOutLevels(IChnk& chunk) {
     unsigned char** lvl = chunk.data->lvl;
-    for (int k = 1; k < lumetra::PYRAMID_LEVELS; ++k)
-        lvl[k] =
-            lvl[k - 1] + lumetra::pictureBytes(chunk.format, chunk.width >> (k - 1), chunk.height >> (k - 1));
+    for (int k = 1; k < PYRAMID_LEVELS; ++k)
+        lvl[k] = lvl[k - 1] + pictureBytes(chunk.format, chunk.width >> (k - 1), chunk.height >> (k - 1));
 }
+
+}  // namespace lumetra

@@ -13,6 +13,8 @@
 #include "LumetraCore/IChnk.h"
 #include "base/synchronized.h"
 
+namespace lumetra {
+
 /// Buffers of one size that wait for a frame, never more than were in use at once. Any thread. Own it by
 /// std::shared_ptr: a chunk may outlive it and then frees its buffer.
 class FrameBuffers : public std::enable_shared_from_this<FrameBuffers> {
@@ -63,10 +65,12 @@ private:
     Buffer take(std::size_t capacity);
     void giveBack(Buffer buffer, std::size_t capacity) noexcept;
 
-    lumetra::Synchronized<State> m_state;  // memory is freed without it
+    Synchronized<State> m_state;  // memory is freed without it
 };
 
 /// Sets lvl[1] to lvl[7] behind lvl[0], each right behind the level before it.
 void layOutLevels(IChnk& chunk);
+
+}  // namespace lumetra
 
 #endif

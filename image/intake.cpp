@@ -8,14 +8,16 @@
 #include "image/frame_buffers.h"
 #include "image/pixel_formats.h"
 
+using namespace lumetra;
+
 int LumetraCoreExecutor::pushImageData(const unsigned char* data, int size, const char* descriptor,
                                        int frameIndex) {
     const auto cfg = m_imgCfg.snapshot();
     if (!cfg->valid || (data == nullptr && size > 0)) return 0;
 
     const auto chunk = std::make_shared<IChnk>(cfg->width, cfg->height, cfg->format, frameIndex, descriptor);
-    m_frameBuffers->allocatePixels(
-        *chunk, lumetra::bufferBytes(cfg->format, cfg->width, cfg->height, size, cfg->mipMap));
+    m_frameBuffers->allocatePixels(*chunk,
+                                   bufferBytes(cfg->format, cfg->width, cfg->height, size, cfg->mipMap));
     const std::int32_t copied = std::min(chunk->size, size);
     if (copied > 0) std::memcpy(chunk->data->lvl[0], data, static_cast<std::size_t>(copied));
     if (cfg->mipMap) layOutLevels(*chunk);
@@ -23,7 +25,7 @@ int LumetraCoreExecutor::pushImageData(const unsigned char* data, int size, cons
     const std::uint64_t id = currentTimeMs();
     try {
         m_chunks.store(id, chunk);  // a frame of the same millisecond gives way to this one
-        m_messages.post({lumetra::MSG_CONVERT, id});
+        m_messages.post({MSG_CONVERT, id});
     } catch (...) {
         m_chunks.take(id);       // without its message nothing would ever come for it
         m_messages.wakeTaker();  // nor for its buffer

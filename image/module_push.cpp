@@ -12,11 +12,13 @@
 #include "image/pixel_formats.h"
 #include "image/push_gate.h"
 
+using namespace lumetra;
+
 namespace {
 
 // As intake would refuse the frame, before anything of it is read.
 void refuseImpossibleSize(std::int32_t width, std::int32_t height) {
-    lumetra::bufferBytes(LUMETRA_IMGFORMAT_YUYV, width, height, 0, false);
+    bufferBytes(LUMETRA_IMGFORMAT_YUYV, width, height, 0, false);
 }
 
 // Adds the picture to an object's text as its last member, where the size allows one an empty one. It needs
@@ -25,8 +27,7 @@ void addPicture(std::u16string& object, const unsigned char* frame, std::int32_t
     const bool isEmpty = object.size() == 2;
     object.pop_back();
     object += isEmpty ? u"\"image\":\"" : u",\"image\":\"";
-    if (frame != nullptr)
-        lumetra::processWide<lumetra::PictureEncoder>().appendPicture(object, frame, width, height);
+    if (frame != nullptr) processWide<PictureEncoder>().appendPicture(object, frame, width, height);
     object += u"\"}";
 }
 
@@ -55,7 +56,7 @@ std::string exchangeJson(LUMETRA_HOSTTEXTFN hostText, const char* descriptor, co
 int LumetraCoreExecutor::pushNativeImage(void* context, const unsigned char* data, int size,
                                          const char* descriptor, int frameIndex) {
     if (descriptor == nullptr) descriptor = "";
-    const lumetra::PushGate::Visit visit(lumetra::processWide<lumetra::PushGate>(), context);
+    const PushGate::Visit visit(processWide<PushGate>(), context);
     if (!visit) return 0;
 
     auto& engine = *static_cast<LumetraCoreExecutor*>(context);

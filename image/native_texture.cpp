@@ -5,6 +5,8 @@
 #include "core/LumetraCoreExecutor.h"
 #include "image/pixel_formats.h"
 
+using namespace lumetra;
+
 namespace {
 
 // Four bytes a texel. A product below 0 or beyond 32 bits is refused like one without memory.
@@ -34,7 +36,7 @@ int LumetraCoreExecutor::setNativeTexturePointer(void* texture, const char* json
     m_texCfg.height = readInteger(&description, "height").value_or(0);
     m_texCfg.mipMap = readTrue(&description, "mipMap");
     const std::int32_t format = readClampedInteger(&description, "format").value_or(LUMETRA_IMGFORMAT_NONE);
-    if (format > lumetra::LAST_FORMAT) return 1;
+    if (format > LAST_FORMAT) return 1;
 
     m_texCfg.format = static_cast<LUMETRA_IMGFORMATTYPE>(format);
     m_nativeTexture = texture;

@@ -8,6 +8,8 @@
 #include "image/grey/grey_kernels.h"
 #include "image/pixel_formats.h"
 
+namespace lumetra {
+
 namespace {
 
 // `dst` may lie at or before `src`: every pixel is read before its place is written.
@@ -43,7 +45,7 @@ void flipRows(std::uint8_t* picture, std::int32_t width, std::int32_t height) {
 void deriveLevels(IChnk& chunk, std::uint8_t* cursor) {
     std::int32_t width = chunk.width;
     std::int32_t height = chunk.height;
-    for (int k = 1; k < lumetra::PYRAMID_LEVELS; ++k) {
+    for (int k = 1; k < PYRAMID_LEVELS; ++k) {
         chunk.data->lvl[k] = cursor;
         width >>= 1;
         height >>= 1;
@@ -54,3 +56,5 @@ void deriveLevels(IChnk& chunk, std::uint8_t* cursor) {
         cursor += columns * rows;
     }
 }
+
+}  // namespace lumetra

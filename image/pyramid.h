@@ -6,6 +6,8 @@
 
 #include "LumetraCore/IChnk.h"
 
+namespace lumetra {
+
 /// Swaps the rows of a grey picture end for end.
 void flipRows(std::uint8_t* picture, std::int32_t width, std::int32_t height);
 
@@ -14,5 +16,7 @@ void flipRows(std::uint8_t* picture, std::int32_t width, std::int32_t height);
 /// so that a level made from one of odd width is sheared: modules have always received it so.
 /// @param cursor  where level 1 begins; each level follows the one before it
 void deriveLevels(IChnk& chunk, std::uint8_t* cursor);
+
+}  // namespace lumetra
 
 #endif

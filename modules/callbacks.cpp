@@ -3,6 +3,8 @@
 
 #include "core/LumetraCoreExecutor.h"
 
+using namespace lumetra;
+
 int LumetraCoreExecutor::registerCallback(std::int32_t moduleId, LUMETRA_CBTYPE kind, void* function,
                                           void* user) {
     if (moduleId == ENGINE_MODULE_ID) {

@@ -2,6 +2,8 @@
 // between the two forms, and hosts rely on it. Runs on the host's thread.
 #include "core/LumetraCoreExecutor.h"
 
+using namespace lumetra;
+
 namespace {
 
 std::string modulePath(std::string name) {
@@ -52,7 +54,7 @@ int LumetraCoreExecutor::unregisterDllByName(const char* name) {
 
 // The module cleans up while its library is mapped and its record is there; the library is closed before
 // the record goes, or with the last call into it that still runs.
-int LumetraCoreExecutor::removeModule(lumetra::ModuleTable::Entry entry) {
+int LumetraCoreExecutor::removeModule(ModuleTable::Entry entry) {
     const dllstruct& module = entry.second;
     if (!module.library->release()) return 0;
     try {

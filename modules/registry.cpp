@@ -3,11 +3,13 @@
 
 #include "core/LumetraCoreExecutor.h"
 
+using namespace lumetra;
+
 std::int32_t LumetraCoreExecutor::registerDllByName(const char* name) {
     std::string path = name;
     assemblePlatformLibraryString(path);
     dllstruct module;
-    module.library = std::make_shared<lumetra::ModuleLibrary>();
+    module.library = std::make_shared<ModuleLibrary>();
     module.handle = module.library->open(path);
     if (module.handle == nullptr) {
         logViaCallback("Error loading library " + path);

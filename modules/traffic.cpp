@@ -2,6 +2,8 @@
 #include "base/foreign_call.h"
 #include "core/LumetraCoreExecutor.h"
 
+using namespace lumetra;
+
 int LumetraCoreExecutor::command(std::int32_t moduleId, LUMETRA_CMDTYPE type, const char* text) {
     if (moduleId == ENGINE_MODULE_ID) return command(type, text);
 
@@ -32,11 +34,10 @@ namespace {
 
 // Runs on a worker and keeps the module's library mapped meanwhile. What the module throws ends here,
 // while the code that destroys it is still there.
-void notifyModule(const lumetra::NotificationTarget& target, std::uint64_t chunkId,
-                  const lumetra::Chunk& chunk) {
+void notifyModule(const NotificationTarget& target, std::uint64_t chunkId, const Chunk& chunk) {
     const auto library = target.library.lock();
     if (library == nullptr || !library->isKept()) return;
-    lumetra::callSafely([&] { target.notify(chunkId, chunk); });
+    callSafely([&] { target.notify(chunkId, chunk); });
 }
 
 }  // namespace
@@ -44,13 +45,13 @@ void notifyModule(const lumetra::NotificationTarget& target, std::uint64_t chunk
 // Runs on a worker. The chunk is looked up for every module anew, so that one which grew too old meanwhile
 // is handed to nobody else.
 void LumetraCoreExecutor::triggerDataNotification(std::uint64_t chunkId) {
-    const MessageAtExit retain(*this, {lumetra::MSG_RETAIN, chunkId});
-    for (const lumetra::NotificationTarget& target : m_modules.notificationTargets()) {
+    const MessageAtExit retain(*this, {MSG_RETAIN, chunkId});
+    for (const NotificationTarget& target : m_modules.notificationTargets()) {
         if (target.notify == nullptr) {
             reportMissing(FN_NOTIFYNEWDATA);
             continue;
         }
-        m_chunks.withDeliverable(chunkId, [&](const lumetra::Chunk& chunk) {
+        m_chunks.withDeliverable(chunkId, [&](const Chunk& chunk) {
             m_threadPool->enqueue(&notifyModule, target, chunkId, chunk);
         });
     }

@@ -18,6 +18,8 @@
 #include "base/utf8_repair.h"
 #include "platform/capture_source.h"
 
+using namespace lumetra;
+
 namespace {
 
 constexpr std::size_t MAX_NODES = 256;       // as many as the kernel numbers

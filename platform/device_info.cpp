@@ -10,6 +10,8 @@
 #include "base/json_writing.h"
 #include "base/utf8_repair.h"
 
+using namespace lumetra;
+
 namespace {
 
 constexpr std::size_t TEXT_SIZE = 1024;  // bytes for a host name or a path, its end included

@@ -7,6 +7,8 @@
 #include "base/json_writing.h"
 #include "platform/capture_source.h"
 
+using namespace lumetra;
+
 namespace {
 
 void writeProfile(JsonWriter& writer, unsigned number, const CaptureProfile& profile) {

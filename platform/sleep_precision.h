@@ -3,6 +3,8 @@
 #ifndef LUMETRA_PLATFORM_SLEEP_PRECISION_H
 #define LUMETRA_PLATFORM_SLEEP_PRECISION_H
 
+namespace lumetra {
+
 /// Of one thread, which makes it, uses it and lets it go.
 class SleepPrecision {
 public:
@@ -13,5 +15,7 @@ public:
 private:
     bool m_precise = false;
 };
+
+}  // namespace lumetra
 
 #endif

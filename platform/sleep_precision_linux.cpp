@@ -3,6 +3,8 @@
 
 #include "platform/sleep_precision.h"
 
+namespace lumetra {
+
 void SleepPrecision::set(bool precise) {
     constexpr unsigned long LEAST = 1;     // ns
     constexpr unsigned long STANDARD = 0;  // back to what the thread began with
@@ -10,3 +12,5 @@ void SleepPrecision::set(bool precise) {
     m_precise = precise;
     prctl(PR_SET_TIMERSLACK, precise ? LEAST : STANDARD, 0, 0, 0);
 }
+
+}  // namespace lumetra

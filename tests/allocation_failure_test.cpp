@@ -16,6 +16,8 @@
 #include "tests/support/engine_probe.h"
 #include "tests/support/waiting.h"
 
+using namespace lumetra;
+
 namespace {
 
 std::atomic<long> untilFailure = LONG_MAX;  // allocations
@@ -110,7 +112,7 @@ public:
 
     // All that becomes of a pushed frame until it is kept for its last milliseconds, or dropped.
     void bringToModules() {
-        for (const int kind : {lumetra::MSG_CONVERT, lumetra::MSG_NOTIFY}) {
+        for (const int kind : {MSG_CONVERT, MSG_NOTIFY}) {
             while (isNext(kind)) runTurn();  // one that found no memory comes again
             waitUntil([this] { return everyFrameHasAMessage(); });
         }

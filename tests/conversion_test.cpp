@@ -27,7 +27,7 @@ constexpr int FLIP = LUMETRA_CONVERT_FLIPVERTICAL, DUMP = LUMETRA_CONVERT_DEBUGD
 int convert(IChnk& chunk, int flags, bool mipMap) {
     const auto modifiers = static_cast<LUMETRA_CONVERSIONMODIFIER>(flags);
     const ConversionPlan plan = planConversion(chunk, modifiers, mipMap);
-    lumetra::convert(chunk, plan);
+    convert(chunk, plan);
     return plan.unsupportedSteps;
 }
 
@@ -358,8 +358,8 @@ TEST_F(ConversionInEngine, HasNothingToConvertInAFrameTooOldToBeSeen) {
         EngineProbe::store(engine, frame, chunkOf(2, 2, LUMETRA_IMGFORMAT_YUYV, pixels));
         EngineProbe::convertQueued(engine, frame, flags);
         EXPECT_THAT(LogCapture::take(), ElementsAre("NOT IMPLEMENTED!"));
-        const lumetra::Chunk chunk = EngineProbe::chunks(engine).at(frame);
-        if (age == 0 && !lumetra::isFresh(currentTimeMs(), frame)) continue;  // too busy a machine to say
+        const Chunk chunk = EngineProbe::chunks(engine).at(frame);
+        if (age == 0 && !isFresh(currentTimeMs(), frame)) continue;  // too busy a machine to say
         EXPECT_EQ(converted, chunk->data != nullptr) << "age " << age << ", flags " << flags;
         if (converted) {
             EXPECT_EQ(done, level(*chunk, 0));

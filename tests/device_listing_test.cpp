@@ -10,6 +10,8 @@
 #include "LumetraCore/utf_conversion.h"
 #include "base/utf8_repair.h"
 
+using namespace lumetra;
+
 namespace {
 
 TEST(DeviceListing, WritesEveryKeyInOrderAndNumbersFromZero) {

@@ -19,6 +19,8 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/pictures.h"
 
+using namespace lumetra;
+
 namespace {
 
 // Signed chars and negative numbers arrive as their bits, the same on every machine.
@@ -63,7 +65,7 @@ void addFrame(Digest& digest, const IChnk& chunk) {
     digest.add(chunk.format);
     digest.add(chunk.size);
     digest.add(chunk.data->lvl[0], static_cast<std::size_t>(chunk.size));
-    for (int k = 1; k < lumetra::PYRAMID_LEVELS; ++k) {
+    for (int k = 1; k < PYRAMID_LEVELS; ++k) {
         const unsigned char* const level = chunk.data->lvl[k];
         digest.add(level == nullptr ? -1 : level - chunk.data->lvl[0]);
         if (level != nullptr)
@@ -81,9 +83,9 @@ void addConversions(Digest& digest, LUMETRA_IMGFORMATTYPE format) {
         for (const auto& [pushed, derived] : PYRAMIDS)
             for (int flags = 0; flags < LUMETRA_CONVERT_DEBUGDUMP; ++flags) {
                 engine.configure(width, height, format, pushed);
-                const std::uint64_t levelZero = lumetra::pictureBytes(format, width, height);
+                const std::uint64_t levelZero = pictureBytes(format, width, height);
                 const Bytes pixels = randomBytes(
-                    pushed ? static_cast<std::size_t>(lumetra::pyramidBytes(levelZero)) : levelZero, ++seed);
+                    pushed ? static_cast<std::size_t>(pyramidBytes(levelZero)) : levelZero, ++seed);
                 engine.executor.pushImageData(pixels.data(), static_cast<int>(pixels.size()), "", 0);
                 engine.configure(width, height, format, derived);
                 const auto [id, chunk] = engine.lastFrame();
@@ -162,7 +164,7 @@ void addConfigurations(Digest& digest) {
                                 static_cast<int>(cfg.conversionflags)})
             digest.add(value);
         digest.add(cfg.writablepath);
-        digest.add(lumetra::dumpName(cfg.writablepath, cfg.height, i % lumetra::PYRAMID_LEVELS, "pgm"));
+        digest.add(dumpName(cfg.writablepath, cfg.height, i % PYRAMID_LEVELS, "pgm"));
         digest.addLog();
     }
 }

@@ -10,7 +10,8 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/waiting.h"
 
-using lumetra::isFresh;
+using namespace lumetra;
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;

@@ -7,12 +7,14 @@
 #include "image/pixel_formats.h"
 #include "tests/support/waiting.h"
 
+using namespace lumetra;
+
 #if !defined(__SANITIZE_ADDRESS__)
 namespace {
 
 std::unique_ptr<IChnk> chunkFrom(FrameBuffers& buffers, int width, int height) {
     auto chunk = std::make_unique<IChnk>(width, height, LUMETRA_IMGFORMAT_RGB, 0, "");
-    buffers.allocatePixels(*chunk, static_cast<int>(lumetra::pictureBytes(chunk->format, width, height)));
+    buffers.allocatePixels(*chunk, static_cast<int>(pictureBytes(chunk->format, width, height)));
     return chunk;
 }
 

@@ -8,6 +8,8 @@
 
 #include "tests/support/frames.h"
 
+using namespace lumetra;
+
 // For ctest's names of the cases.
 void PrintTo(const GreyKernels& kernels, std::ostream* out) {
     *out << kernels.name;

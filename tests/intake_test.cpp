@@ -7,6 +7,8 @@
 #include "tests/support/engine_probe.h"
 #include "tests/support/frames.h"
 
+using namespace lumetra;
+
 namespace {
 
 std::string configurationOf(int width, int height, int format, bool mipMap) {
@@ -50,8 +52,7 @@ TEST(PixelFormats, CountBytesWithoutWrapping) {
         {3, 2147483647, 2147483647, 18446744056529682436ULL},
     };
     for (const auto& [format, width, height, bytes] : cases)
-        EXPECT_EQ(bytes, lumetra::pictureBytes(static_cast<LUMETRA_IMGFORMATTYPE>(format), width, height))
-            << format;
+        EXPECT_EQ(bytes, pictureBytes(static_cast<LUMETRA_IMGFORMATTYPE>(format), width, height)) << format;
 }
 
 TEST_F(Intake, SizesTheBufferAndCopiesWhatFits) {

@@ -13,6 +13,8 @@
 #include "tests/support/frames.h"
 #include "tests/support/log_capture.h"
 
+using namespace lumetra;
+
 using testing::ElementsAre;
 
 namespace {
@@ -170,7 +172,7 @@ TEST_F(ModulePush, CutsAPictureShortThatIsLargerThanItsBuffer) {
     EXPECT_EQ(1, push(randomBytes(2048 * 2048 * 2, 2), "{}"));
     rapidjson::Document shown;
     shown.Parse(Host::seen.at(0).c_str());
-    EXPECT_EQ((lumetra::JPEG_CAPACITY + 2) / 3 * 4, shown["image"].GetStringLength());
+    EXPECT_EQ((JPEG_CAPACITY + 2) / 3 * 4, shown["image"].GetStringLength());
 }
 
 TEST_F(ModulePush, TouchesNothingButTheLivingEngine) {

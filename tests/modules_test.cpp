@@ -7,6 +7,8 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/waiting.h"
 
+using namespace lumetra;
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -278,7 +280,7 @@ TEST(CallbackTable, HoldsLogAndTextExchangeAndNothingElse) {
                                 "Unregistering Callback!", "Warning: Particular callback not available!"));
     }
     EXPECT_EQ(1, engine.registerCallback(ENGINE_MODULE_ID, CB_HOSTTEXT, &function, &user));
-    EXPECT_EQ(lumetra::CallbackPair(&function, &user), EngineProbe::callback(engine, CB_HOSTTEXT));
+    EXPECT_EQ(CallbackPair(&function, &user), EngineProbe::callback(engine, CB_HOSTTEXT));
     EXPECT_EQ(1, engine.unregisterCallback(ENGINE_MODULE_ID, CB_HOSTTEXT));
-    EXPECT_EQ(lumetra::CallbackPair(), EngineProbe::callback(engine, CB_HOSTTEXT));
+    EXPECT_EQ(CallbackPair(), EngineProbe::callback(engine, CB_HOSTTEXT));
 }

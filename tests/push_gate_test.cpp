@@ -6,7 +6,9 @@
 #include <semaphore>
 #include <thread>
 
-using lumetra::PushGate;
+using namespace lumetra;
+
+using PushGate;
 
 TEST(PushGate, LetsInWhoNamesTheLivingEngineOnly) {
     PushGate gate;

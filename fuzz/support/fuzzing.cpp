@@ -6,6 +6,8 @@
 
 #include "base/json_reading.h"
 
+using namespace lumetra;
+
 namespace {
 
 constexpr std::size_t MAX_DUMP_NAME = 127;  // bytes; what is longer is cut

@@ -1,6 +1,8 @@
 // grey_kernels.cpp - which sets of kernels this processor runs.
 #include "image/grey/grey_kernels.h"
 
+namespace lumetra {
+
 #if defined(__x86_64__)
 namespace {
 
@@ -35,3 +37,5 @@ const GreyKernels& greyKernels() {
     return scalarGreyKernels();
 #endif
 }
+
+}  // namespace lumetra

@@ -11,6 +11,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace lumetra {
+
 using GreyRun = void (*)(const std::uint8_t* src, std::uint8_t* dst, std::size_t pixels);
 
 struct GreyKernels {
@@ -27,5 +29,7 @@ const GreyKernels& greyKernels();              // the fastest of them, chosen on
 const GreyKernels& avx2GreyKernels();
 const GreyKernels& avx512GreyKernels();
 const GreyKernels& neonGreyKernels();
+
+}  // namespace lumetra
 
 #endif

@@ -3,6 +3,9 @@
 #include <immintrin.h>
 
 #include "image/grey/grey_kernels.h"
+
+namespace lumetra {
+
 #define AVX2 __attribute__((target("avx2")))
 
 namespace {
@@ -110,4 +113,7 @@ const GreyKernels& avx2GreyKernels() {
     static constexpr GreyKernels kernels = {"avx2", greyFromRgb, greyFromBgr, greyFromBgra, evenBytes};
     return kernels;
 }
+
+}  // namespace lumetra
+
 #endif

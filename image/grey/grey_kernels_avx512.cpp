@@ -12,6 +12,8 @@
 
 #include "image/grey/grey_kernels.h"
 
+namespace lumetra {
+
 #define AVX512 __attribute__((target("avx512f,avx512bw,avx512vbmi,avx512vnni")))
 
 namespace {
@@ -129,4 +131,7 @@ const GreyKernels& avx512GreyKernels() {
     static constexpr GreyKernels kernels = {"avx512", greyFromRgb, greyFromBgr, greyFromBgra, evenBytes};
     return kernels;
 }
+
+}  // namespace lumetra
+
 #endif

@@ -6,6 +6,8 @@
 
 #include "image/grey/grey_kernels.h"
 
+namespace lumetra {
+
 namespace {
 
 constexpr std::size_t BLOCK = 16;  // pixels
@@ -69,4 +71,7 @@ const GreyKernels& neonGreyKernels() {
     static constexpr GreyKernels kernels = {"neon", greyFromRgb, greyFromBgr, greyFromBgra, evenBytes};
     return kernels;
 }
+
+}  // namespace lumetra
+
 #endif

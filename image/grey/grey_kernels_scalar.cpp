@@ -3,6 +3,8 @@
 
 #include "image/grey/grey_kernels.h"
 
+namespace lumetra {
+
 namespace {
 
 template <std::size_t bytesPerPixel, std::size_t red, std::size_t green, std::size_t blue>
@@ -24,3 +26,5 @@ const GreyKernels& scalarGreyKernels() {
                                             greyFromColour<4, 2, 1, 0>, evenBytes};
     return kernels;
 }
+
+}  // namespace lumetra

@@ -43,7 +43,7 @@ std::shared_ptr<IChnk> greyChunk(int width, int height, const Bytes& pixels, int
     auto chunk = chunkOf(width, height, LUMETRA_IMGFORMAT_GRAY8, pixels);
     chunk->frameIndex = frame;
     chunk->descriptor = descriptor;
-    if (levels) layOutLevels(*chunk);
+    if (levels) layOutGreyLevels(*chunk);
     return chunk;
 }
 

@@ -33,7 +33,7 @@ protected:
     /// Frame `index` of 8x8 pixels with all its levels.
     void push(int index, const std::string& descriptor = "{}") {
         auto chunk = chunkOf(8, 8, LUMETRA_IMGFORMAT_GRAY8, randomBytes(85, static_cast<unsigned>(index)));
-        layOutLevels(*chunk);
+        layOutGreyLevels(*chunk);
         chunk->frameIndex = index;
         chunk->descriptor = descriptor;
         notify(++m_chunkId, chunk);

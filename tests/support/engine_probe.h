@@ -34,7 +34,7 @@ struct EngineProbe {
     static bool isRunning(const LumetraCoreExecutor& engine) { return engine.m_running; }
     /// Keeps every worker busy until `opened` is ready.
     static void occupyWorkers(LumetraCoreExecutor& engine, const std::shared_future<void>& opened) {
-        for (std::uint32_t i = 0; i < workerCount(std::thread::hardware_concurrency()); ++i)
+        for (std::uint32_t i = 0; i < lumetra::workerCount(std::thread::hardware_concurrency()); ++i)
             engine.m_threadPool->enqueue([opened] { opened.wait(); });
     }
 

@@ -31,7 +31,7 @@ inline std::shared_ptr<IChnk> chunkOf(int width, int height, LUMETRA_IMGFORMATTY
 }
 
 /// Levels 1 to 7 behind level 0.
-inline void layOutLevels(IChnk& chunk) {
+inline void layOutGreyLevels(IChnk& chunk) {
     for (int k = 1; k < 8; ++k)
         chunk.data->lvl[k] =
             chunk.data->lvl[k - 1] + (chunk.width >> (k - 1)) * std::ptrdiff_t{chunk.height >> (k - 1)};
