@@ -37,7 +37,14 @@ protected:
         fake.names.push_back("video" + std::to_string(number));
         fake.nodes["/dev/" + fake.names.back()] = std::move(node);
     }
-    std::vector<CaptureDevice> list() { return listV4l2Devices(fake.calls()); }
+    std::vector<CaptureDevice> list() {
+        return listV4l2Devices({[this](const char* directory) { return fake.list(directory); },
+                                [this](const char* path, int flags) { return fake.open(path, flags); },
+                                [this](int fd, unsigned long request, void* argument) {
+                                    return fake.ioctl(fd, request, argument);
+                                },
+                                [this](int fd) { return fake.close(fd); }});
+    }
     std::vector<Profile> profilesOfOnly(FakeNode node) {
         addNode(0, std::move(node));
         const auto devices = list();

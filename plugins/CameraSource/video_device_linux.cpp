@@ -36,7 +36,9 @@ std::vector<std::uint32_t> deviceFormats(LUMETRA_IMGFORMATTYPE format) {
 class VideoDevice : public FrameProducer {
 public:
     VideoDevice(const CameraSettings& settings, const StopSignal& stop, const VideoDeviceCalls& calls)
-        : m_settings(settings), m_stop(stop), m_calls(calls), m_file(calls.open(settings.source.c_str())) {
+        : m_settings(settings), m_stop(stop), m_calls(calls) {
+        do m_file = m_calls.open(settings.source.c_str());
+        while (m_file < 0 && errno == EINTR);
         if (m_file < 0) fail("cannot be opened");
         try {
             chooseFormat();
@@ -171,7 +173,7 @@ private:
     const CameraSettings m_settings;
     const StopSignal& m_stop;
     const VideoDeviceCalls m_calls;
-    const int m_file;
+    int m_file = -1;
     std::vector<Mapping> m_mappings;
     std::size_t m_rowBytes = 0, m_rowStride = 0;
 };

@@ -11,7 +11,7 @@ namespace {
 
 class ModuleTemplate : public testing::Test, protected LoadedModule {
 protected:
-    ModuleTemplate() : LoadedModule(MODULE_TEMPLATE_LIBRARY) {}
+    ModuleTemplate() : LoadedModule(MYMODULE_LIBRARY) {}
 
     int brightness() { return send(LUMETRA_CMD_MODULE_FIRST); }
     void push(std::uint64_t id, std::uint8_t grey) {

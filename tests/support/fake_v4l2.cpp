@@ -1,9 +1,10 @@
 // fake_v4l2.cpp - answers as the kernel does: EINVAL beyond the last entry, for sizes that no format has
 // and for the other kind of buffer.
-#include "fake_v4l2.h"
+#include "tests/support/fake_v4l2.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -101,13 +102,73 @@ v4l2_frmivalenum intervalRange(v4l2_fract min, v4l2_fract max) {
     return interval;
 }
 
-VideoCalls FakeV4l2::calls() {
-    return {[this](const char* directory) {
-                return std::string(directory) == "/dev" ? names : std::vector<std::string>();
-            },
-            [this](const char* path, int flags) { return open(path, flags); },
-            [this](int fd, unsigned long request, void* argument) { return ioctl(fd, request, argument); },
-            [this](int fd) { return close(fd); }};
+FakeStream::FakeStream(std::uint32_t pixelFormat, std::uint32_t width, std::uint32_t bytesPerLine,
+                       std::uint32_t bufferBytes)
+    : width(width), m_pixelFormat(pixelFormat), m_bytesPerLine(bytesPerLine), m_bufferBytes(bufferBytes) {
+    EXPECT_EQ(0, pipe(m_ends));
+}
+
+FakeStream::~FakeStream() {
+    ::close(m_ends[0]);
+    ::close(m_ends[1]);
+}
+
+void FakeStream::deliver(std::uint8_t fill, std::uint32_t bytesUsed, std::uint32_t flags) {
+    m_pending.push_back({fill, bytesUsed, flags});
+    EXPECT_EQ(1, write(m_ends[1], "x", 1));
+}
+
+void* FakeStream::map(std::size_t size) {
+    ++mapped;
+    return m_memory.emplace_back(std::make_unique<std::vector<std::uint8_t>>(size))->data();
+}
+
+int FakeStream::ioctl(unsigned long request, void* argument) {
+    auto& buffer = *static_cast<v4l2_buffer*>(argument);
+    switch (request) {
+        case VIDIOC_S_FMT: {
+            v4l2_pix_format& format = static_cast<v4l2_format*>(argument)->fmt.pix;
+            format.width = width;
+            format.bytesperline = m_bytesPerLine;
+            return format.pixelformat == m_pixelFormat ? 0 : fail(EINVAL);
+        }
+        case VIDIOC_REQBUFS:
+            static_cast<v4l2_requestbuffers*>(argument)->count = 2;
+            return 0;
+        case VIDIOC_QUERYBUF:
+            buffer.length = m_bufferBytes;
+            return 0;
+        case VIDIOC_QBUF:
+            m_queued.push_back(buffer.index);
+            return 0;
+        case VIDIOC_DQBUF:
+            return take(buffer);
+        case VIDIOC_STREAMON:
+        case VIDIOC_STREAMOFF:
+            isOn = request == VIDIOC_STREAMON;
+            return 0;
+        default:
+            return fail(ENOTTY);
+    }
+}
+
+int FakeStream::take(v4l2_buffer& buffer) {
+    char byte;
+    EXPECT_EQ(1, read(m_ends[0], &byte, 1));
+    const Delivery delivery = m_pending.front();
+    m_pending.erase(m_pending.begin());
+    buffer.index = m_queued.front();
+    m_queued.erase(m_queued.begin());
+    buffer.bytesused = delivery.bytesUsed;
+    buffer.flags = delivery.flags;
+    std::vector<std::uint8_t>& memory = *m_memory[buffer.index];
+    std::fill(memory.begin(), memory.end(), delivery.fill);
+    memory[m_bytesPerLine - 1] = static_cast<std::uint8_t>(~delivery.fill);  // between the rows
+    return 0;
+}
+
+std::vector<std::string> FakeV4l2::list(const std::string& directory) const {
+    return directory == "/dev" ? names : std::vector<std::string>();
 }
 
 // Interrupts a call `signalsPerCall` times, then lets it through.
@@ -119,11 +180,13 @@ bool FakeV4l2::interrupted() {
 
 int FakeV4l2::open(const char* path, int flags) {
     if (interrupted()) return fail(EINTR);
-    const int fd = openings++;  // from 0 on, which is as good a descriptor as any
+    const int number = openings++;
     EXPECT_EQ(O_RDWR | O_NONBLOCK | O_CLOEXEC, flags);
     const auto node = nodes.find(path);
     if (node == nodes.end()) return fail(ENOENT);
     if (node->second.openError != 0) return fail(node->second.openError);
+    // A number from 0 on is as good a descriptor as any where nobody waits for it.
+    const int fd = node->second.stream != nullptr ? node->second.stream->descriptor() : number;
     m_nodeOf[fd] = &node->second;
     openFds.insert(fd);
     return fd;
@@ -143,7 +206,7 @@ int FakeV4l2::ioctl(int fd, unsigned long request, void* argument) {
         case VIDIOC_ENUM_FRAMEINTERVALS:
             return enumerateInterval(node, *static_cast<v4l2_frmivalenum*>(argument));
         default:
-            return fail(ENOTTY);
+            return node.stream != nullptr ? node.stream->ioctl(request, argument) : fail(ENOTTY);
     }
 }
 
