@@ -1,8 +1,6 @@
 #include "image/jpeg/TooJpeg.h"
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -17,6 +15,7 @@
 #include <utility>
 
 #include "image/jpeg/TooJpeg_transform.h"
+#include "tests/support/fenced_memory.h"
 #include "tests/support/frames.h"
 #include "tests/support/jpeg_decoding.h"
 #include "tests/support/pictures.h"
@@ -90,32 +89,6 @@ int wrongCoefficients(const Source& source, std::size_t component, const Coeffic
     }
     return wrong;
 }
-
-// `source` where the bytes before (or else after) it cannot be read.
-class AtUnreadablePage {
-public:
-    AtUnreadablePage(const Source& source, bool pageBefore) {
-        const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-        const std::size_t room = (source.pixels.size() + page - 1) / page * page;
-        m_size = room + 2 * page;
-        m_memory = static_cast<std::uint8_t*>(
-            mmap(nullptr, m_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-        m_pixels = m_memory + page + (pageBefore ? 0 : room - source.pixels.size());
-        std::copy(source.pixels.begin(), source.pixels.end(), m_pixels);
-        mprotect(m_memory, page, PROT_NONE);
-        mprotect(m_memory + page + room, page, PROT_NONE);
-    }
-    ~AtUnreadablePage() { munmap(m_memory, m_size); }
-    AtUnreadablePage(const AtUnreadablePage&) = delete;
-    AtUnreadablePage& operator=(const AtUnreadablePage&) = delete;
-
-    const std::uint8_t* pixels() const { return m_pixels; }
-
-private:
-    std::size_t m_size;
-    std::uint8_t* m_memory;
-    std::uint8_t* m_pixels;
-};
 
 }  // namespace
 
@@ -225,11 +198,13 @@ TEST(TooJpeg, ReadsNothingOutsideThePicture) {
     for (const Mode mode : MODES) {
         for (int side = 0; side < 18 * 18; ++side) {
             const Source source = noise(mode, side % 18 + 1, side / 18 + 1, 1);
-            for (const bool pageBefore : {false, true}) {
-                const AtUnreadablePage fenced(source, pageBefore);
+            FencedMemory fenced(source.pixels.size());
+            for (std::uint8_t* const pixels :
+                 {fenced.endingAtFence(source.pixels.size()), fenced.beginningAtFence()}) {
+                std::copy(source.pixels.begin(), source.pixels.end(), pixels);
                 Bytes file;
                 collected = &file;
-                TooJpeg::writeJpeg(collect, fenced.pixels(), static_cast<unsigned short>(source.width),
+                TooJpeg::writeJpeg(collect, pixels, static_cast<unsigned short>(source.width),
                                    static_cast<unsigned short>(source.height), mode != Mode::Grey, 90,
                                    mode == Mode::Downsampled);
                 ASSERT_EQ(encode(source), file) << source;

@@ -1,11 +1,10 @@
 #include "image/grey/grey_kernels.h"
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <ostream>
 
+#include "tests/support/fenced_memory.h"
 #include "tests/support/frames.h"
 
 using namespace lumetra;
@@ -28,24 +27,6 @@ class EveryGreyKernels : public testing::TestWithParam<GreyKernels> {};
 std::string nameOf(const testing::TestParamInfo<GreyKernels>& info) {
     return info.param.name;
 }
-
-// A run of bytes between two pages that nobody may touch, at its end or at its beginning.
-class FencedBytes {
-public:
-    explicit FencedBytes(std::size_t size) : page(static_cast<std::size_t>(getpagesize())) {
-        room = (size + page - 1) / page * page;
-        base = static_cast<std::uint8_t*>(
-            mmap(nullptr, room + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-        mprotect(base + page, room, PROT_READ | PROT_WRITE);
-    }
-    ~FencedBytes() { munmap(base, room + 2 * page); }
-    std::uint8_t* endingAtFence(std::size_t size) { return base + page + room - size; }
-    std::uint8_t* beginningAtFence() { return base + page; }
-
-private:
-    std::size_t page, room;
-    std::uint8_t* base;
-};
 
 }  // namespace
 
@@ -93,7 +74,7 @@ TEST_P(EveryGreyKernels, FollowTheRuleForEveryColour) {
 }
 
 TEST_P(EveryGreyKernels, MatchScalarInPlaceAtEveryLengthAndTouchNothingOutside) {
-    FencedBytes fenced(4 * 300);
+    FencedMemory fenced(4 * 300);
     for (const auto& [run, bytesPerPixel] : RUNS)
         for (std::size_t pixels = 0; pixels <= 300; ++pixels) {
             const std::size_t size = bytesPerPixel * pixels;
