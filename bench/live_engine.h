@@ -4,7 +4,6 @@
 #define LUMETRA_BENCH_LIVE_ENGINE_H
 
 #include <LumetraCore/LumetraCore.h>
-#include <dlfcn.h>
 #include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -20,6 +19,7 @@
 
 #include "base/clock.h"
 #include "bench/side_by_side.h"
+#include "tests/modules/listener.h"
 
 inline double processCpu() {  // microseconds
     timespec time{};
@@ -90,7 +90,7 @@ public:
         const std::lock_guard lock(mutex);
         ids.clear();
     }
-    static void add(std::uint64_t id) {
+    static void add(void*, std::uint64_t id, const IChnk&) {
         {
             const std::lock_guard lock(mutex);
             ids.insert(id);
@@ -127,12 +127,13 @@ public:
                                  R"(,"height":)" + std::to_string(size.height) + R"(},"format":)" +
                                  std::to_string(format) + "}";
         LumetraCore_command(0, LUMETRA_CMD_CONFIGURE, std::u16string(text.begin(), text.end()).c_str());
-        LumetraCore_registerDllByName(u"FrameSignal");
-        listen(&DeliveredFrames::add);
+        LumetraCore_registerCallback(LumetraCore_registerDllByName(u"Listening"), CB_TYPE2,
+                                     reinterpret_cast<void*>(static_cast<ListenFn*>(&DeliveredFrames::add)),
+                                     nullptr);
         DeliveredFrames::restart();
     }
     ~LiveEngine() {
-        LumetraCore_unregisterDllByName(u"FrameSignal");
+        LumetraCore_unregisterDllByName(u"Listening");
         LumetraCore_destroy();
     }
     LiveEngine(const LiveEngine&) = delete;
@@ -147,13 +148,6 @@ public:
     }
 
 private:
-    static void listen(void (*function)(std::uint64_t)) {
-        void* const module = dlopen("FrameSignal.framework/FrameSignal", RTLD_LAZY | RTLD_NOLOAD);
-        if (module == nullptr) throw std::runtime_error("FrameSignal is not loaded");
-        reinterpret_cast<void (*)(void (*)(std::uint64_t))>(dlsym(module, "listenForFrames"))(function);
-        dlclose(module);
-    }
-
     std::vector<std::string> m_threads;
 };
 

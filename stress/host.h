@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "stress/verdict.h"
+#include "tests/modules/listener.h"
 
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::duration<double, std::milli>;
@@ -110,14 +111,14 @@ private:
     Clock::time_point m_due;
 };
 
-/// A telling module and what it was told: of frames 0 to `frames` - 1 how often and whether they were as
+/// A listening module and what it was told: of frames 0 to `frames` - 1 how often and whether they were as
 /// pushed, of others how many.
 class Listener {
 public:
     Listener(const char16_t* module, int frames)
         : m_module(module), m_times(static_cast<std::size_t>(frames)) {
         LumetraCore_registerCallback(LumetraCore_registerDllByName(module), CB_TYPE2,
-                                     reinterpret_cast<void*>(&onTold), this);
+                                     reinterpret_cast<void*>(static_cast<ListenFn*>(&onTold)), this);
     }
     ~Listener() { remove(); }
 
@@ -158,7 +159,7 @@ public:
     std::atomic<int> told = 0, spoiled = 0;
 
 private:
-    static void onTold(void* listener, const IChnk& chunk) {
+    static void onTold(void* listener, std::uint64_t, const IChnk& chunk) {
         auto& self = *static_cast<Listener*>(listener);
         const auto frame = static_cast<std::size_t>(chunk.frameIndex);
         if (frame < self.m_times.size()) {

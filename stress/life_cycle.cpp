@@ -44,7 +44,7 @@ void removeWhileFramesFlow(unsigned seed, Verdict& verdict) {
     std::thread changer([&] { changeUntil(stop); });
     int told = 0, spoiled = 0, failed = 0;
     for (int i = 0; i < REMOVALS; ++i) {
-        Listener listener(i % 2 == 0 ? u"Telling5" : u"Telling20", FRAMES);
+        Listener listener(i % 2 == 0 ? u"Listening5" : u"Listening20", FRAMES);
         pause(static_cast<double>(random() % 10));
         failed += !listener.remove();
         told += listener.told;
@@ -60,7 +60,7 @@ void removeWhileFramesFlow(unsigned seed, Verdict& verdict) {
     verdict.atMost("spoiled-meanwhile", spoiled, 0);
     Engine::configure(SMALL);
     pause(300);  // until nothing of before is told any more
-    const Listener listener(u"Telling5", FRAMES);
+    const Listener listener(u"Listening5", FRAMES);
     camera.play(0, FRAMES, 60);
     Listener::requireAll({&listener}, 0, FRAMES, verdict);
 }
@@ -71,7 +71,7 @@ void lifeCycle(const Settings& settings, Verdict& verdict) {
     Camera camera(SMALL, settings.seed);
     const auto engineLives = [&] {
         const Engine engine(SMALL);
-        Listener listener(u"Telling5", 1);
+        Listener listener(u"Listening5", 1);
         camera.push(0);
         msUntil([&] { return listener.told == 1; });
         return listener.told == 1 && listener.remove();
@@ -80,7 +80,7 @@ void lifeCycle(const Settings& settings, Verdict& verdict) {
     {
         const Engine engine(SMALL);
         repeat(
-            "500 modules", [] { return Listener(u"Telling5", 1).remove(); }, verdict);
+            "500 modules", [] { return Listener(u"Listening5", 1).remove(); }, verdict);
     }
     removeWhileFramesFlow(settings.seed, verdict);
 }

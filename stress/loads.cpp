@@ -7,7 +7,8 @@ void steadyLoad(const Settings& settings, Verdict& verdict) {
     for (const int framesPerSecond : {60, 240}) {
         const int warmUp = 2 * framesPerSecond, frames = warmUp + settings.seconds * framesPerSecond;
         const Engine engine(VGA);
-        const Listener first(u"Telling5", frames), second(u"Telling20", frames), third(u"Telling30", frames);
+        const Listener first(u"Listening5", frames), second(u"Listening20", frames),
+            third(u"Listening30", frames);
         Camera camera(VGA, settings.seed);
         Occupancy::take();
         camera.play(0, warmUp, framesPerSecond);
@@ -39,7 +40,7 @@ double memoryBound(double pushedPerSecond, const Camera& camera) {
 void overloadBy(const Load& load, const Settings& settings, Verdict& verdict) {
     constexpr int FRAMES_AFTERWARDS = 60;
     const Engine engine(load.picture);
-    const Listener listener(u"Telling5", FRAMES_AFTERWARDS);
+    const Listener listener(u"Listening5", FRAMES_AFTERWARDS);
     std::vector<Camera> cameras(static_cast<std::size_t>(load.cameras), Camera(load.picture, settings.seed));
     std::atomic<bool> stop = false;
     std::atomic<unsigned> pushed = 0;

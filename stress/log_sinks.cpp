@@ -84,7 +84,7 @@ void play(const char* title, LUMETRA_LOGFN sink, int replacements, unsigned seed
     int failed = !replaceBy(sink);
     const int before = logged;
     {
-        const Listener listener(u"Telling5", FRAMES);
+        const Listener listener(u"Listening5", FRAMES);
         std::thread pusher([&] { Camera(YUYV, seed).play(0, FRAMES, 120); });
         for (int i = 0; i < replacements; ++i) {
             failed += !replaceBy(i % 2 == 0 ? &throwingSink : sink);

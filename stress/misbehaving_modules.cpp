@@ -101,7 +101,7 @@ private:
 
     Verdict& m_verdict;
     const Engine m_engine{SMALL};
-    const Listener m_before{u"Telling5", 1000}, m_behind{u"Telling20", 1000};
+    const Listener m_before{u"Listening5", 1000}, m_behind{u"Listening20", 1000};
     const double m_threads = Occupancy::take().threads;
     Camera m_camera;
     int m_frame = 0;

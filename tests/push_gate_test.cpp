@@ -8,8 +8,6 @@
 
 using namespace lumetra;
 
-using PushGate;
-
 TEST(PushGate, LetsInWhoNamesTheLivingEngineOnly) {
     PushGate gate;
     const int engine = 0, other = 0;

@@ -1,6 +1,6 @@
-// A module that hands every frame to the function that its host gave it as CB_TYPE2, and that misbehaves as
-// its configuration says: "throw" out of every entry point (out of destroy only once), "sleep", "keep", "call
-// back", "leave" or "hang" until it is removed. With id 0 it throws in place of an id.
+// misbehaving.cpp - a module that misbehaves as its configuration says: "throw" out of every entry point (out
+// of destroy only once), "sleep", "keep", "call back", "leave" or "hang" until it is
+// removed. With id 0 it throws in place of an id.
 #include <LumetraCore/LumetraCore.h>
 #include <LumetraCore/LumetraModule.h>
 
@@ -13,15 +13,12 @@
 namespace {
 
 using Clock = std::chrono::system_clock;
-using TellFn = void(void* host, const IChnk& chunk);
 
 struct OwnError {  // its code goes with the library
     virtual ~OwnError() {}
 };
 
 std::atomic<char> behaviour = '-';  // the first letter of the configuration
-std::atomic<void*> host;
-std::atomic<TellFn*> tell;
 std::mutex keptMutex;
 std::deque<std::shared_ptr<IChnk>> kept;
 
@@ -43,7 +40,7 @@ void callBack(const IChnk& chunk, Clock::duration age) {
     LumetraCore_getSupportedCallbacks(ENGINE_MODULE_ID, kinds);
     LumetraCore_registerCallback(ENGINE_MODULE_ID, CB_HOSTTEXT, nullptr, nullptr);
     LumetraCore_command(MODULE_ID, LUMETRA_CMD_START, u"");
-    if (LumetraCore_registerDllByName(u"Telling30") > 0) LumetraCore_unregisterDllByName(u"Telling30");
+    if (LumetraCore_registerDllByName(u"Listening30") > 0) LumetraCore_unregisterDllByName(u"Listening30");
     if (chunk.frameIndex >= 0 && age < std::chrono::milliseconds(6))
         LumetraCore_pushImageData(chunk.data->lvl[0], chunk.width * chunk.height, u"{}", -1);
 }
@@ -58,9 +55,7 @@ void initialize(const char* configuration) {
     behaviour = configuration[0];
     throwOr(0);
 }
-int registerCallback(LUMETRA_CBTYPE, void* function, void* user) {
-    host = user;
-    tell = reinterpret_cast<TellFn*>(function);
+int registerCallback(LUMETRA_CBTYPE, void*, void*) {
     return throwOr(1);
 }
 int unregisterCallback(LUMETRA_CBTYPE) {
@@ -76,7 +71,6 @@ std::int32_t getStatus() {
     return throwOr(STATUS_READY);
 }
 void notifyNewData(std::uint64_t id, std::shared_ptr<IChnk> chunk) {
-    if (const auto function = tell.load()) function(host, *chunk);
     throwOr(0);
     if (behaviour == 's') {
         std::this_thread::sleep_for(std::chrono::milliseconds(500));
