@@ -1,8 +1,7 @@
 // host_log.cpp - from bytes that may be no text to the UTF-16 that hosts read.
 #include "support/host_log.h"
 
-#include <cxxabi.h>
-
+#include <exception>
 #include <mutex>
 #include <string>
 
@@ -57,11 +56,8 @@ bool HostLog::write(std::int32_t level, std::string_view line) {
         if (m_function == nullptr) return false;
         m_function(level, toUtf16(line).c_str());
         return true;
-#if defined(__GLIBCXX__)
-    } catch (abi::__forced_unwind&) {
-        throw;
-#endif
     } catch (...) {
+        if (std::current_exception() == nullptr) throw;  // no exception but a thread that is cancelled
         return false;  // a sink that fails must not end a module's thread, and with it the host
     }
 }
