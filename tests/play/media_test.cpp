@@ -140,6 +140,20 @@ TEST_F(Media, GivesItsLumaPlaneToGreyUnchanged) {
     }
 }
 
+// Neither the matrix nor the range of the luma changes on the way to fewer bits.
+TEST_F(Media, KeepsItsLumaWhenItsDepthShrinks) {
+    Options grey;
+    grey.format = LUMETRA_IMGFORMAT_GRAY8;
+    const std::string clip = make("a.nut", "size=96x64", "-frames:v 1 -c:v rawvideo -pix_fmt yuv420p10le");
+    const std::string planes = decoded(clip, "-pix_fmt yuv420p10le");
+    std::string luma;
+    for (std::size_t k = 0; k < 96 * 64; ++k) {
+        const int low = static_cast<unsigned char>(planes[2 * k]), high = planes[2 * k + 1];
+        luma += static_cast<char>((high << 8 | low) >> 2);
+    }
+    EXPECT_LT(meanDifference(playAll(clip, grey).frames, luma), 0.8);
+}
+
 TEST_F(Media, StandsUprightHoweverThePhoneWasHeld) {
     const std::string flat = make("flat.mp4", "size=96x64:rate=25", "-frames:v 2 -c:v libx264 -qp 10");
     for (const char* degrees : {"90", "180", "270"}) {

@@ -2,9 +2,11 @@
 #include "tools/lumetra-play/inputs/frame_packer.h"
 
 #include <algorithm>
+#include <utility>
 
 extern "C" {
 #include <libavutil/frame.h>
+#include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 #include <libswscale/swscale.h>
 }
@@ -50,17 +52,36 @@ bool hasLumaPlane(const AVPixFmtDescriptor& pixels) {
 
 // What the camera measured as luma stays what it was: neither matrix nor range change between two kinds of
 // YUV.
-void keepLuma(SwsContext* scaler, const AVFrame& frame, LUMETRA_IMGFORMATTYPE target) {
+SwsContext* makeScaler(const AVFrame& frame, const AVFrame& scaled) {
     const AVPixFmtDescriptor& pixels = descriptorOf(frame.format);
-    const bool yuv = (pixels.flags & AV_PIX_FMT_FLAG_RGB) == 0;
-    const bool full = isGrey(pixels) || frame.color_range == AVCOL_RANGE_JPEG ||
+    const bool yuv = (pixels.flags & AV_PIX_FMT_FLAG_RGB) == 0, toGrey = scaled.format == AV_PIX_FMT_GRAY8;
+    // To libswscale grey has always the full range.
+    const bool full = isGrey(pixels) || (yuv && toGrey) || frame.color_range == AVCOL_RANGE_JPEG ||
                       std::string_view(pixels.name).starts_with("yuvj");
-    const int* const matrix = sws_getCoefficients(
-        frame.colorspace == AVCOL_SPC_UNSPECIFIED || !yuv ? SWS_CS_DEFAULT : frame.colorspace);
-    const bool fullAfter = yuv ? full : target == LUMETRA_IMGFORMAT_GRAY8;
+    const bool fullAfter = yuv ? full : toGrey;
+    SwsContext* const scaler = sws_alloc_context();
+    if (scaler == nullptr) throw std::bad_alloc();
+    for (const auto& [name, value] : {std::pair("srcw", frame.width),
+                                      {"srch", frame.height},
+                                      {"src_format", frame.format},
+                                      {"src_range", full ? 1 : 0},
+                                      {"dstw", scaled.width},
+                                      {"dsth", scaled.height},
+                                      {"dst_format", scaled.format},
+                                      {"dst_range", fullAfter ? 1 : 0},
+                                      {"sws_flags", SWS_BICUBIC}})
+        av_opt_set_int(scaler, name, value, 0);
+    const int* const usual = sws_getCoefficients(SWS_CS_DEFAULT);
+    const int* const matrix =
+        yuv && frame.colorspace != AVCOL_SPC_UNSPECIFIED ? sws_getCoefficients(frame.colorspace) : usual;
     constexpr int ONE = 1 << 16;
-    sws_setColorspaceDetails(scaler, matrix, full, yuv ? matrix : sws_getCoefficients(SWS_CS_DEFAULT),
-                             fullAfter, 0, ONE, ONE);
+    if (sws_init_context(scaler, nullptr, nullptr) >= 0) {
+        sws_setColorspaceDetails(scaler, matrix, full, yuv ? matrix : usual, fullAfter, 0, ONE, ONE);
+        return scaler;
+    }
+    sws_freeContext(scaler);
+    throw PlayError(std::string("libswscale cannot convert ") + pixels.name +
+                    ": convert the source by ffmpeg");
 }
 
 struct Walk {
@@ -141,13 +162,12 @@ const AVFrame& FramePacker::scale(const AVFrame& frame) {
         m_scaled->height = m_upright.height;
         if (av_frame_get_buffer(m_scaled.get(), 0) < 0) throw std::bad_alloc();
     }
-    m_scaler = sws_getCachedContext(
-        m_scaler, frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), m_upright.width,
-        m_upright.height, mediaFormat(m_upright.format), SWS_BICUBIC, nullptr, nullptr, nullptr);
-    if (m_scaler == nullptr)
-        throw PlayError(std::string("libswscale cannot convert ") + descriptorOf(frame.format).name +
-                        ": convert the source by ffmpeg");
-    keepLuma(m_scaler, frame, m_upright.format);
+    const Layout layout{frame.format, frame.width, frame.height};
+    if (m_scaler == nullptr || layout != m_scaledFrom) {
+        sws_freeContext(std::exchange(m_scaler, nullptr));
+        m_scaler = makeScaler(frame, *m_scaled);
+        m_scaledFrom = layout;
+    }
     sws_scale(m_scaler, frame.data, frame.linesize, 0, frame.height, m_scaled->data, m_scaled->linesize);
     return *m_scaled;
 }

@@ -3,6 +3,7 @@
 #ifndef LUMETRA_PLAY_FRAME_PACKER_H
 #define LUMETRA_PLAY_FRAME_PACKER_H
 
+#include <array>
 #include <memory>
 #include <string>
 
@@ -37,7 +38,9 @@ private:
     const Picture m_target;
     const int m_rotation;
     const Picture m_upright;  // before the rotation, in a format whose pixels stand alone if there is one
+    using Layout = std::array<int, 3>;  // AVPixelFormat, width, height
     SwsContext* m_scaler = nullptr;
+    Layout m_scaledFrom{};  // what the scaler takes
     FramePointer m_scaled;
 };
 
