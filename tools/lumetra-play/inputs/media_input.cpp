@@ -232,7 +232,7 @@ void MediaInput::openDecoder() {
     m_rate = av_q2d(av_guess_frame_rate(m_format.get(), m_stream, nullptr));
     if (!(m_rate > 0 && m_rate < 1e6)) m_rate = 0;  // 0/1 and 0/0 stand for unknown
     // Frames in several threads come later by as many frames, which a camera's viewer would see.
-    m_codec->thread_count = isLive() ? 1 : 0;
+    m_codec->thread_count = isLive() ? 1 : LUMETRA_PLAY_DECODER_THREADS;
     if (const int result = avcodec_open2(m_codec.get(), decoder, nullptr); result < 0)
         throw PlayError(m_name + ": " + decoder->name + " cannot decode it (" + errorText(result) +
                         "): convert it to another codec");
