@@ -4,8 +4,8 @@
 
 #include <cmath>
 
-#include "tests/support/temporary_folder.h"
 #include "tests/support/jpeg_decoding.h"
+#include "tests/support/temporary_folder.h"
 #include "tools/lumetra-play/modules/host_exchange.h"
 
 namespace {
