@@ -54,14 +54,15 @@ std::vector<NotificationTarget> ModuleTable::notificationTargets() const {
 }
 
 void ModuleTable::close(Entry entry) {
-    auto& [id, module] = entry;
-    m_state.with([&, id = id](State& state) {
+    const std::int32_t id = entry.first;
+    auto& library = entry.second.library;
+    m_state.with([id, &library](State& state) {
         const auto record = state.modules.find(id);
-        if (record != state.modules.end() && record->second.library == module.library)
+        if (record != state.modules.end() && record->second.library == library)
             record->second.library.reset();
     });
-    module.library.reset();  // the record is still there when the library closes
-    m_state.with([id = id](State& state) {
+    library.reset();  // the record is still there when the library closes
+    m_state.with([id](State& state) {
         const auto record = state.modules.find(id);
         if (record != state.modules.end() && record->second.library == nullptr) state.modules.erase(record);
     });
