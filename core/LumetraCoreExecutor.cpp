@@ -59,7 +59,7 @@ MessageQueue::SteadyTime LumetraCoreExecutor::tidyUp() {
     while (m_chunks.dropOldPixels(now.wallMs())) {
     }
     const auto buffersIdle = m_frameBuffers->trim(now.steady);
-    if (m_chunks.empty()) return buffersIdle;
+    if (!m_chunks.mayHaveOldPixels()) return buffersIdle;
     return std::min(buffersIdle, now.steady + LONGEST_SLEEP_WITH_FRAMES);
 }
 

@@ -27,10 +27,7 @@ bool MessageQueue::State::hasRoom() const {
 void MessageQueue::post(MSGS message) {
     const bool sleepsTooLong = m_state.with([message](State& state) {
         state.schedule.post(message);
-        if (state.asleepUntil == State::AWAKE || state.schedule.due(Moment::now()) >= state.asleepUntil)
-            return false;
-        state.asleepUntil = State::AWAKE;  // as good as: nobody else needs to wake it
-        return true;
+        return state.asleepUntil != State::AWAKE && state.schedule.due(Moment::now()) < state.asleepUntil;
     });
     if (sleepsTooLong) m_due.notify_one();
 }
@@ -49,7 +46,7 @@ bool MessageQueue::waitForTurn(SteadyTime bound, SleepPrecision& precision) {
             if (due <= now.steady) return true;
             const SteadyTime until = std::min(due, bound);
             if (until <= now.steady) return false;
-            if (due - now.steady <= SHORTEST_SLEEP) {
+            if (state.schedule.asking() > 0 && due - now.steady <= SHORTEST_SLEEP) {
                 passTimeUntil(due, lock);
                 continue;
             }
@@ -58,11 +55,13 @@ bool MessageQueue::waitForTurn(SteadyTime bound, SleepPrecision& precision) {
             // At all other times only power counts.
             precision.set(state.schedule.asking() > 0);
             state.asleepUntil = until;
+            state.schedule.fallsAsleep(now);
             if (until == MessageSchedule::NEVER)
                 m_due.wait(lock);
             else
                 m_due.wait_until(lock, until);
             state.asleepUntil = State::AWAKE;
+            state.schedule.wakesUp(Moment::now());
         }
     });
 }

@@ -19,9 +19,14 @@ MessageSchedule::SteadyTime MessageSchedule::due(Moment now) const {
     for (const MSGS& message : m_messages) {
         if (!isFresh(now.wallMs(), message.id)) return nextTurn;
         const std::uint64_t tooOldUs = 1000 * (message.id + MAX_FRESH_AGE_MS + 1);
-        sleep = std::min(sleep, std::chrono::microseconds(tooOldUs - now.wallUs));
+        if (!m_clockStands) sleep = std::min(sleep, std::chrono::microseconds(tooOldUs - now.wallUs));
     }
     return std::max(nextTurn, now.steady + sleep);
+}
+
+void MessageSchedule::wakesUp(Moment now) {
+    const std::chrono::microseconds wall(static_cast<std::int64_t>(now.wallUs - m_asleepSince.wallUs));
+    m_clockStands = wall.count() >= 0 && 2 * wall < now.steady - m_asleepSince.steady;
 }
 
 void MessageSchedule::clear() {

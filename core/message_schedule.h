@@ -41,9 +41,14 @@ public:
         removeFront();
     }
 
-    /// When the next turn is due if nothing else is posted, or an unmeasured clock has to be looked at again;
-    /// not before `now`. NEVER if nothing waits.
+    /// When the next turn is due if nothing else is posted, or the wall clock has to be looked at again; not
+    /// before `now`. NEVER if nothing waits.
     SteadyTime due(Moment now) const;
+
+    /// To be told when its caller falls asleep and wakes up: a wall clock that stood still meanwhile says
+    /// nothing of when a frame will be too old.
+    void fallsAsleep(Moment now) { m_asleepSince = now; }
+    void wakesUp(Moment now);
 
     /// Messages that ask for something.
     std::size_t asking() const { return m_asking; }
@@ -58,6 +63,8 @@ private:
     std::deque<MSGS> m_messages;  // posted at the back, handled at the front
     std::size_t m_asking = 0;     // of them, all but MSG_RETAIN
     SteadyTime m_nextTurn;
+    Moment m_asleepSince;
+    bool m_clockStands = false;
 };
 
 }  // namespace lumetra

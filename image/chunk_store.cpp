@@ -22,6 +22,14 @@ Chunk ChunkStore::take(std::uint64_t id) {
     });
 }
 
+Chunk ChunkStore::takeIf(std::uint64_t id, const IChnk* chunk) {
+    return m_state.with([=](State& state) -> Chunk {
+        const auto entry = state.chunks.find(id);
+        if (entry == state.chunks.end() || entry->second.chunk.get() != chunk) return nullptr;
+        return state.chunks.extract(entry).mapped().chunk;
+    });
+}
+
 void ChunkStore::expectConversion(std::uint64_t id) {
     m_state.with([id](State& state) { state.expected.push_back(id); });
 }
@@ -45,6 +53,9 @@ bool ChunkStore::forget(State& state, std::uint64_t id) {
 
 bool ChunkStore::dropOldPixels(std::uint64_t nowMs) {
     const Pixels past = m_state.with([nowMs](State& state) {
+        // One whose chunk has gone, or has no pixels to drop any more, would be looked at for ever.
+        std::erase_if(state.expected,
+                      [&](std::uint64_t id) { return isPast(nowMs, id) && !isPushed(state, id); });
         for (auto id = state.expected.begin(); id != state.expected.end(); ++id) {
             if (Pixels pixels = takePixelsIfPast(state, *id, nowMs)) {
                 state.expected.erase(id);
@@ -56,12 +67,19 @@ bool ChunkStore::dropOldPixels(std::uint64_t nowMs) {
     return past != nullptr;
 }
 
-ChunkStore::Pixels ChunkStore::takePixelsIfPast(State& state, std::uint64_t id, std::uint64_t nowMs) {
-    if (!isPast(nowMs, id)) return nullptr;
+bool ChunkStore::mayHaveOldPixels() const {
+    return m_state.with([](const State& state) { return !state.expected.empty(); });
+}
+
+bool ChunkStore::isPushed(const State& state, std::uint64_t id) {
     const auto found = state.chunks.find(id);
-    if (found == state.chunks.end()) return nullptr;
-    Entry& entry = found->second;
-    if (entry.stage != Stage::Pushed || entry.chunk.use_count() != 1) return nullptr;
+    return found != state.chunks.end() && found->second.stage == Stage::Pushed;
+}
+
+ChunkStore::Pixels ChunkStore::takePixelsIfPast(State& state, std::uint64_t id, std::uint64_t nowMs) {
+    if (!isPast(nowMs, id) || !isPushed(state, id)) return nullptr;
+    Entry& entry = state.chunks.at(id);
+    if (entry.chunk.use_count() != 1) return nullptr;
     entry.stage = Stage::PixelsDropped;
     return std::move(entry.chunk->data);
 }

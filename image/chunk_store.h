@@ -26,6 +26,8 @@ public:
 
     /// Takes a chunk out, null if there is none.
     Chunk take(std::uint64_t id);
+    /// The same if it is that one; no other that has its id.
+    Chunk takeIf(std::uint64_t id, const IChnk* chunk);
 
     /// Calls `use(chunk)` with the store locked if there is a chunk under the id that may be delivered.
     template <class Use>
@@ -47,6 +49,8 @@ public:
     /// Drops the pixels of one past frame whose conversion still waits and that nobody else holds. False if
     /// there is none.
     bool dropOldPixels(std::uint64_t nowMs);
+    /// Whether there may be one later without anything else being asked of the store.
+    bool mayHaveOldPixels() const;
 
     /// A conversion while it runs. Conversions of one chunk wait for each other: two frames of one
     /// millisecond have one chunk, but each has a conversion of its own.
@@ -88,6 +92,7 @@ private:
 
     static bool forget(State& state, std::uint64_t id);
     static Pixels takePixelsIfPast(State& state, std::uint64_t id, std::uint64_t nowMs);
+    static bool isPushed(const State& state, std::uint64_t id);
 
     Synchronized<State> m_state;
     std::condition_variable m_conversionDone;  // `converting` lost an entry

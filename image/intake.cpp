@@ -2,6 +2,7 @@
 // The geometry is the configuration's; the pushed byte count only says how much there is to copy.
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "base/clock.h"
 #include "core/LumetraCoreExecutor.h"
@@ -10,25 +11,32 @@
 
 using namespace lumetra;
 
+Chunk LumetraCoreExecutor::pushedChunk(const ICfg& cfg, const unsigned char* data, int size,
+                                       const char* descriptor, int frameIndex) {
+    auto chunk = std::make_shared<IChnk>(cfg.width, cfg.height, cfg.format, frameIndex, descriptor);
+    m_frameBuffers->allocatePixels(*chunk, bufferBytes(cfg.format, cfg.width, cfg.height, size, cfg.mipMap));
+    const std::int32_t copied = std::min(chunk->size, size);
+    if (copied > 0) std::memcpy(chunk->data->lvl[0], data, static_cast<std::size_t>(copied));
+    if (cfg.mipMap) layOutLevels(*chunk);
+    return chunk;
+}
+
 int LumetraCoreExecutor::pushImageData(const unsigned char* data, int size, const char* descriptor,
                                        int frameIndex) {
     const auto cfg = m_imgCfg.snapshot();
     if (!cfg->valid || (data == nullptr && size > 0)) return 0;
 
-    const auto chunk = std::make_shared<IChnk>(cfg->width, cfg->height, cfg->format, frameIndex, descriptor);
-    m_frameBuffers->allocatePixels(*chunk,
-                                   bufferBytes(cfg->format, cfg->width, cfg->height, size, cfg->mipMap));
-    const std::int32_t copied = std::min(chunk->size, size);
-    if (copied > 0) std::memcpy(chunk->data->lvl[0], data, static_cast<std::size_t>(copied));
-    if (cfg->mipMap) layOutLevels(*chunk);
-
-    const std::uint64_t id = currentTimeMs();
+    std::uint64_t id = 0;
+    const IChnk* filed = nullptr;
     try {
-        m_chunks.store(id, chunk);  // a frame of the same millisecond gives way to this one
+        auto chunk = pushedChunk(*cfg, data, size, descriptor, frameIndex);
+        filed = chunk.get();
+        id = currentTimeMs();
+        m_chunks.store(id, std::move(chunk));  // a frame of the same millisecond gives way to this one
         m_messages.post({MSG_CONVERT, id});
     } catch (...) {
-        m_chunks.take(id);       // without its message nothing would ever come for it
-        m_messages.wakeTaker();  // nor for its buffer
+        m_chunks.takeIf(id, filed);  // without its message nothing would ever come for it
+        m_messages.wakeTaker();      // nor for its buffer
         throw;
     }
     // A worker does not wait, since what would make room stands behind it.

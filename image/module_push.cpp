@@ -67,5 +67,6 @@ int LumetraCoreExecutor::pushNativeImage(void* context, const unsigned char* dat
     const std::string answer = cfg->forwardNativeImage
                                    ? exchangeJson(hostText, descriptor, data, *cfg)
                                    : askHost(hostText, convertUTFFormat8toV<char, char16_t>(descriptor));
+    if (!visit.isStillOpen()) return 0;
     return engine.pushImageData(data, size, answer.c_str(), frameIndex);
 }

@@ -22,12 +22,16 @@ void PushGate::close(const void* engine) {
 }
 
 PushGate::Visit::Visit(PushGate& gate, const void* engine)
-    : m_gate(gate), m_isInside(gate.m_state.with([engine](State& state) {
+    : m_gate(gate), m_engine(engine), m_isInside(gate.m_state.with([engine](State& state) {
           if (engine == nullptr || state.engine != engine) return false;
           ++state.inside;
           ++ownVisits;
           return true;
       })) {}
+
+bool PushGate::Visit::isStillOpen() const {
+    return m_gate.m_state.with([this](const State& state) { return state.engine == m_engine; });
+}
 
 PushGate::Visit::~Visit() {
     if (!m_isInside) return;

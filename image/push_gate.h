@@ -26,9 +26,12 @@ public:
         Visit& operator=(const Visit&) = delete;
 
         explicit operator bool() const { return m_isInside; }  ///< false: it is not the living engine
+        /// Whether it still is: a push's own thread may have ended it from the host's text exchange.
+        bool isStillOpen() const;
 
     private:
         PushGate& m_gate;
+        const void* m_engine;
         bool m_isInside;
     };
 

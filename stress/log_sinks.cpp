@@ -6,7 +6,7 @@
 
 namespace {
 
-std::atomic<int> logged;
+std::atomic<int> logged, pushed;
 
 void countingSink(std::int32_t, const char16_t*) {
     ++logged;
@@ -41,7 +41,7 @@ void pushingSink(std::int32_t, const char16_t*) {
     static thread_local bool inside = false;
     static const std::vector<unsigned char> pixels(64 * 48 * 3);
     ++logged;
-    LumetraCore_pushImageData(pixels.data(), static_cast<int>(pixels.size()), u"{}", -1);
+    pushed += LumetraCore_pushImageData(pixels.data(), static_cast<int>(pixels.size()), u"{}", -1);
     if (std::exchange(inside, true)) return;
     LUMETRA_CBTYPE kinds[4];
     for (const auto command : {LUMETRA_CMD_START, LUMETRA_CMD_STOP}) LumetraCore_command(0, command, u"");
@@ -67,12 +67,12 @@ void pushFromTheSink(Verdict& verdict) {
     // log.
     LumetraCore_command(0, LUMETRA_CMD_CONFIGURE,
                         uR"({"imageCfg":{"width":64,"height":48},"format":1,"conversionflags":1})");
-    const int before = logged;
+    pushed = 0;
     replaceBy(&pushingSink);
     const auto begin = Clock::now();
     for (int round = 0; round < ROUNDS; ++round) LumetraCore_passLogFromNativeLib(u"round");
     verdict.part("pushes a frame for each text");
-    verdict.atLeast("pushed", logged - before, 10 * ROUNDS);
+    verdict.atLeast("pushed", pushed, 10 * ROUNDS);
     verdict.atMost("seconds", Milliseconds(Clock::now() - begin).count() / 1000, 10);
 }
 

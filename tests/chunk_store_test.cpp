@@ -80,8 +80,8 @@ TEST(ChunkStore, DropsPixelsThatNobodyWillSeeAnyMore) {
             ChunkStore::Conversion conversion(store, ID);
             EXPECT_EQ(!c.dropped, conversion.hasPixels());
             ASSERT_NE(nullptr, conversion.chunk()) << "its entry stays";
-            EXPECT_EQ(nullptr, c.dropped ? deliverable(store, ID) : nullptr)
-                << "whatever the clock says by then";
+            conversion.pixelsAreDone();
+            EXPECT_EQ(c.dropped, deliverable(store, ID) == nullptr) << "whatever the clock says by then";
         }
     }
 }
@@ -93,5 +93,9 @@ TEST(ChunkStore, ForgetsConversionsThatWillNotCome) {
     store.forgetConversion(ID);
     EXPECT_FALSE(store.dropOldPixels(ID + 1000));
     store.expectConversion(ID + 1);  // for a frame that is gone by now
+    EXPECT_TRUE(store.mayHaveOldPixels());
     EXPECT_FALSE(store.dropOldPixels(ID + 1000));
+    EXPECT_FALSE(store.mayHaveOldPixels()) << "there is nothing to come back for";
+    EXPECT_EQ(nullptr, store.takeIf(ID, nullptr)) << "another one";
+    EXPECT_FALSE(store.empty());
 }
