@@ -1,12 +1,14 @@
 // lumetra_play_test.cpp - the program as people run it: its output, its exit status, its files.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+
 #include <gtest/gtest.h>
 #include <png.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <filesystem>
 
 #include <chrono>
 #include <future>
@@ -153,6 +155,13 @@ TEST_F(LumetraPlay, GivesScriptsOneDocumentAndNothingElse) {
     EXPECT_EQ("FrameMonitor", document["modules"][0]["name"]);
     EXPECT_GT(document["processor"]["wakeUpsPerSecond"], 0);
     EXPECT_THAT(err, HasSubstr("ONLOAD"));
+
+    EXPECT_EQ(0, play("--json --camera scene --size 32x16 --descriptors --frames 3")) << err;
+    EXPECT_EQ(3, parseJson(out)["frames"]["pushed"]) << out;
+    EXPECT_THAT(err, HasSubstr("descriptor {"));
+    std::filesystem::create_directories(folder.file("pictures/frame_000001.jpg.part"));
+    EXPECT_EQ(1, play("--camera scene --size 32x16 --frames 3 --save-jpeg '" + folder.file("pictures") + "'"))
+        << out;
 
     EXPECT_EQ(0, play("--info --devices")) << err;
     EXPECT_TRUE(parseJson(out)["devices"]["videoInputDevices"].is_array()) << out;

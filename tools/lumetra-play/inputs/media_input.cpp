@@ -244,7 +244,7 @@ const AVFrame* MediaInput::read() {
         if (result >= 0) {
             if (m_frame->decode_error_flags != 0 || (m_frame->flags & AV_FRAME_FLAG_CORRUPT) != 0)
                 ++m_brokenFrames;
-            m_end = secondsOf(*m_frame) + (m_rate > 0 ? 1 / m_rate : 0);
+            m_end = std::max(m_end, secondsOf(*m_frame) + (m_rate > 0 ? 1 / m_rate : 0));
             return m_frame.get();
         }
         if (result != AVERROR(EAGAIN) || m_stop.requested() || !feedDecoder()) return nullptr;

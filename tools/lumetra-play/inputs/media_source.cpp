@@ -35,6 +35,7 @@ private:
     std::unique_ptr<MediaInput> m_input;
     const AVFrame* m_waiting = nullptr;  // decoded already, to know the picture
     std::unique_ptr<FramePacker> m_packer;
+    bool m_beforeStart = false;  // of this input
     SourceFacts m_facts;
     std::string m_remark;
     bool m_live = false;
@@ -82,15 +83,19 @@ Picture MediaSource::pictureFor(const AVFrame& frame) const {
 void MediaSource::openNext() {
     m_input.reset();  // a device can be opened once only
     m_input = std::make_unique<MediaInput>(m_options.inputs[m_next++], m_options, m_stop);
-    if (m_options.start > 0 && !m_input->isLive()) m_input->seek(m_options.start);
+    m_beforeStart = m_options.start > 0 && !m_input->isLive();
+    if (m_beforeStart) m_input->seek(m_options.start);
 }
 
-// Of this input, at or behind the start that was asked for. Half a frame's time goes with rounding.
+// Of this input, from the first one at or behind the start that was asked for. Half a frame's time goes with
+// rounding; a stream whose times jump back later is played on.
 const AVFrame* MediaSource::nextFrame() {
     for (;;) {
         const AVFrame* const frame = m_input->read();
-        if (frame == nullptr || m_input->isLive() || m_input->secondsOf(*frame) >= m_options.start - 0.001)
-            return frame;
+        if (m_beforeStart && frame != nullptr && m_input->secondsOf(*frame) < m_options.start - 0.001)
+            continue;
+        m_beforeStart = false;
+        return frame;
     }
 }
 
@@ -105,7 +110,11 @@ bool MediaSource::read(Bytes& frame, double& seconds) {
             if (!canBeginAgain || std::isinf(m_last)) return false;
             m_next = 0;
         }
-        openNext();
+        try {
+            openNext();
+        } catch (const Interrupted&) {
+            return false;  // what has been played is something to report
+        }
         m_packer.reset();
     }
     if (!m_packer) m_packer = std::make_unique<FramePacker>(m_picture, m_input->facts().rotation);

@@ -67,8 +67,8 @@ std::string answerFor(const SeenDescriptor& seen) {
     return toText(answer);
 }
 
-HostExchange::HostExchange(const LibraryTable& library, std::string jpegFolder, bool showTexts)
-    : m_library(library), m_jpegFolder(std::move(jpegFolder)), m_showTexts(showTexts) {
+HostExchange::HostExchange(const LibraryTable& library, std::string jpegFolder, bool showTexts, bool aside)
+    : m_library(library), m_jpegFolder(std::move(jpegFolder)), m_showTexts(showTexts), m_aside(aside) {
     currentExchange = this;
     m_library.registerCallback(ENGINE_MODULE_ID, CB_HOSTTEXT, reinterpret_cast<void*>(&onText), nullptr);
 }
@@ -97,7 +97,10 @@ std::string HostExchange::answer(const std::string& text) {
         const std::lock_guard lock(m_mutex);
         ++m_counts.descriptors;
     }
-    if (m_showTexts) output::writeLine("descriptor " + seen.text);
+    if (m_showTexts && m_aside)
+        output::say("descriptor " + seen.text);
+    else if (m_showTexts)
+        output::writeLine("descriptor " + seen.text);
     if (seen.jpeg && !m_jpegFolder.empty()) savePicture(seen);
     return answerFor(seen);
 }

@@ -34,8 +34,8 @@ struct ExchangeCounts {
 class HostExchange {
 public:
     /// @param jpegFolder   where pictures go, as frame_NUMBER.jpg; empty for nowhere
-    /// @param showTexts    print every descriptor to standard output
-    HostExchange(const LibraryTable& library, std::string jpegFolder, bool showTexts);
+    /// @param showTexts    print every descriptor, to standard output or `aside` to standard error
+    HostExchange(const LibraryTable& library, std::string jpegFolder, bool showTexts, bool aside);
     ~HostExchange();
     HostExchange(const HostExchange&) = delete;
     HostExchange& operator=(const HostExchange&) = delete;
@@ -50,6 +50,7 @@ private:
     const LibraryTable& m_library;
     const std::string m_jpegFolder;
     const bool m_showTexts;
+    const bool m_aside;  // on standard error, which is no document
     std::mutex m_mutex;  // guards m_counts
     ExchangeCounts m_counts;
 };

@@ -130,7 +130,7 @@ PlayResult playCamera(const Options& options, const PlaySettings& settings, cons
                       const StopRequest& stop, Summary& summary) {
     engine.loadModule({"CameraSource", cameraConfiguration(options, picture)},
                       folderOfModule("CameraSource", options.modulePath));
-    HostExchange exchange(library, options.jpegFolder, options.descriptors);
+    HostExchange exchange(library, options.jpegFolder, options.descriptors, options.json);
     PlayResult result = CameraPlay(library, monitor, stop, settings.quiet).play(settings.frames);
     summary.exchange = exchange.counts();
     return result;

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +20,7 @@ namespace output {
 
 namespace {
 
-std::mutex outputMutex;  // guards what follows, and whole lines
+std::timed_mutex outputMutex;  // guards what follows, and whole lines
 int realOutput = STDOUT_FILENO;
 int failure = 0;             // errno of the first write that failed
 std::size_t shownWidth = 0;  // of the progress line; 0: there is none
@@ -94,8 +95,10 @@ void say(std::string_view line) {
 }
 
 void complain(std::string_view message) {
+    using namespace std::chrono_literals;
     const bool colour = coloured();
-    const std::lock_guard lock(outputMutex);
+    // Whoever holds it may wait for a reader that does not read; what is wrong is said all the same.
+    const std::unique_lock lock(outputMutex, 100ms);
     writeAll(STDERR_FILENO, eraseProgress() + (colour ? "\033[31mlumetra-play:\033[0m " : "lumetra-play: ") +
                                 printable(message) + "\n");
 }

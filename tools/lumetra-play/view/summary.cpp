@@ -155,9 +155,10 @@ std::string errorJson(const std::string& message, ExitStatus status) {
 
 ExitStatus statusOf(const Summary& summary, bool interrupted, bool strict) {
     const PlayResult& play = summary.play;
+    if (summary.exchange && summary.exchange->failedWrites > 0) return EXIT_ERROR;
     if (summary.check && summary.check->differ > 0) return EXIT_WRONG_PIXELS;
     if (interrupted) return EXIT_INTERRUPTED;
-    if (play.monitor.distinct == 0 || (strict && play.dropped() > 0)) return EXIT_UNDELIVERED;
     if (summary.check && summary.check->checked == 0) return EXIT_WRONG_PIXELS;
+    if (play.monitor.distinct == 0 || (strict && play.dropped() > 0)) return EXIT_UNDELIVERED;
     return EXIT_AS_ASKED;
 }
