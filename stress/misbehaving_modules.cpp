@@ -23,7 +23,10 @@ double exceptionsOfEveryEntryPoint() {
     constexpr void (*ENTRANCES[])() = {[] { LumetraCore_initializeDllByID(ID, u"throw"); },
                                        [] { LumetraCore_registerCallback(ID, CB_TYPE2, nullptr, nullptr); },
                                        [] { LumetraCore_unregisterCallback(ID, CB_TYPE2); },
-                                       [] { LumetraCore_getSupportedCallbacks(ID, nullptr); },
+                                       [] {
+                                           LUMETRA_CBTYPE kinds[4];
+                                           LumetraCore_getSupportedCallbacks(ID, kinds);
+                                       },
                                        [] { LumetraCore_command(ID, LUMETRA_CMD_START, u""); },
                                        [] { LumetraCore_getStatus(ID); },
                                        [] { LumetraCore_unregisterDllByID(ID); }};
