@@ -158,7 +158,7 @@ Deeds sleepUntilDue(const World& world) {
         using std::chrono::ceil, std::chrono::microseconds;
         until = due == MessageSchedule::NEVER
                     ? END_OF_TIME
-                    : std::max(now + 1, ceil<microseconds>(due.time_since_epoch()).count());
+                    : std::max<Us>(now + 1, ceil<microseconds>(due.time_since_epoch()).count());
     }
     EXPECT_TRUE(schedule.messages().empty());
     return play.deeds;
