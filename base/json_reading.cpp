@@ -50,7 +50,7 @@ enum class Escape { None, Other, FirstHalf, SecondHalf };
 
 // What the escape at `at` spells: half a character, or anything else.
 Escape escapeAt(std::string_view text, std::size_t at) {
-    const std::string_view escape = text.substr(at, 4);
+    const std::string_view escape = text.substr(std::min(at, text.size()), 4);
     if (!escape.starts_with('\\')) return Escape::None;
     if (escape.size() < 4 || escape[1] != 'u' || (escape[2] != 'd' && escape[2] != 'D')) return Escape::Other;
     if (std::string_view("89abAB").find(escape[3]) != std::string_view::npos) return Escape::FirstHalf;

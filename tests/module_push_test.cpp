@@ -124,6 +124,7 @@ TEST_F(ModulePush, ForwardsJsonCompactlyAndTakesThePictureOutOfTheAnswer) {
         {1, R"("\udc00")", "null", u"\"\\ud83d\\uDE00\\udE00\"", "null"},
         {4, "[]", "[]", u"{\"image\":\"\\ud83d\",\"a\":\"\\uD83D\\uDE00\"}", "{\"a\":\"\xF0\x9F\x98\x80\"}"},
         {4, "[]", "[]", u"{\"image\":\"\\udc00\",\"\\uD83D\":1}", "null"},
+        {1, R"("\ud83)", "null", u"\"\\u", "null"},  // the text ends within the escape
         {1, R"("\ud83d")", "null", u"{\"image\":\"\\ud83d\"}", "null"},
         {1, R"("\\udc00\ud83d\ude00")", "\"\\\\udc00\xF0\x9F\x98\x80\"", u"", "null"},
         {1, "[1.5E+300,2e-3,-0,-7,113.17408141314563]", "[1.5e300,0.002,0,-7,113.17408141314563]",

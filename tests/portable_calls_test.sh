@@ -3,7 +3,8 @@
 # not listed: one that only Linux has would first be missed where the library is built for Apple.
 # Left out is what the compiler itself calls: C++ names, exceptions, statics, thread-local storage, processor features.
 set -eu
-compiler='^(_Z|__cxa_|__gxx_|_Unwind_|_GLOBAL_|__dso_handle$|__tls_get_addr$|__cpu_)'
+# And pthread_cond_clockwait, which the C++ library's headers call where the system has it.
+compiler='^(_Z|__cxa_|__gxx_|_Unwind_|_GLOBAL_|__dso_handle$|__tls_get_addr$|__cpu_|pthread_cond_clockwait$)'
 list=$1
 shift
 for object in "$@"; do
