@@ -1,4 +1,4 @@
-// clock.h - the clocks that ids, ages and sleeps are made of, and the number of workers.
+// clock.h - the clocks that ids, ages and sleeps are made of.
 #ifndef LUMETRA_BASE_CLOCK_H
 #define LUMETRA_BASE_CLOCK_H
 
@@ -27,13 +27,6 @@ struct Moment {
     std::uint64_t wallMs() const { return wallUs / 1000; }
     static Moment now() { return {std::chrono::steady_clock::now(), currentTimeUs()}; }
 };
-
-/// Workers for a machine with so many processors: one is left to the host, but two always work. An unknown
-/// number (0) wraps around and is used as it stands.
-inline std::uint32_t workerCount(std::uint32_t processors) {
-    const std::uint32_t others = processors - 1;
-    return others > 2 ? others : 2;
-}
 
 }  // namespace lumetra
 

@@ -5,6 +5,7 @@
 
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <future>
 #include <memory>
@@ -16,6 +17,17 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+namespace lumetra {
+
+/// Workers for a machine with so many processors: one is left to the host, but two always work. An unknown
+/// number (0) wraps around and is used as it stands.
+inline std::uint32_t workerCount(std::uint32_t processors) {
+    const std::uint32_t others = processors - 1;
+    return others > 2 ? others : 2;
+}
+
+}  // namespace lumetra
 
 class ThreadPool {
 public:

@@ -112,10 +112,6 @@ void ChunkStore::Conversion::pixelsAreDone() {
     });
 }
 
-bool ChunkStore::empty() const {
-    return m_state.with([](const State& state) { return state.chunks.empty(); });
-}
-
 void ChunkStore::clear() {
     std::map<std::uint64_t, Entry> chunks;
     m_state.with([&chunks](State& state) { state.chunks.swap(chunks); });

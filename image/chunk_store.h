@@ -73,7 +73,6 @@ public:
         bool m_hasPixels = false;
     };
 
-    bool empty() const;
     void clear();
     std::map<std::uint64_t, Chunk> copy() const;
 
