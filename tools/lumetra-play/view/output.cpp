@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
+#include <thread>
 
 #include "tools/lumetra-play/run/play_error.h"
 
@@ -20,7 +21,7 @@ namespace output {
 
 namespace {
 
-std::timed_mutex outputMutex;  // guards what follows, and whole lines
+std::mutex outputMutex;  // guards what follows, and whole lines
 int realOutput = STDOUT_FILENO;
 int failure = 0;             // errno of the first write that failed
 std::size_t shownWidth = 0;  // of the progress line; 0: there is none
@@ -98,8 +99,11 @@ void complain(std::string_view message) {
     using namespace std::chrono_literals;
     const bool colour = coloured();
     // Whoever holds it may wait for a reader that does not read; what is wrong is said all the same.
-    const std::unique_lock lock(outputMutex, 100ms);
-    writeAll(STDERR_FILENO, eraseProgress() + (colour ? "\033[31mlumetra-play:\033[0m " : "lumetra-play: ") +
+    std::unique_lock lock(outputMutex, std::try_to_lock);
+    for (int tries = 0; !lock.owns_lock() && tries < 100 && !lock.try_lock(); ++tries)
+        std::this_thread::sleep_for(1ms);
+    writeAll(STDERR_FILENO, (lock.owns_lock() ? eraseProgress() : "\n") +
+                                (colour ? "\033[31mlumetra-play:\033[0m " : "lumetra-play: ") +
                                 printable(message) + "\n");
 }
 
