@@ -1,5 +1,5 @@
-// engine_bench.cpp - what a running engine costs its host: a push, the whole road of a frame, page faults,
-// memory, waiting, and doing nothing. Every benchmark is one run of some seconds.
+// engine_bench.cpp - what a running engine costs its host: a push, a frame from push to notification, page
+// faults, memory, waiting, and doing nothing. Every benchmark is one run of some seconds.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -120,7 +120,7 @@ private:
 
 // Processor time for a frame: copying, converting, delivering. What the event loop takes of it, which the
 // peer does without, is shown apart. `format` is a LUMETRA_IMGFORMATTYPE.
-void road(benchmark::State& state, FrameSize size, double format) {
+void endToEnd(benchmark::State& state, FrameSize size, double format) {
     constexpr double RATE = 60;
     const auto imageFormat = static_cast<LUMETRA_IMGFORMATTYPE>(static_cast<int>(format));
     const std::size_t bytesPerPixel = imageFormat == LUMETRA_IMGFORMAT_BGRA ? 4 : 3;
@@ -256,7 +256,7 @@ void latency(benchmark::State& state, FrameSize size, double rate) {
     times.report(state);
 }
 
-// Frames lost at a rate that keeps two frames out of one millisecond.
+// Frames dropped at a rate that keeps two frames out of one millisecond.
 void sustained(benchmark::State& state, FrameSize size, double rate) {
     const LiveEngine engine(size, LUMETRA_IMGFORMAT_RGB);
     const Bytes frame = randomBytes(3 * size.pixels(), 1);
@@ -267,7 +267,7 @@ void sustained(benchmark::State& state, FrameSize size, double rate) {
     });
     DeliveredFrames::waitFor(pushed);
     state.counters["pushed"] = static_cast<double>(pushed);
-    state.counters["lost"] = static_cast<double>(pushed - DeliveredFrames::count());
+    state.counters["dropped"] = static_cast<double>(pushed - DeliveredFrames::count());
 }
 
 // An engine without frames, from two seconds after its last one: how often its threads run, and for how long.
@@ -320,8 +320,8 @@ const bool registered = [] {
     constexpr FrameSize VGA = FRAME_SIZES[0], HD = FRAME_SIZES[1], FULL_HD = FRAME_SIZES[2];
     for (const FrameSize size : {VGA, HD, FULL_HD}) {
         once("intake/" + size.name(), intake, size, 60);
-        once("road/rgb/" + size.name(), road, size, LUMETRA_IMGFORMAT_RGB);
-        once("road/bgra/" + size.name(), road, size, LUMETRA_IMGFORMAT_BGRA);
+        once("end-to-end/rgb/" + size.name(), endToEnd, size, LUMETRA_IMGFORMAT_RGB);
+        once("end-to-end/bgra/" + size.name(), endToEnd, size, LUMETRA_IMGFORMAT_BGRA);
         once("memory/" + size.name(), memory, size, 60);
     }
     for (const int rate : {30, 60, 240, 980})

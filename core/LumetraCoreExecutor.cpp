@@ -53,7 +53,7 @@ void LumetraCoreExecutor::runEventLoop() {
     }
 }
 
-// Lets go of memory that nobody needs any more. Returns when there may be more of it.
+// Frees memory that nobody needs any more. Returns when there may be more of it.
 MessageQueue::SteadyTime LumetraCoreExecutor::tidyUp() {
     const Moment now = Moment::now();
     while (m_chunks.dropOldPixels(now.wallMs())) {
@@ -65,7 +65,7 @@ MessageQueue::SteadyTime LumetraCoreExecutor::tidyUp() {
 
 // Handles one message.
 void LumetraCoreExecutor::runTurn() {
-    Chunk dropped;  // let go of behind the lock: freeing pixels takes time
+    Chunk dropped;  // freed after the lock is released: it takes time
     try {
         m_messages.takeOne([&](const MSGS& message, bool fresh) { dropped = handleMessage(message, fresh); });
     } catch (...) {
@@ -73,7 +73,7 @@ void LumetraCoreExecutor::runTurn() {
     }
 }
 
-// With the queue locked. Returns a chunk that is to be let go.
+// With the queue locked. Returns a chunk that is dropped.
 Chunk LumetraCoreExecutor::handleMessage(const MSGS& message, bool fresh) {
     switch (message.type) {
         case MSG_NOTIFY:

@@ -1,9 +1,9 @@
 // LumetraCoreExecutor.h - the engine: the parts that it owns, and the operations under the file that defines
-// each. A frame's road: pushImageData > runEventLoop > convertQueued > convertImageData > runEventLoop >
+// each. A frame's way: pushImageData > runEventLoop > convertQueued > convertImageData > runEventLoop >
 // triggerDataNotification > each module's notifyNewData; runEventLoop drops it when it is old.
 // Threads: host threads call the operations, one thread runs the event loop, the pool's workers convert
 // and notify. Every part has its lock inside. Lock order: that of m_messages, then that of m_chunks, then the
-// pool's; all others are innermost. A poster lets go of the chunks before it posts.
+// pool's; all others are innermost. A poster releases the chunks before it posts.
 #ifndef LUMETRA_CORE_LUMETRACOREEXECUTOR_H
 #define LUMETRA_CORE_LUMETRACOREEXECUTOR_H
 

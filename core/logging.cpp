@@ -1,4 +1,4 @@
-// logging.cpp - the one road of every message to the log callback. Any thread.
+// logging.cpp - the only way of every message to the log callback. Any thread.
 #include "core/logging.h"
 
 #include <cstdio>

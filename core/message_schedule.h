@@ -45,8 +45,8 @@ public:
     /// before `now`. NEVER if nothing waits.
     SteadyTime due(Moment now) const;
 
-    /// To be told when its caller falls asleep and wakes up: a wall clock that stood still meanwhile says
-    /// nothing of when a frame will be too old.
+    /// Called as the caller falls asleep and wakes up: a wall clock that stood still meanwhile says nothing
+    /// of when a frame will be too old.
     void fallsAsleep(Moment now) { m_asleepSince = now; }
     void wakesUp(Moment now);
 

@@ -1,6 +1,6 @@
 // PGM_FUNCTIONS.cpp - raw Netpbm files with one byte a sample.
 // A reader closes its file when it returns an image and leaves it open when it refuses one: the interface
-// has always behaved so, and a host that counts descriptors can tell by it.
+// has always behaved so, and a host that counts descriptors sees it.
 #include <algorithm>
 #include <array>
 #include <cerrno>

@@ -1,5 +1,5 @@
 // chunk_store.cpp - frames filed, converted one at a time, and relieved of pixels that nobody will see.
-// Whatever is let go of is let go behind the lock: freeing pixels takes time.
+// Pixels are freed after the lock is released: it takes time.
 #include "image/chunk_store.h"
 
 #include <algorithm>

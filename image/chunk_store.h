@@ -94,7 +94,7 @@ private:
     static bool isPushed(const State& state, std::uint64_t id);
 
     Synchronized<State> m_state;
-    std::condition_variable m_conversionDone;  // `converting` lost an entry
+    std::condition_variable m_conversionDone;  // an entry left `converting`
 };
 
 }  // namespace lumetra

@@ -1,6 +1,6 @@
 // frame_buffers.h - the pixel buffers of chunks: laid out once, used again while frames keep coming.
-// Fresh memory costs more than the copy of a frame, a page fault every 4 KiB, so a buffer whose last owner
-// lets go of it waits for the next frame of its size.
+// Fresh memory costs more than the copy of a frame, a page fault every 4 KiB, so a buffer waits,
+// once its last owner has gone, for the next frame of its size.
 #ifndef LUMETRA_IMAGE_FRAME_BUFFERS_H
 #define LUMETRA_IMAGE_FRAME_BUFFERS_H
 
@@ -29,7 +29,7 @@ public:
     /// Gives a chunk without pixels its buffer, uninitialised, and sets its `size`. A grey chunk's buffer has
     /// room for seven derived levels even where `size` does not say so: whether they are derived is decided
     /// later, by the configuration of that moment.
-    /// @param bytes  the size to be told, at least level 0 of the chunk's format
+    /// @param bytes  the chunk's `size`, at least level 0 of the chunk's format
     /// @throws std::bad_alloc
     void allocatePixels(IChnk& chunk, std::int32_t bytes);
 
@@ -42,7 +42,7 @@ public:
     std::size_t waiting() const;
 
 private:
-    /// Gives a buffer back to where it came from, which its size tells.
+    /// Gives a buffer back to where it came from: its size says where that is.
     struct Release {
         std::size_t capacity;
         void operator()(unsigned char* bytes) const noexcept;

@@ -33,7 +33,7 @@ struct PixelFormat {
 const PixelFormat& pixelFormat(LUMETRA_IMGFORMATTYPE format);
 
 /// Bytes of a width x height picture, never wrapped; 0 for formats without pixels. A 4:2:0 picture with an
-/// odd number of half bytes loses the last one.
+/// odd number of half bytes has no room for the last one.
 std::uint64_t pictureBytes(LUMETRA_IMGFORMATTYPE format, std::int32_t width, std::int32_t height);
 
 /// Bytes of the buffer that has room for all levels of a picture with `levelZeroBytes`: 1.34 times as many

@@ -28,8 +28,8 @@ std::optional<std::string> findExecutablePath(const DeviceCalls& calls) {
     std::string path(size, '\0');
     if (calls.executablePath(path.data(), &size) != 0) {
         path.assign(size, '\0');
-        // Not a slip: hosts know a path beyond the first buffer as "unknown". Only when the second query
-        // fails as well is what it left in the buffer resolved.
+        // Not a slip: hosts are used to "unknown" for a path beyond the first buffer. Only when the second
+        // query fails as well is what it left in the buffer resolved.
         if (calls.executablePath(path.data(), &size) == 0) return std::nullopt;
     }
     char resolved[TEXT_SIZE] = {};

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-/// What is told about the machine; a fact that could not be found out is written as "unknown".
+/// What is reported of the machine; a fact that could not be found out is written as "unknown".
 struct DeviceFacts {
     std::optional<std::string> hostName;        // valid UTF-8
     std::optional<std::string> executablePath;  // valid UTF-8, absolute, links resolved
@@ -31,7 +31,7 @@ DeviceFacts findDeviceFacts(const DeviceCalls& calls);
 
 /// Writes the path of the running program with its end into `path`, which holds `*size` bytes. One source
 /// file for each platform, picked by the build.
-/// @return 0 done; -1 too small: `*size` is now what it takes, unchanged if the path cannot be told
+/// @return 0 done; -1 too small: `*size` is now what it takes, unchanged if the path cannot be found out
 int queryExecutablePath(char* path, std::uint32_t* size);
 
 /// Replaces `out` by the description of this machine. The number is not used.

@@ -8,7 +8,7 @@
 
 int queryExecutablePath(char* path, std::uint32_t* size) {
     constexpr std::size_t longest = std::size_t{1} << 16;  // the kernel gives up at one page
-    // The link does not tell its length and is cut silently: read until there is room to spare.
+    // The system does not say how long the link is, and cuts it silently: read until there is room to spare.
     for (std::size_t room = 256; room <= longest; room *= 2) {
         std::string target(room, '\0');
         const ssize_t length = readlink("/proc/self/exe", target.data(), room);

@@ -5,7 +5,7 @@
 
 namespace lumetra {
 
-/// Of one thread, which makes it, uses it and lets it go.
+/// Of one thread, which makes it, uses it and ends it.
 class SleepPrecision {
 public:
     /// Precise sleeps end as soon as the system can; others may be late by what it allows itself in order to

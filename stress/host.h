@@ -1,5 +1,5 @@
-// host.h - the host's side of every subject: an engine, cameras, and listeners, which count what modules are
-// told. An engine outlives its listeners.
+// host.h - the host's side of every subject: an engine, cameras, and listeners, which count what reaches
+// modules. An engine outlives its listeners.
 #ifndef LUMETRA_STRESS_HOST_H
 #define LUMETRA_STRESS_HOST_H
 
@@ -111,7 +111,7 @@ private:
     Clock::time_point m_due;
 };
 
-/// A listening module and what it was told: of frames 0 to `frames` - 1 how often and whether they were as
+/// A listening module and what reached it: of frames 0 to `frames` - 1 how often and whether they were as
 /// pushed, of others how many.
 class Listener {
 public:
@@ -136,27 +136,27 @@ public:
         return static_cast<int>(std::ranges::count(m_latest, false, &std::weak_ptr<IChnk::dPtr>::expired));
     }
 
-    /// Waits for the last of these frames to be told and let go.
+    /// Waits for the last of these frames to be delivered and dropped.
     static void requireAll(const std::vector<const Listener*>& all, int first, int count, Verdict& verdict) {
-        double lost = 0, doubled = 0, spoiled = 0, kept = 0;
+        double dropped = 0, doubled = 0, spoiled = 0, kept = 0;
         pause(300);
         for (const Listener* listener : all) {
             const auto begin = listener->m_times.begin() + first;
             for (auto times = begin; times != begin + count; ++times) {
-                lost += *times == 0;
+                dropped += *times == 0;
                 doubled += *times > 1;
             }
             spoiled += listener->spoiled;
             kept += listener->kept();
         }
         verdict.show("frames", count);
-        verdict.atMost("lost", lost, 0);
+        verdict.atMost("dropped", dropped, 0);
         verdict.atMost("doubled", doubled, 0);
         verdict.atMost("spoiled", spoiled, 0);
         verdict.atMost("kept", kept, 0);
     }
 
-    std::atomic<int> told = 0, spoiled = 0;
+    std::atomic<int> delivered = 0, spoiled = 0;
 
 private:
     static void onTold(void* listener, std::uint64_t, const IChnk& chunk) {
@@ -169,7 +169,7 @@ private:
                             !isRight(chunk.width * chunk.height - 1);
         }
         const std::lock_guard lock(self.m_mutex);
-        self.m_latest[static_cast<std::size_t>(self.told++) % std::size(self.m_latest)] = chunk.data;
+        self.m_latest[static_cast<std::size_t>(self.delivered++) % std::size(self.m_latest)] = chunk.data;
     }
 
     const char16_t* m_module;

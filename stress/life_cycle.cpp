@@ -42,12 +42,12 @@ void removeWhileFramesFlow(unsigned seed, Verdict& verdict) {
         while (!stop) camera.play(0, FRAMES, 500);
     });
     std::thread changer([&] { changeUntil(stop); });
-    int told = 0, spoiled = 0, failed = 0;
+    int delivered = 0, spoiled = 0, failed = 0;
     for (int i = 0; i < REMOVALS; ++i) {
         Listener listener(i % 2 == 0 ? u"Listening5" : u"Listening20", FRAMES);
         pause(static_cast<double>(random() % 10));
         failed += !listener.remove();
-        told += listener.told;
+        delivered += listener.delivered;
         spoiled += listener.spoiled;
     }
     stop = true;
@@ -55,11 +55,11 @@ void removeWhileFramesFlow(unsigned seed, Verdict& verdict) {
     changer.join();
 
     verdict.part("200 removals");
-    verdict.atLeast("told", told, REMOVALS);
+    verdict.atLeast("delivered", delivered, REMOVALS);
     verdict.atMost("failed", failed, 0);
     verdict.atMost("spoiled-meanwhile", spoiled, 0);
     Engine::configure(SMALL);
-    pause(300);  // until nothing of before is told any more
+    pause(300);  // until nothing of before is delivered any more
     const Listener listener(u"Listening5", FRAMES);
     camera.play(0, FRAMES, 60);
     Listener::requireAll({&listener}, 0, FRAMES, verdict);
@@ -73,8 +73,8 @@ void lifeCycle(const Settings& settings, Verdict& verdict) {
         const Engine engine(SMALL);
         Listener listener(u"Listening5", 1);
         camera.push(0);
-        msUntil([&] { return listener.told == 1; });
-        return listener.told == 1 && listener.remove();
+        msUntil([&] { return listener.delivered == 1; });
+        return listener.delivered == 1 && listener.remove();
     };
     repeat("500 engines", engineLives, verdict);
     {

@@ -1,5 +1,5 @@
-// loads.cpp - a camera's own rate, under which nothing is lost and nothing piles up; and more frames than the
-// machine converts, or than a module lets through, of which some are dropped while memory stays bounded.
+// loads.cpp - a camera's own rate, under which no frame is dropped and nothing piles up; and more frames than
+// the machine converts, or than a module lets through, of which some are dropped while memory stays bounded.
 #include "stress/host.h"
 
 void steadyLoad(const Settings& settings, Verdict& verdict) {
@@ -52,12 +52,12 @@ void overloadBy(const Load& load, const Settings& settings, Verdict& verdict) {
             for (constexpr int FRAME = FRAMES_AFTERWARDS; !stop; ++pushed)
                 load.framesPerSecond == 0 ? camera.push(FRAME) : camera.play(FRAME, 1, load.framesPerSecond);
         });
-    double slowestTold = INFINITY, fastestPushed = 0;
+    double slowestDelivered = INFINITY, fastestPushed = 0;
     for (int second = 0; second < settings.seconds; ++second) {
-        const int toldBefore = listener.told;
+        const int deliveredBefore = listener.delivered;
         const unsigned pushedBefore = pushed;  // may wrap
         pause(1000);
-        slowestTold = std::min(slowestTold, 1.0 * (listener.told - toldBefore));
+        slowestDelivered = std::min(slowestDelivered, 1.0 * (listener.delivered - deliveredBefore));
         fastestPushed = std::max(fastestPushed, 1.0 * (pushed - pushedBefore));
     }
     stop = true;
@@ -66,7 +66,7 @@ void overloadBy(const Load& load, const Settings& settings, Verdict& verdict) {
 
     verdict.part(load.name);
     verdict.show("most-pushed/s", fastestPushed);
-    verdict.atLeast("least-told/s", slowestTold, 10);
+    verdict.atLeast("least-delivered/s", slowestDelivered, 10);
     verdict.atMost("MB", peakMb, memoryBound(fastestPushed, cameras[0]));
     pause(1000);
     cameras[0].play(0, FRAMES_AFTERWARDS, 60);

@@ -1,5 +1,5 @@
-// log_sinks.cpp - every frame is logged about, twice where it is converted and once where it is told, while
-// the sink throws, logs itself or is replaced.
+// log_sinks.cpp - every frame is logged about, twice where it is converted and once where it is delivered,
+// while the sink throws, logs itself or is replaced.
 #include <stdexcept>
 
 #include "stress/host.h"

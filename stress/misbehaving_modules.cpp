@@ -47,22 +47,22 @@ public:
     }
     void callingBack() {
         play("call back", u"call back", "frames-of-its-own", FRAMES / 2,
-             [this, before = m_behind.told + FRAMES] { return m_behind.told - before; });
+             [this, before = m_behind.delivered + FRAMES] { return m_behind.delivered - before; });
     }
 
-    // On two workers the first frame puts one to sleep and the second the other; the module behind is told of
+    // On two workers the first frame puts one to sleep and the second the other; the module behind gets
     // the second when the first worker wakes up.
     void sleeping() {
         load("sleep", u"sleep");
-        const int before = m_before.told, behind = m_behind.told;
+        const int before = m_before.delivered, behind = m_behind.delivered;
         push(1);
-        requireTold("ms-first", m_behind, behind + 1, PROMPT_MS);
+        requireDelivered("ms-first", m_behind, behind + 1, PROMPT_MS);
         push(1);
-        requireTold("ms-second-before", m_before, before + 2, PROMPT_MS);
-        requireTold("ms-second-behind", m_behind, behind + 2, SLEEP_MS + PROMPT_MS);
+        requireDelivered("ms-second-before", m_before, before + 2, PROMPT_MS);
+        requireDelivered("ms-second-behind", m_behind, behind + 2, SLEEP_MS + PROMPT_MS);
         pause(2 * SLEEP_MS);
         push(1);
-        requireTold("ms-third", m_behind, behind + 3, PROMPT_MS);
+        requireDelivered("ms-third", m_behind, behind + 3, PROMPT_MS);
         m_verdict.atMost("ms-removal", msUntil([] { return LumetraCore_unregisterDllByID(ID); }), PROMPT_MS);
         m_verdict.atLeast("mapped-while-notified", isMapped(MODULE), 1);
         removeAndRecover(m_frame - 3);
@@ -79,8 +79,8 @@ private:
         throws([behaviour] { LumetraCore_initializeDllByID(ID, behaviour); });
     }
     void push(int frames) { m_camera.play(std::exchange(m_frame, m_frame + frames), frames, 60); }
-    void requireTold(const char* what, const Listener& listener, int told, double ms) {
-        m_verdict.atMost(what, msUntil([&] { return listener.told >= told; }), ms);
+    void requireDelivered(const char* what, const Listener& listener, int delivered, double ms) {
+        m_verdict.atMost(what, msUntil([&] { return listener.delivered >= delivered; }), ms);
     }
 
     // The figure shows that the module does misbehave.

@@ -4,7 +4,7 @@
 # Fails if a promise was broken. STRESS_SEED chooses what is left to chance.
 set -eu
 here=$(dirname "$(readlink -f "$0")")
-# A machine that stands still for 100 ms loses frames with any engine: the short form, which runs wherever
+# A machine that stands still for 100 ms drops frames with any engine: the short form, which runs wherever
 # changes are checked, tries a subject again before it calls a promise broken.
 steady=4 overload=3 attempts=3
 if [ "${1:-}" = --long ]; then

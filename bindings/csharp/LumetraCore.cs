@@ -86,7 +86,7 @@ namespace LumetraCore
     {
         /// <summary>The engine or module works.</summary>
         Ready = 1,
-        /// <summary>No engine, no such module, or one that cannot tell.</summary>
+        /// <summary>No engine, no such module, or one that lacks the function.</summary>
         Unavailable = 3
     }
 
@@ -102,7 +102,7 @@ namespace LumetraCore
     /// and <see cref="Engine.CallbackFailed"/> is raised.</summary>
     public delegate string HostTextHandler(string descriptor);
 
-    /// <summary>What a handler threw, told by <see cref="Engine.CallbackFailed"/>.</summary>
+    /// <summary>What a handler threw, reported by <see cref="Engine.CallbackFailed"/>.</summary>
     public sealed class CallbackFailure
     {
         internal CallbackFailure(int moduleId, CallbackKind kind, Exception exception)
@@ -160,7 +160,7 @@ namespace LumetraCore
 
         /// <summary>Ends the engine after running every conversion and notification already queued. Call it
         /// before the process ends and before the runtime unloads this assembly, and remove modules first:
-        /// they are neither told nor closed. Harmless without an engine.</summary>
+        /// they are neither notified nor closed. Harmless without an engine.</summary>
         public static void Destroy()
         {
             Native.LumetraCore_destroy();
@@ -315,7 +315,7 @@ namespace LumetraCore
         }
 
         /// <summary>Lists callback kinds, ascending for the engine.</summary>
-        /// <returns>The kinds, at most 256; null for a module that is unknown or cannot tell, and without an
+        /// <returns>The kinds, at most 256; null for a module that is unknown or lacks the function, and without an
         /// engine.</returns>
         public static CallbackKind[] GetSupportedCallbacks(int moduleId)
         {
@@ -449,7 +449,7 @@ namespace LumetraCore
             }
             catch (Exception)
             {
-                // It was told of a failure and failed; there is nobody left to tell.
+                // A subscriber that fails over a failure: there is nobody left to report it to.
             }
         }
     }

@@ -1,28 +1,40 @@
 /** @file
  * LumetraCore.h - the flat interface that a host drives, for C11 and C++17.
  *
- * Text is UTF-16 and ends with a 0 unit; null is an empty one. Text with an unpaired surrogate leaves the
- * call as std::range_error ("wstring_convert: to_bytes error") before anything else happens; a frame
- * or buffer that memory has no room for leaves it as std::bad_alloc. Nothing else is thrown, but for what a
- * module's own entry points throw, std::system_error where LumetraCore_initialize cannot start a thread, and
- * on Apple the system's error where capture devices change while LumetraCore_enumerateAVDevicesNative lists
- * them. Exceptions do not cross into C or managed code safely: check text and sizes before the call there.
- *
- * A function that names a "no engine" value returns it, and does nothing else, while there is none.
+ * Initialize, register a log sink, configure, register modules, push frames; remove the modules, destroy.
  * LumetraCore_initialize and LumetraCore_destroy must not overlap any other call; between the two any
  * thread may call. Configure, change callbacks and change modules between frames: doing so while frames
- * flow is safe, but which frames see the change is then not defined. */
+ * flow is safe, but which frames see the change is then not defined. A function that names a "no engine"
+ * value returns it, and does nothing else, while there is none.
+ *
+ * Text is UTF-16 and ends with a 0 unit; null is an empty one. Pointers are borrowed for the call, unless a
+ * parameter says otherwise.
+ *
+ * Exceptions: std::range_error ("wstring_convert: to_bytes error") for text with an unpaired surrogate,
+ * before anything else happens; std::bad_alloc for a frame or buffer that memory has no room for; what a
+ * module's own entry points throw; std::system_error where LumetraCore_initialize cannot start a thread;
+ * on Apple the system's error where capture devices change while they are listed. Nothing else. They do not
+ * cross into C or managed code safely: check text and sizes before the call there. */
 #ifndef LUMETRACORE_LUMETRACORE_H
 #define LUMETRACORE_LUMETRACORE_H
 
 #include <LumetraCore/LumetraTypes.h>
 
+/** Version of this interface: a greater MAJOR breaks hosts or modules, a greater MINOR adds to it. */
+#define LUMETRA_VERSION_MAJOR 0
+#define LUMETRA_VERSION_MINOR 1
+#define LUMETRA_VERSION_PATCH 0
+/** Versions as numbers that compare: `#if LUMETRA_VERSION >= LUMETRA_VERSION_NUMBER(0, 1, 0)`. */
+#define LUMETRA_VERSION_NUMBER(major, minor, patch) (10000 * (major) + 100 * (minor) + (patch))
+#define LUMETRA_VERSION \
+    LUMETRA_VERSION_NUMBER(LUMETRA_VERSION_MAJOR, LUMETRA_VERSION_MINOR, LUMETRA_VERSION_PATCH)
+
 /** Creates the engine: its workers, its event loop and its default log sink (standard output).
  *  A second call changes nothing. */
 LUMETRA_EXPORT void LumetraCore_initialize(void);
 
-/** Call it before the process ends. Ends the engine after running every conversion and notification already
- * queued. Harmless without an engine. Modules are neither told nor closed: remove them first. */
+/** Ends the engine after running every conversion and notification already queued. Call it before the
+ *  process ends; harmless without an engine. Modules are neither notified nor closed: remove them first. */
 LUMETRA_EXPORT void LumetraCore_destroy(void);
 
 /** Commands the engine (moduleId 0) or a module.
@@ -56,8 +68,9 @@ LUMETRA_EXPORT int LumetraCore_unregisterDllByName(const char16_t* name);
  *  For a module and CB_PUSHNATIVEIMAGE the engine hands out its own LUMETRA_PUSHFN in place of `function`
  *  and needs `user` to be null; a null `user` always reaches a module as the engine's address.
  *  @param function  the callback. On other threads it may still be running, or just begin, when it is
- * replaced or unregistered: what it uses must live until frames have ceased, at the latest until
- *                   LumetraCore_destroy has returned. Null is stored as it is: no log, or no text exchange
+ *                   replaced or unregistered: what it uses must live until frames have ceased, at the
+ *                   latest until LumetraCore_destroy has returned. Null is stored as it is: no log, or no
+ *                   text exchange
  *  @param user      stored, never passed to the engine's own callbacks
  *  @return engine: 1 stored, 0 kind not supported; module: its own result, 0 if it is unknown or takes no
  *          callbacks; no engine: 0 */
@@ -71,21 +84,21 @@ LUMETRA_EXPORT int LumetraCore_unregisterCallback(int32_t moduleId, LUMETRA_CBTY
 /** Lists callback kinds, ascending for the engine.
  *  @param kinds  the caller's array, filled from its first element; room for every kind (the engine
  *                writes 2); null is answered with 0
- *  @return how many were written; module: its own result, -1 if it is unknown or cannot tell;
+ *  @return how many were written; module: its own result, -1 if it is unknown or lacks the function;
  *          no engine: -1 */
 LUMETRA_EXPORT int32_t LumetraCore_getSupportedCallbacks(int32_t moduleId, LUMETRA_CBTYPE* kinds);
 
 /** Asks the engine (moduleId 0) or a module how it is.
- *  @return engine: STATUS_READY; module: its own status, STATUS_UNAVAILABLE if it is unknown or cannot
- *          tell; no engine: STATUS_UNAVAILABLE */
+ *  @return engine: STATUS_READY; module: its own status, STATUS_UNAVAILABLE if it is unknown or
+ *          lacks the function; no engine: STATUS_UNAVAILABLE */
 LUMETRA_EXPORT int32_t LumetraCore_getStatus(int32_t moduleId);
 
 /** Hands one camera frame to the engine, which copies the pixels before it returns.
  *  Width, height and format are those of the configuration. Push at most one frame a millisecond: of two
  *  that arrive in the same one only the later is kept, and it is converted twice (a flip undoes itself) and
  *  delivered twice, so that its pixels may change while modules look at them. A pusher far ahead of the
- * engine (more than 2,500 frames a second) waits in this call for up to 100 ms; the frame is taken all the
- * same.
+ *  engine (more than 2,500 frames a second) waits in this call for up to 100 ms; the frame is taken all
+ *  the same.
  *  @param data        borrowed: the frame in the configured format, then its smaller levels if any; null is
  *                     refused unless `size` is at most 0
  *  @param size        bytes at `data`; what exceeds the frame's buffer is left out, a negative count
@@ -109,8 +122,8 @@ LUMETRA_EXPORT void LumetraCore_passLogFromNativeLib(const char16_t* text);
 #define LUMETRA_DEVICE_TEXT_UNITS 1048576
 
 /** Describes the machine and the running program as JSON. Works without an engine.
- *  @param buffer  the caller's, filled with the text and a 0 unit; LUMETRA_DEVICE_TEXT_UNITS units; null is
- * left alone
+ *  @param buffer  the caller's, of LUMETRA_DEVICE_TEXT_UNITS units, filled with the text and a 0 unit; null
+ *                 is left alone
  *  @param unused  has no effect */
 LUMETRA_EXPORT void LumetraCore_getDeviceInfo(char16_t* buffer, int32_t unused);
 

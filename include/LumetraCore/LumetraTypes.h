@@ -35,7 +35,7 @@ typedef __CHAR16_TYPE__ char16_t;
 
 /** Result of LumetraCore_getStatus: at work. A module's own status may be any number. */
 #define STATUS_READY 1
-/** Result of LumetraCore_getStatus: no engine, no such module, or one that cannot tell. */
+/** Result of LumetraCore_getStatus: no engine, no such module, or one that lacks getStatus. */
 #define STATUS_UNAVAILABLE 3
 
 /** Pixel layout of a frame. Rows follow each other without padding, top row first. */
@@ -98,9 +98,9 @@ typedef const char16_t* (*LUMETRA_HOSTTEXTFN)(void* unused, const char16_t* text
  *
  *  With forwarding on a descriptor or an answer to it that is no JSON, nests deeper than 1,000 levels or
  *  holds an escape for half a character (an answer: outside "image") travels as "null"; the picture of a
- * frame whose JPEG exceeds 1,048,576 bytes is cut off there and does not decode whole. Throws, so catch on a
- * thread of your own: std::bad_alloc (no memory, or a size beyond 31 bits), std::range_error (descriptor or
- * reply is no valid text), and what the host's callback throws. */
+ *  frame whose JPEG exceeds 1,048,576 bytes is cut off there and does not decode whole. Throws, so catch on
+ *  a thread of your own: std::bad_alloc (no memory, or a size beyond 31 bits), std::range_error (descriptor
+ *  or reply is no valid text), and what the host's callback throws. */
 typedef int (*LUMETRA_PUSHFN)(void* context, const unsigned char* data, int size, const char* descriptor,
                               int frameIndex);
 

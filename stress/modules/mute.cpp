@@ -1,4 +1,4 @@
-// A module that cannot be told of frames, so that the engine logs a warning with every frame.
+// A module that takes no frames, so that the engine logs a warning with every frame.
 #include <LumetraCore/LumetraModule.h>
 
 std::int32_t getModuleID() {
