@@ -112,7 +112,7 @@ private:
     void reportMissing(LUMETRA_FNTYPE kind, const char* severity = "Warning: ");
 
     // modules/lifecycle.cpp
-    int removeModule(lumetra::ModuleTable::Entry module);
+    int removeModule(lumetra::ModuleTable::Entry entry);
 
     // modules/traffic.cpp
     void triggerDataNotification(std::uint64_t chunkId);

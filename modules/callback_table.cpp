@@ -39,6 +39,7 @@ bool CallbackTable::reset(LUMETRA_CBTYPE kind) {
 std::vector<LUMETRA_CBTYPE> CallbackTable::kinds() const {
     return m_callbacks.with([](const auto& callbacks) {
         std::vector<LUMETRA_CBTYPE> kinds;
+        kinds.reserve(callbacks.size());
         for (const auto& callback : callbacks) kinds.push_back(callback.first);
         return kinds;
     });

@@ -53,7 +53,7 @@ public:
 
     /// Closes a module's library, with the last call into it that still runs, and then drops its record; a
     /// module that has replaced it meanwhile is left alone.
-    void close(Entry module);
+    void close(Entry entry);
 
     /// Leaves every library open.
     ~ModuleTable();

@@ -52,7 +52,7 @@ public:
     VideoNode(const VideoCalls& calls, const std::string& path)
         : m_calls(calls),
           m_fd(uninterrupted([&] { return calls.open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC); })) {}
-    ~VideoNode() {
+    ~VideoNode() {  // NOLINT(bugprone-exception-escape): the system's functions do not throw
         if (isOpen()) m_calls.close(m_fd);
     }
     VideoNode(const VideoNode&) = delete;
@@ -202,6 +202,7 @@ std::vector<std::string> nodePaths(const VideoCalls& calls) {
 // Shares the room out, so that one device with an endless list takes nothing from the others.
 void fitIntoListing(std::vector<CaptureDevice>& devices) {
     std::vector<std::vector<CaptureProfile>*> lists;
+    lists.reserve(devices.size());
     for (CaptureDevice& device : devices) lists.push_back(&device.profiles);
     std::sort(lists.begin(), lists.end(), [](auto* a, auto* b) { return a->size() < b->size(); });
 
@@ -217,6 +218,7 @@ std::vector<std::string> namesIn(const char* directory) {
     std::vector<std::string> names;
     const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(directory), closedir);
     if (entries == nullptr) return names;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): safe on a stream that nobody else reads
     while (const dirent* entry = readdir(entries.get())) names.emplace_back(entry->d_name);
     return names;
 }

@@ -75,8 +75,9 @@ void plainOfSamples(Block& samples, const Block& divisors, QuantisedBlock& quant
 void plainOfGrey(const unsigned char* pixels, std::size_t stride, const Block& divisors,
                  QuantisedBlock& quantised) {
     Block samples;
-    for (std::size_t i = 0; i < BLOCK_SIZE; ++i)
-        samples[i] = static_cast<float>(pixels[i / BLOCK_SIDE * stride + i % BLOCK_SIDE]) - 128.0f;
+    for (std::size_t row = 0; row < BLOCK_SIDE; ++row)
+        for (std::size_t column = 0; column < BLOCK_SIDE; ++column)
+            samples[row * BLOCK_SIDE + column] = static_cast<float>(pixels[row * stride + column]) - 128.0f;
     plainOfSamples(samples, divisors, quantised);
 }
 
