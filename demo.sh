@@ -7,10 +7,22 @@ here=$(dirname "$(readlink -f "$0")")
     libcpp-httplib-dev pkg-config libjpeg-dev libpng-dev >&2
 
 build="$here/build/demo"
+log="$build/build.log"
+# On a terminal Ninja rewrites one line; elsewhere every tenth step is a line.
+run_build() {
+    if [ -t 2 ]; then
+        cmake --build "$build" >&2
+        return
+    fi
+    rm -f "$build/failed"
+    { cmake --build "$build" 2>&1 || touch "$build/failed"; } | tee "$log" | sed -un '/^\[[1-9][0-9]*0\//p' >&2
+    [ ! -e "$build/failed" ] || { tail -n 40 "$log" >&2; return 1; }
+}
 mkdir -p "$build"
-(cd "$here" && cmake --preset release -B "$build" -DLUMETRA_BUILD_TESTS=OFF -DLUMETRA_BUILD_BENCH=OFF \
-    -DLUMETRA_BUILD_STRESS=OFF &&
-    cmake --build "$build") > "$build/build.log" 2>&1 || { tail -n 40 "$build/build.log" >&2; exit 1; }
+echo "Building $build, which takes a few minutes the first time" >&2
+cmake -G Ninja -S "$here" -B "$build" > "$log" 2>&1 || { tail -n 40 "$log" >&2; exit 1; }
+grep 'left out:' "$log" >&2 || true
+run_build
 
 [ $# -gt 0 ] || set -- --seconds 10 --sheet contact-sheet.png
 exec "$build/bin/lumetra-play" "$@"
