@@ -2,6 +2,7 @@
 #include <LumetraCore/LumetraCore.h>
 #include <LumetraCore/LumetraModule.h>
 #include <LumetraCore/PGM_FUNCTIONS.h>
+#include <LumetraCore/TextResults.h>
 #include <LumetraCore/utf_conversion.h>
 
 static_assert(sizeof(LUMETRA_CMDTYPE) == 4 && sizeof(LUMETRA_CBTYPE) == 4, "enumerations cross as 32 bits");

@@ -1,4 +1,4 @@
-// support_test.cpp - what the shipped modules share.
+// support_test.cpp - what the shipped modules share, and the public header for their results.
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "LumetraCore/TextResults.h"
 #include "plugins/support/frame_times.h"
 #include "plugins/support/host_log.h"
 #include "plugins/support/json_members.h"
@@ -127,6 +128,22 @@ TEST(FrameTimes, HavePercentilesThatAreValuesOfTheirOwn) {
     EXPECT_EQ(40, percentile(values, 100));
     EXPECT_EQ(10, percentile(std::vector<std::int64_t>{10}, 1));
     EXPECT_EQ(0, percentile({}, 99));
+}
+
+TEST(TextResults, ReachTheHostUntilItTakesItsFunctionBack) {
+    lumetra::TextResults results;
+    EXPECT_FALSE(results.write("{}"));
+    std::string heard;
+    const LUMETRA_TEXTRESULTFN listen = [](void* user, const char* text) {
+        static_cast<std::string*>(user)->append(text);
+        if (std::string(text) == "[]") throw std::runtime_error("not an object");
+    };
+    results.set(reinterpret_cast<void*>(listen), &heard);
+    EXPECT_TRUE(results.write("{}"));
+    EXPECT_FALSE(results.write("[]")) << "what the host throws ends there";
+    results.set(nullptr, nullptr);
+    EXPECT_FALSE(results.write("{}"));
+    EXPECT_EQ("{}[]", heard);
 }
 
 }  // namespace
