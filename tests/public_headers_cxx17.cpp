@@ -1,5 +1,6 @@
 // Compiled as C++17, the standard that hosts and modules may still be on.
 #include <LumetraCore/LumetraCore.h>
+#include <LumetraCore/FrameMailbox.h>
 #include <LumetraCore/LumetraModule.h>
 #include <LumetraCore/PGM_FUNCTIONS.h>
 #include <LumetraCore/TextResults.h>
