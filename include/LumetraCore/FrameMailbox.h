@@ -5,8 +5,8 @@
 ///     lumetra::FrameMailbox mailbox;
 ///
 ///     void initialize(const char*) { mailbox.start(work); }   // void work(std::uint64_t, const IChnk&)
-///     void notifyNewData(std::uint64_t id, std::shared_ptr<IChnk> chunk) { mailbox.put(id,
-///     std::move(chunk)); } void destroy() { mailbox.stop(); }
+///     void notifyNewData(std::uint64_t id, std::shared_ptr<IChnk> chunk) { mailbox.put(id, chunk); }
+///     void destroy() { mailbox.stop(); }
 ///
 /// One frame may wait. A newer one takes its place, and the one that waited is skipped, so that work never
 /// falls behind: it sees fewer frames, each of them recent. The pixels are not copied: the frame is held
@@ -37,8 +37,8 @@ public:
     /// What is done with a frame, on the worker, one frame at a time. The frame is borrowed for the call, and
     /// other modules see it too: do not write to it. An exception costs that frame only, see Failure.
     using Work = std::function<void(std::uint64_t chunkId, const IChnk& chunk)>;
-    /// Told, on the worker, what the work threw: what() of a std::exception, else "unknown exception". What
-    /// it throws itself is dropped.
+    /// Called on the worker with what the work threw: what() of a std::exception, else "unknown exception".
+    /// What it throws itself is dropped.
     using Failure = std::function<void(const char* what)>;
 
     /// Each frame that was put while it ran ends in one of the other three, at the latest by stop().

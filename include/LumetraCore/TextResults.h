@@ -15,9 +15,8 @@
 ///
 ///     "frame"     integer: IChnk::frameIndex of the frame that was looked at
 ///     "width", "height"  integers: that frame's size, in whose pixels the points below are
-///     "outlines"  array of {"label": string, "points": [[x, y], ...]}: closed lines to draw over the
-///     picture.
-///                 The top left corner of the frame is 0, 0, and the centre of its first pixel 0.5, 0.5.
+///     "outlines"  array of {"label": string, "points": [[x, y], ...]}: closed lines to draw over the frame,
+///                 whose top left corner is 0, 0; the centre of its first pixel is 0.5, 0.5.
 #ifndef LUMETRACORE_TEXTRESULTS_H
 #define LUMETRACORE_TEXTRESULTS_H
 
