@@ -3,6 +3,7 @@
 set -eu
 cd "$(dirname "$(readlink -f "$0")")"
 tools/install_packages.sh g++ cmake ninja-build binutils clang lld llvm libxml2-utils pkg-config dpkg-dev file \
+    doxygen help2man lintian bash-completion python3 \
     rapidjson-dev nlohmann-json3-dev libgtest-dev libgmock-dev libcli11-dev libcpp-httplib-dev libelf-dev libpng-dev \
     libjpeg-dev libavformat-dev libavcodec-dev libavdevice-dev libswscale-dev libavutil-dev ffmpeg \
     gobjc++-12 libgnustep-base-dev gnustep-make mono-mcs mono-runtime libmono-system-core4.0-cil >&2

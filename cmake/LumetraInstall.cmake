@@ -1,7 +1,5 @@
-# What `cmake --install` puts where, and what CPack makes of it: an archive, and a Debian package for running
-# programs beside one for building them. All of it finds its parts relative to itself, so that a folder may be
-# moved after installing.
-include(GNUInstallDirs)
+# What `cmake --install` puts where, by components: Runtime, Development, Documentation; the tools' and the modules' own
+# rules are with them. All of it finds its parts relative to itself, so that a folder may be moved after installing.
 include(CMakePackageConfigHelpers)
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
     message(FATAL_ERROR "the installation may be moved: CMAKE_INSTALL_LIBDIR and CMAKE_INSTALL_INCLUDEDIR are "
@@ -20,7 +18,8 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/LumetraCore DESTINATION ${CMAKE_
 
 install(EXPORT LumetraCoreTargets NAMESPACE LumetraCore:: DESTINATION ${package_dir} COMPONENT Development)
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/LumetraCoreConfig.cmake.in
-    ${generated_dir}/LumetraCoreConfig.cmake INSTALL_DESTINATION ${package_dir})
+    ${generated_dir}/LumetraCoreConfig.cmake INSTALL_DESTINATION ${package_dir}
+    PATH_VARS LUMETRA_MODULE_INSTALL_DIRECTORY)
 write_basic_package_version_file(${generated_dir}/LumetraCoreConfigVersion.cmake
     COMPATIBILITY SameMajorVersion)
 install(FILES
@@ -41,38 +40,14 @@ if(NOT APPLE)
         COMPONENT Development)
 endif()
 
-if(PROJECT_IS_TOP_LEVEL)
-    set(CPACK_GENERATOR TGZ)
-    set(CPACK_PACKAGE_NAME LumetraCore)
-    set(CPACK_PACKAGE_VENDOR LumetraCore)
-    set(CPACK_PACKAGE_CONTACT "LumetraCore developers <lumetracore@localhost>")
-    set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "camera frames as grey pyramids for plug-in modules")
-    set(CPACK_SYSTEM_NAME ${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR})
-    set(CPACK_PACKAGE_CHECKSUM SHA256)
-    set(CPACK_STRIP_FILES ON)
-    set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
-        OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-
-    # The library's number is in its package's name, so that two of them can be installed at once.
-    if(NOT APPLE AND NOT CMAKE_CROSSCOMPILING)  # what another machine's package depends on is unknown here
-        list(APPEND CPACK_GENERATOR DEB)
-    endif()
-    set(runtime_package liblumetracore${PROJECT_VERSION_MAJOR})
-    set(CPACK_DEB_COMPONENT_INSTALL ON)
-    set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-    set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-    set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
-    set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-    set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-    set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
-"A host pushes the frames of its camera in; LumetraCore turns each into 8-bit
-grey with a pyramid of eight levels on a pool of workers and hands it to
-every loaded plug-in module.")
-    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME liblumetracore-dev)
-    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION})")
-    set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-"The headers of LumetraCore for hosts and modules, and what CMake and
-pkg-config need to find it.")
-    include(CPack)
+# As in the sources, so that links between the documents hold.
+set(documents ${CMAKE_INSTALL_DATADIR}/doc/lumetracore)
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${documents}
+    COMPONENT Documentation)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples ${PROJECT_SOURCE_DIR}/bindings
+    ${PROJECT_SOURCE_DIR}/plugins
+    DESTINATION ${documents} COMPONENT Documentation
+    PATTERN Doxyfile EXCLUDE PATTERN reference.md EXCLUDE PATTERN "__pycache__" EXCLUDE)
+if(TARGET reference)
+    install(DIRECTORY ${PROJECT_BINARY_DIR}/reference DESTINATION ${documents} COMPONENT Documentation OPTIONAL)
 endif()

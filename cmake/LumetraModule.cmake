@@ -41,3 +41,16 @@ function(lumetra_add_module name)
         $<TARGET_PROPERTY:LumetraCore::LumetraCore,INTERFACE_INCLUDE_DIRECTORIES>)
     lumetra_unloadable(${name})
 endfunction()
+
+#   lumetra_install_module(NAME)
+#
+# has it installed as NAME.framework/NAME below LUMETRA_MODULE_INSTALL_DIRECTORY, by default the folder below the prefix
+# in which the tools of a LumetraCore that is installed there look for modules.
+function(lumetra_install_module name)
+    if(APPLE)
+        install(TARGETS ${name} FRAMEWORK DESTINATION ${LUMETRA_MODULE_INSTALL_DIRECTORY} COMPONENT Modules)
+    else()
+        install(TARGETS ${name} COMPONENT Modules
+            LIBRARY DESTINATION ${LUMETRA_MODULE_INSTALL_DIRECTORY}/${name}.framework)
+    endif()
+endfunction()

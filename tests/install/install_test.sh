@@ -94,21 +94,26 @@ unset LD_LIBRARY_PATH
 quietly cpack --config "$build/CPackConfig.cmake" -B "$temporary/packages"
 mkdir "$temporary/archive"
 tar -xzf "$temporary/packages/"LumetraCore-*.tar.gz -C "$temporary/archive" --strip-components=1
-dpkg-deb -x "$temporary/packages/$runtime_package"_*.deb "$temporary/runtime"
-dpkg-deb -x "$temporary/packages/"liblumetracore-dev_*.deb "$temporary/development"
 [ "$(files_in "$temporary/archive")" = "$(files_in "$prefix")" ] ||
     fail "the archive differs from the installation"
-(cd "$temporary/runtime/usr" && find . -name "$soname*" | sort) > "$temporary/library_files"
+dpkg-deb -x "$temporary/packages/$runtime_package"_*.deb "$temporary/runtime"
+(cd "$temporary/runtime/usr" && find . -name "$soname*" -o -name changelog.gz | sort) > "$temporary/library_files"
 [ "$(files_in "$temporary/runtime/usr")" = "$(cat "$temporary/library_files")" ] ||
     fail "more than the library is in its package"
-cp -r "$temporary/development" "$temporary/both"
-cp -r "$temporary/runtime/." "$temporary/both"
-[ "$(files_in "$temporary/both/usr")" = "$(files_in "$prefix")" ] ||
-    fail "the packages differ from the installation"
-for folder in archive both; do
+for package in "$temporary/packages/"*.deb; do
+    dpkg-deb -x "$package" "$temporary/all"
+done
+for folder in archive all; do
     knows_nothing_of_the_build "$temporary/$folder"
     is_the_library_as_shipped "$(find "$temporary/$folder" -name "$soname")"
 done
+# What Debian alone has otherwise.
+find "$temporary/all" -name changelog.gz -delete
+find "$temporary/all" -name '*.1.gz' -exec gunzip {} +
+mkdir -p "$temporary/all/usr/lib/pkgconfig"
+find "$temporary/all" -name '*.pc' -exec mv -n {} "$temporary/all/usr/lib/pkgconfig" \;
+[ "$(files_in "$temporary/all/usr")" = "$(files_in "$prefix")" ] ||
+    fail "the packages differ from the installation"
 field() { # PACKAGE FIELD
     dpkg-deb -f "$temporary/packages/$1"_*.deb "$2"
 }

@@ -32,7 +32,7 @@ fs::path moduleFile(const fs::path& folder, const std::string& name) {
 std::string folderOfModule(const std::string& name, const std::string& requested) {
     std::error_code error;
     if (!requested.empty() && fs::exists(moduleFile(requested, name), error)) return requested;
-    for (const char* place : {"../modules", "../lib/lumetra/modules", "../../modules"}) {
+    for (const char* place : {"../modules", LUMETRA_MODULES_FROM_PROGRAM, "../../modules"}) {
         const fs::path folder = fs::weakly_canonical(fs::path(programFolder()) / place, error);
         if (!error && fs::exists(moduleFile(folder, name), error)) return folder.string();
     }

@@ -1,0 +1,37 @@
+# Run by CPack before it makes packages: what Debian wants in a package and nobody else in an installation.
+if(NOT CPACK_GENERATOR STREQUAL "DEB")
+    return()
+endif()
+find_program(gzip gzip REQUIRED)
+
+function(compress file)
+    execute_process(COMMAND ${gzip} -9nf ${file} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+string(TIMESTAMP now "%a, %d %b %Y %H:%M:%S +0000" UTC)
+file(GLOB components LIST_DIRECTORIES ON ${CPACK_TEMPORARY_DIRECTORY}/*)
+foreach(component IN LISTS components)
+    cmake_path(GET component FILENAME name)
+    string(TOUPPER ${name} upper)
+    set(package ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
+    set(changelog ${component}/usr/share/doc/${package}/changelog)
+    file(WRITE ${changelog} "lumetracore (${CPACK_PACKAGE_VERSION}) unstable; urgency=medium\n\n"
+        "  * What has changed stands in CHANGELOG.md of lumetracore-doc.\n\n"
+        " -- ${CPACK_PACKAGE_CONTACT}  ${now}\n")
+    compress(${changelog})
+    if(EXISTS ${CPACK_LUMETRA_LICENCE})
+        file(COPY_FILE ${CPACK_LUMETRA_LICENCE} ${component}/usr/share/doc/${package}/copyright)
+    endif()
+    # Where a cross-compiler's pkg-config looks too.
+    if(EXISTS ${component}/usr/lib/pkgconfig AND CPACK_LUMETRA_MULTIARCH)
+        set(pc ${component}/usr/lib/${CPACK_LUMETRA_MULTIARCH}/pkgconfig/LumetraCore.pc)
+        file(READ ${component}/usr/lib/pkgconfig/LumetraCore.pc text)
+        file(REMOVE_RECURSE ${component}/usr/lib/pkgconfig)
+        string(REGEX REPLACE "^prefix=[^\n]*" "prefix=\${pcfiledir}/../../.." text "${text}")
+        file(WRITE ${pc} "${text}")
+    endif()
+    file(GLOB pages ${component}/usr/share/man/man*/*.[0-9])
+    foreach(page IN LISTS pages)
+        compress(${page})
+    endforeach()
+endforeach()
