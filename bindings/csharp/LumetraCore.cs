@@ -233,8 +233,9 @@ namespace LumetraCore
         }
 
         /// <summary>Sends the log of the engine (<paramref name="moduleId"/> 0) or of a module to
-        /// <paramref name="handler"/>, in place of the one before. The handler is kept until it is replaced or
-        /// unregistered; it may still be running, on other threads, when this returns.</summary>
+        /// <paramref name="handler"/>, in place of the one before, which still hears what is logged of the change.
+        /// The handler is kept until it is replaced or unregistered; it may still be running, on other threads,
+        /// when this returns.</summary>
         /// <returns>The engine's or module's result: 1 taken, 0 not. At 0 the one before stays.</returns>
         /// <exception cref="InvalidOperationException">More than 15 modules have had a log handler; the places
         /// are kept for the life of the process, since a module may log at any time.</exception>
@@ -497,15 +498,16 @@ namespace LumetraCore
                 if (place < 0) throw new InvalidOperationException("No place for another log.");
                 before = handlers[place];
                 owners[place] = moduleId;
-                Volatile.Write(ref handlers[place], handler);
+                // All share one native function: the call itself is for the one before to hear.
+                if (before == null) Volatile.Write(ref handlers[place], handler);
             }
             int result = Native.LumetraCore_registerCallback(moduleId, (int)CallbackKind.Log,
                 Marshal.GetFunctionPointerForDelegate(thunks[place]), IntPtr.Zero);
-            if (result != 0) return result;
             lock (registration)
             {
-                Volatile.Write(ref handlers[place], before);
-                if (isNew) owners[place] = Nobody;
+                if (result != 0) Volatile.Write(ref handlers[place], handler);
+                else if (handlers[place] == handler) Volatile.Write(ref handlers[place], before);
+                if (result == 0 && isNew) owners[place] = Nobody;
             }
             return result;
         }

@@ -25,10 +25,10 @@ static class BindingTest
         namesFile = arguments[0];
         Action[] tests = {
             BindsEveryExportedFunction, RefusesBadTextBeforeTheCall, AnswersWithoutAnEngine, ReadsDeviceTexts,
-            CarriesTextWholeToTheLog, KeepsARawDelegateAlive, ListsCallbacksAndStatuses, TakesAFrameToAModule,
-            SurvivesCollectionsUnderForeignThreads, ContainsWhatLogHandlersThrow, ExchangesDescriptors,
-            KeepsTheDescriptorWhenAHandlerFails, ChangesTheHostTextWhileItsChangeIsLogged,
-            GivesNoPlaceToARefusedModuleLog
+            CarriesTextWholeToTheLog, TellsTheOldLogOfItsReplacement, KeepsARawDelegateAlive,
+            ListsCallbacksAndStatuses, TakesAFrameToAModule, SurvivesCollectionsUnderForeignThreads,
+            ContainsWhatLogHandlersThrow, ExchangesDescriptors, KeepsTheDescriptorWhenAHandlerFails,
+            ChangesTheHostTextWhileItsChangeIsLogged, GivesNoPlaceToARefusedModuleLog
         };
         foreach (Action test in tests)
         {
@@ -108,6 +108,17 @@ static class BindingTest
         log.Clear();
         Engine.Log("this line belongs on standard output");
         Same("", string.Join("|", log));
+    }
+
+    static void TellsTheOldLogOfItsReplacement()
+    {
+        List<string> before = Start();
+        var after = new List<string>();
+        before.Clear();
+        Same("1", Engine.RegisterLog(0, (level, text) => after.Add(text)).ToString());
+        Engine.Log("for the new one");
+        Same("Registering Callback!", string.Join("|", before));
+        Same("for the new one", string.Join("|", after));
     }
 
     [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
