@@ -24,10 +24,14 @@
 #define LUMETRA_VERSION_MAJOR 0
 #define LUMETRA_VERSION_MINOR 1
 #define LUMETRA_VERSION_PATCH 0
-/** Versions as numbers that compare: `#if LUMETRA_VERSION >= LUMETRA_VERSION_NUMBER(0, 1, 0)`. */
-#define LUMETRA_VERSION_NUMBER(major, minor, patch) (10000 * (major) + 100 * (minor) + (patch))
+/** One number that compares: 100 for 0.1.0, 10203 for 1.2.3. */
+#define LUMETRA_VERSION_NUMBER \
+    (10000 * LUMETRA_VERSION_MAJOR + 100 * LUMETRA_VERSION_MINOR + LUMETRA_VERSION_PATCH)
+/** As a text: "0.1.0". */
 #define LUMETRA_VERSION \
-    LUMETRA_VERSION_NUMBER(LUMETRA_VERSION_MAJOR, LUMETRA_VERSION_MINOR, LUMETRA_VERSION_PATCH)
+    LUMETRA_VERSION_TEXT(LUMETRA_VERSION_MAJOR, LUMETRA_VERSION_MINOR, LUMETRA_VERSION_PATCH)
+#define LUMETRA_VERSION_TEXT(major, minor, patch) LUMETRA_VERSION_JOIN(major, minor, patch)
+#define LUMETRA_VERSION_JOIN(major, minor, patch) #major "." #minor "." #patch
 
 /** Creates the engine: its workers, its event loop and its default log sink (standard output).
  *  A second call changes nothing. */

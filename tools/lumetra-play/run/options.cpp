@@ -1,6 +1,8 @@
 // options.cpp - the command line by CLI11, and the small languages of single options.
 #include "tools/lumetra-play/run/options.h"
 
+#include <LumetraCore/LumetraCore.h>
+
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <filesystem>

@@ -1,6 +1,8 @@
 // summary.cpp - figures as lines of text and as members of a document.
 #include "tools/lumetra-play/view/summary.h"
 
+#include <LumetraCore/LumetraCore.h>
+
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
