@@ -32,6 +32,7 @@
 
 namespace lumetra {
 
+/// Room for one frame and the worker that takes it.
 class FrameMailbox {
 public:
     /// What is done with a frame, on the worker, one frame at a time. The frame is borrowed for the call, and
@@ -105,6 +106,7 @@ public:
         m_changed.wait(lock, [&] { return m_counts.done + m_counts.failed + m_counts.skipped >= put; });
     }
 
+    /// Since it was made.
     Counts counts() const {
         const std::lock_guard<std::mutex> lock(m_mutex);
         return m_counts;

@@ -22,16 +22,18 @@
 
 /** Version of this interface: a greater MAJOR breaks hosts or modules, a greater MINOR adds to it. */
 #define LUMETRA_VERSION_MAJOR 0
-#define LUMETRA_VERSION_MINOR 1
-#define LUMETRA_VERSION_PATCH 0
+#define LUMETRA_VERSION_MINOR 1 /**< see LUMETRA_VERSION_MAJOR */
+#define LUMETRA_VERSION_PATCH 0 /**< a greater one mends */
 /** One number that compares: 100 for 0.1.0, 10203 for 1.2.3. */
 #define LUMETRA_VERSION_NUMBER \
     (10000 * LUMETRA_VERSION_MAJOR + 100 * LUMETRA_VERSION_MINOR + LUMETRA_VERSION_PATCH)
 /** As a text: "0.1.0". */
 #define LUMETRA_VERSION \
     LUMETRA_VERSION_TEXT(LUMETRA_VERSION_MAJOR, LUMETRA_VERSION_MINOR, LUMETRA_VERSION_PATCH)
+/** @cond */
 #define LUMETRA_VERSION_TEXT(major, minor, patch) LUMETRA_VERSION_JOIN(major, minor, patch)
 #define LUMETRA_VERSION_JOIN(major, minor, patch) #major "." #minor "." #patch
+/** @endcond */
 
 /** Creates the engine: its workers, its event loop and its default log sink (standard output).
  *  A second call changes nothing. */
