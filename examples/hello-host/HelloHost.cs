@@ -1,25 +1,28 @@
-// Host.cs - a small host in C#: it pushes a moving bar, prints what the module FrameMonitor saw of it, and
-// lists the capture devices. Usage: Host.exe [FOLDER-WITH-NAME.framework-FOLDERS]
+// HelloHost.cs - a whole host in C#: it pushes a moving bar and prints what the module FrameMonitor saw of it.
+// Usage: HelloHost.exe FOLDER-OF-MODULES
 using System;
 using System.IO;
 using System.Threading;
 using LumetraCore;
 
-static class Host
+static class HelloHost
 {
     const int Width = 320, Height = 240, Frames = 60, FrameMilliseconds = 16;
-    const Command ReportCommand = Command.ModuleFirst;  // FrameMonitor's own
+    const Command ReportCommand = Command.ModuleFirst;  // FrameMonitor's own: a line of JSON to its log
 
     static int Main(string[] arguments)
     {
-        // Modules are found from the working folder.
-        if (arguments.Length > 0) Directory.SetCurrentDirectory(arguments[0]);
-
+        if (arguments.Length != 1)
+        {
+            Console.Error.WriteLine("usage: HelloHost.exe FOLDER-OF-MODULES");
+            return 2;
+        }
         Engine.CallbackFailed += failure => Console.Error.WriteLine("A callback failed: " + failure.Exception);
-        Engine.Initialize();
+        Engine.Initialize();  // before the folder changes: the loader's path to the library may begin here
         try
         {
-            Engine.RegisterLog(Engine.EngineModuleId, (level, text) => Console.Error.WriteLine("log: " + text));
+            Directory.SetCurrentDirectory(arguments[0]);  // on Linux modules are found from the working folder
+            Engine.RegisterLog(Engine.EngineModuleId, (level, text) => Console.Error.WriteLine(text));
             Engine.Configure(Width, Height, ImageFormat.Rgb, ConversionFlags.Gray);
             int monitor = Engine.RegisterModule("FrameMonitor");
             if (monitor < 1)
@@ -32,7 +35,6 @@ static class Host
             PushScene();
             Engine.Send(monitor, ReportCommand, "");
             Engine.UnregisterModule(monitor);
-            Console.WriteLine(Engine.EnumerateDevices());
             return 0;
         }
         finally
