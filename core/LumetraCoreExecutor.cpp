@@ -56,10 +56,9 @@ void LumetraCoreExecutor::runEventLoop() {
 // Frees memory that nobody needs any more. Returns when there may be more of it.
 MessageQueue::SteadyTime LumetraCoreExecutor::tidyUp() {
     const Moment now = Moment::now();
-    while (m_chunks.dropOldPixels(now.wallMs())) {
-    }
+    const bool moreMayGrowOld = m_chunks.dropOldPixels(now.wallMs());
     const auto buffersIdle = m_frameBuffers->trim(now.steady);
-    if (!m_chunks.mayHaveOldPixels()) return buffersIdle;
+    if (!moreMayGrowOld) return buffersIdle;
     return std::min(buffersIdle, now.steady + LONGEST_SLEEP_WITH_FRAMES);
 }
 

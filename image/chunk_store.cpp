@@ -52,23 +52,28 @@ bool ChunkStore::forget(State& state, std::uint64_t id) {
 }
 
 bool ChunkStore::dropOldPixels(std::uint64_t nowMs) {
-    const Pixels past = m_state.with([nowMs](State& state) {
-        // One whose chunk has gone, or has no pixels to drop any more, would be looked at for ever.
-        std::erase_if(state.expected,
-                      [&](std::uint64_t id) { return isPast(nowMs, id) && !isPushed(state, id); });
-        for (auto id = state.expected.begin(); id != state.expected.end(); ++id) {
-            if (Pixels pixels = takePixelsIfPast(state, *id, nowMs)) {
-                state.expected.erase(id);
-                return pixels;
-            }
-        }
-        return Pixels();
-    });
-    return past != nullptr;
+    for (;;) {
+        Pixels past;
+        const bool expectsMore = m_state.with([&](State& state) {
+            past = takeOldPixels(state, nowMs);
+            return !state.expected.empty();
+        });
+        if (past == nullptr) return expectsMore;
+    }
 }
 
-bool ChunkStore::mayHaveOldPixels() const {
-    return m_state.with([](const State& state) { return !state.expected.empty(); });
+// Those of one frame, null if there is none.
+ChunkStore::Pixels ChunkStore::takeOldPixels(State& state, std::uint64_t nowMs) {
+    // One whose chunk has gone, or has no pixels to drop any more, would be looked at for ever.
+    std::erase_if(state.expected,
+                  [&](std::uint64_t id) { return isPast(nowMs, id) && !isPushed(state, id); });
+    for (auto id = state.expected.begin(); id != state.expected.end(); ++id) {
+        if (Pixels pixels = takePixelsIfPast(state, *id, nowMs)) {
+            state.expected.erase(id);
+            return pixels;
+        }
+    }
+    return nullptr;
 }
 
 bool ChunkStore::isPushed(const State& state, std::uint64_t id) {

@@ -46,11 +46,9 @@ public:
     void forgetConversion(std::uint64_t id);
     /// Notes that it begins. The pixels of a frame that is past are dropped instead of converted.
     void conversionBegins(std::uint64_t id, std::uint64_t nowMs);
-    /// Drops the pixels of one past frame whose conversion still waits and that nobody else holds. False if
-    /// there is none.
+    /// Drops the pixels of past frames whose conversion still waits and that nobody else holds. True if
+    /// there may be more later without anything else being asked of the store.
     bool dropOldPixels(std::uint64_t nowMs);
-    /// Whether there may be one later without anything else being asked of the store.
-    bool mayHaveOldPixels() const;
 
     /// A conversion while it runs. Conversions of one chunk wait for each other: two frames of one
     /// millisecond have one chunk, but each has a conversion of its own.
@@ -91,6 +89,7 @@ private:
 
     static bool forget(State& state, std::uint64_t id);
     static Pixels takePixelsIfPast(State& state, std::uint64_t id, std::uint64_t nowMs);
+    static Pixels takeOldPixels(State& state, std::uint64_t nowMs);
     static bool isPushed(const State& state, std::uint64_t id);
 
     Synchronized<State> m_state;
