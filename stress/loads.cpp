@@ -97,7 +97,7 @@ void playBehind(const char16_t* behaviour, const char* title, const Settings& se
     verdict.atMost("MB", peakMb, memoryBound(RATE, camera));
     LumetraCore_unregisterDllByName(u"Misbehaving");
     msUntil([] { return !isMapped(u"Misbehaving"); });
-    const Listener listener(u"Telling5", FRAMES_AFTERWARDS);
+    const Listener listener(u"Listening5", FRAMES_AFTERWARDS);
     pause(1000);
     camera.play(0, FRAMES_AFTERWARDS, RATE);
     Listener::requireAll({&listener}, 0, FRAMES_AFTERWARDS, verdict);
