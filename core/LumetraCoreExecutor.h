@@ -102,10 +102,6 @@ private:
     void convertImageData(unsigned long long id, LUMETRA_CONVERSIONMODIFIER flags);
     void convertQueued(std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags);
 
-    // image/intake.cpp
-    lumetra::Chunk pushedChunk(const ICfg& cfg, const unsigned char* data, int size, const char* descriptor,
-                               int frameIndex);
-
     // modules/registry.cpp
     void resolveEntryPoints(dllstruct& module);
     std::int32_t askModuleId(const dllstruct& module);

@@ -114,6 +114,23 @@ void dumpLevels(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, const std:
     }
 }
 
+void convertStored(ChunkStore& chunks, std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags,
+                   const Configuration& configuration, const std::function<void()>& reportStep) {
+    ChunkStore::Conversion conversion(chunks, id);
+    IChnk* const chunk = conversion.chunk();
+    if (chunk == nullptr) return;
+
+    const auto cfg = configuration.snapshot();
+    const ConversionPlan plan = planConversion(*chunk, flags, cfg->mipMap);
+    if (conversion.hasPixels()) {
+        convert(*chunk, plan);
+        conversion.pixelsAreDone();
+    }
+    for (int i = 0; i < plan.unsupportedSteps; ++i) reportStep();
+    if (conversion.hasPixels() && wants(flags, LUMETRA_CONVERT_DEBUGDUMP))
+        dumpLevels(*chunk, flags, cfg->writablepath);
+}
+
 }  // namespace lumetra
 
 using namespace lumetra;
@@ -126,17 +143,5 @@ void LumetraCoreExecutor::convertQueued(std::uint64_t id, LUMETRA_CONVERSIONMODI
 
 void LumetraCoreExecutor::convertImageData(unsigned long long id, LUMETRA_CONVERSIONMODIFIER flags) {
     const MessageAtExit notify(*this, {MSG_NOTIFY, id});
-    ChunkStore::Conversion conversion(m_chunks, id);
-    IChnk* const chunk = conversion.chunk();
-    if (chunk == nullptr) return;
-
-    const auto cfg = m_imgCfg.snapshot();
-    const ConversionPlan plan = planConversion(*chunk, flags, cfg->mipMap);
-    if (conversion.hasPixels()) {
-        convert(*chunk, plan);
-        conversion.pixelsAreDone();
-    }
-    for (int i = 0; i < plan.unsupportedSteps; ++i) logViaCallback("NOT IMPLEMENTED!");
-    if (conversion.hasPixels() && (flags & LUMETRA_CONVERT_DEBUGDUMP) != 0)
-        dumpLevels(*chunk, flags, cfg->writablepath);
+    convertStored(m_chunks, id, flags, m_imgCfg, [this] { logViaCallback("NOT IMPLEMENTED!"); });
 }

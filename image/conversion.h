@@ -5,9 +5,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "LumetraCore/IChnk.h"
+#include "core/configuration.h"
+#include "image/chunk_store.h"
 #include "image/grey/grey_kernels.h"
 
 namespace lumetra {
@@ -32,6 +35,12 @@ ConversionPlan planConversion(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER fla
 
 /// Carries the plan out in place.
 void convert(IChnk& chunk, const ConversionPlan& plan);
+
+/// Plans and carries out the conversion of the frame under an id, and dumps it if the flags ask for that.
+/// Pixels that were dropped are left alone, and where there is no frame nothing is done.
+/// @param reportStep  called for each step that is left out, before the conversion counts as over
+void convertStored(ChunkStore& chunks, std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags,
+                   const Configuration& configuration, const std::function<void()>& reportStep);
 
 /// Writes the levels of a grey or RGB chunk, level 0 or with LUMETRA_CONVERT_PYRAMID all that are set.
 /// Failures are reported on standard output only.

@@ -1,6 +1,8 @@
 // module_table.cpp - records filed, found and dropped.
 #include "modules/module_table.h"
 
+#include "base/foreign_call.h"
+
 namespace lumetra {
 
 dllstruct::dllstruct()
@@ -13,6 +15,12 @@ dllstruct::dllstruct()
                 {FN_NOTIFYNEWDATA, nullptr},
                 {FN_GETSTATUS, nullptr},
                 {FN_DESTROY, nullptr}} {}
+
+void NotificationTarget::deliver(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk) const {
+    const auto mapped = library.lock();
+    if (mapped == nullptr || !mapped->isKept()) return;
+    callSafely([&] { notify(chunkId, chunk); });
+}
 
 void ModuleTable::file(std::int32_t id, dllstruct module) {
     m_state.with([&](State& state) {

@@ -1,5 +1,4 @@
 // traffic.cpp - commands and status queries to one module, frames to all of them.
-#include "base/foreign_call.h"
 #include "core/LumetraCoreExecutor.h"
 
 using namespace lumetra;
@@ -30,18 +29,6 @@ std::int32_t LumetraCoreExecutor::getStatus(std::int32_t moduleId) {
     return moduleStatus();
 }
 
-namespace {
-
-// Runs on a worker and keeps the module's library mapped meanwhile. What the module throws ends here,
-// while the code that destroys it is still there.
-void notifyModule(const NotificationTarget& target, std::uint64_t chunkId, const Chunk& chunk) {
-    const auto library = target.library.lock();
-    if (library == nullptr || !library->isKept()) return;
-    callSafely([&] { target.notify(chunkId, chunk); });
-}
-
-}  // namespace
-
 // Runs on a worker. The chunk is looked up for every module anew, so that one which grew too old meanwhile
 // is handed to nobody else.
 void LumetraCoreExecutor::triggerDataNotification(std::uint64_t chunkId) {
@@ -52,7 +39,7 @@ void LumetraCoreExecutor::triggerDataNotification(std::uint64_t chunkId) {
             continue;
         }
         m_chunks.withDeliverable(chunkId, [&](const Chunk& chunk) {
-            m_threadPool->enqueue(&notifyModule, target, chunkId, chunk);
+            m_threadPool->enqueue(&NotificationTarget::deliver, target, chunkId, chunk);
         });
     }
 }
