@@ -3,21 +3,18 @@
 
 #include <gmock/gmock.h>
 
-#include <cstdlib>
+#include <atomic>
 #include <filesystem>
+#include <thread>
 
-#include "base/clock.h"
-#include "core/load_limits.h"
 #include "image/frame_buffers.h"
 #include "image/pixel_formats.h"
-#include "tests/support/engine_probe.h"
+#include "tests/support/configurations.h"
 #include "tests/support/frames.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/waiting.h"
+#include "tests/support/temporary_folder.h"
 
 using namespace lumetra;
 using testing::ElementsAre;
-using testing::Pair;
 
 namespace {
 
@@ -259,48 +256,56 @@ TEST(Dump, NamesAreCutTo127Bytes) {
     EXPECT_EQ(std::string(110, 'p') + "/dbg_1_lvl_0.pgm", dumpName(std::string(110, 'p'), 1, 0, "pgm"));
 }
 
-// One engine whose conversions run in the test, dumping into a folder of its own.
-class ConversionInEngine : public testing::Test {
+// Frames that are converted where they are stored, dumping into a folder of their own.
+class StoredConversion : public testing::Test {
 protected:
-    ConversionInEngine() : log(engine) {
-        EngineProbe::stopLoop(engine);
-        char pattern[] = "/tmp/lumetra-test-XXXXXX";
-        folder = mkdtemp(pattern);
+    void configure(const std::string& rest = "") {
+        configuration.configure(
+            configurationText(2, 2, 7, R"(,"writablepath":")" + folder.file("") + "\"" + rest).c_str());
     }
-    ~ConversionInEngine() override { std::filesystem::remove_all(folder); }
-
-    void configure(const std::string& rest) {
-        engine.configure(
-            (R"({"imageCfg":{"width":640,"height":480},"writablepath":")" + folder + "\"" + rest + "}")
-                .c_str());
+    Chunk store(int format, const Bytes& pixels) {
+        const Chunk chunk = chunkOf(2, 2, static_cast<LUMETRA_IMGFORMATTYPE>(format), pixels);
+        chunks.store(ID, chunk);
+        return chunk;
     }
-    std::vector<std::string> dumped() const {
+    // How many steps were left out.
+    int convert(int flags) {
+        std::atomic<int> leftOut = 0;
+        convertStored(chunks, ID, static_cast<LUMETRA_CONVERSIONMODIFIER>(flags), configuration,
+                      [&leftOut] { ++leftOut; });
+        return leftOut;
+    }
+    // The files there are, which are then removed.
+    std::vector<std::string> takeDumps() const {
         std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(folder))
+        for (const auto& entry : std::filesystem::directory_iterator(folder.file("")))
             names.push_back(entry.path().filename().string() + " " + std::to_string(entry.file_size()));
         std::sort(names.begin(), names.end());
+        for (const std::string& name : names)
+            std::filesystem::remove(folder.file(name.substr(0, name.find(' '))));
         return names;
     }
 
-    LumetraCoreExecutor engine;
-    const LogCapture log;
-    std::string folder;
-    const std::uint64_t id = currentTimeMs();
+    static constexpr std::uint64_t ID = 1'700'000'000'000;
+    const TemporaryFolder folder;
+    Configuration configuration;
+    ChunkStore chunks;
 };
 
-TEST_F(ConversionInEngine, DumpsEverySetLevelOfAGreyFrame) {
-    configure(R"(,"format":7,"mipMap":true)");
-    engine.pushImageData(randomBytes(411648, 9).data(), 411648, "", 12);
-    EngineProbe::convert(engine, EngineProbe::chunks(engine).begin()->first, PYRAMID | DUMP);
-    std::vector<std::string> names;
-    for (const std::string& entry : dumped()) names.push_back(entry.substr(0, entry.find(' ')));
-    EXPECT_THAT(names,
-                ElementsAre("dbg_12_lvl_0.pgm", "dbg_12_lvl_1.pgm", "dbg_12_lvl_2.pgm", "dbg_12_lvl_3.pgm",
-                            "dbg_12_lvl_4.pgm", "dbg_12_lvl_5.pgm", "dbg_12_lvl_6.pgm", "dbg_12_lvl_7.pgm"));
-    EXPECT_EQ("dbg_12_lvl_7.pgm 33", dumped().back()) << "18 bytes of header, 5 x 3 pixels";
+TEST_F(StoredConversion, DumpsEverySetLevelOfAGreyFrame) {
+    configure();
+    const Chunk chunk = chunkOf(640, 480, LUMETRA_IMGFORMAT_GRAY8, randomBytes(411648, 9));
+    chunk->frameIndex = 12;
+    layOutLevels(*chunk);
+    chunks.store(ID, chunk);
+    convert(PYRAMID | DUMP);
+    EXPECT_THAT(takeDumps(),
+                ElementsAre("dbg_12_lvl_0.pgm 307222", "dbg_12_lvl_1.pgm 76822", "dbg_12_lvl_2.pgm 19222",
+                            "dbg_12_lvl_3.pgm 4820", "dbg_12_lvl_4.pgm 1220", "dbg_12_lvl_5.pgm 320",
+                            "dbg_12_lvl_6.pgm 89", "dbg_12_lvl_7.pgm 33"));
 }
 
-TEST_F(ConversionInEngine, DumpsColourOnlyWhileItIsRgbAndLevelsOnlyWhenAsked) {
+TEST_F(StoredConversion, DumpsColourOnlyWhileItIsRgbAndLevelsOnlyWhenAsked) {
     const struct {
         int format, flags;
         std::vector<std::string> names;
@@ -312,78 +317,55 @@ TEST_F(ConversionInEngine, DumpsColourOnlyWhileItIsRgbAndLevelsOnlyWhenAsked) {
         {5, DUMP | GRAY, {"dbg_0_lvl_0.pgm 22"}},
         {2, DUMP | GRAY, {}},
         {4, DUMP | GRAY | FLIP, {"dbg_0_lvl_0.pgm 22"}},
+        {7, GRAY | PYRAMID | FLIP, {}},
     };
-    configure("");
+    configure();
     for (const auto& [format, flags, names] : cases) {
-        EngineProbe::store(engine, id, chunkOf(2, 2, static_cast<LUMETRA_IMGFORMATTYPE>(format), Bytes(16)));
-        EngineProbe::convert(engine, id, flags);
-        EXPECT_EQ(names, dumped()) << "format " << format << " flags " << flags;
-        for (const auto& entry : std::filesystem::directory_iterator(folder)) std::filesystem::remove(entry);
+        store(format, Bytes(16));
+        convert(flags);
+        EXPECT_EQ(names, takeDumps()) << "format " << format << " flags " << flags;
     }
 }
 
-TEST_F(ConversionInEngine, PostsItsNotificationInEveryCase) {
-    configure("");
-    EngineProbe::convert(engine, 77, GRAY | DUMP);
-    EXPECT_EQ(nullptr, EngineProbe::chunks(engine).at(77)) << "a missing frame leaves an empty entry";
-    for (const int flags : {0, GRAY, GRAY | PYRAMID | FLIP}) {
-        EngineProbe::store(engine, 78, chunkOf(2, 2, LUMETRA_IMGFORMAT_RGB, Bytes(12)));
-        EngineProbe::convert(engine, 78, flags);
+TEST_F(StoredConversion, ReportsEachStepThatIsLeftOutAndDerivesLevelsByTheConfiguration) {
+    configure(R"(,"mipMap":true)");
+    store(4, Bytes(10));
+    EXPECT_EQ(2, convert(GRAY | PYRAMID | FLIP));
+    const Chunk chunk = store(4, Bytes{0, 1, 2, 3, 4, 5, 6, 7});
+    EXPECT_EQ(0, convert(GRAY | PYRAMID));
+    EXPECT_EQ((Bytes{0, 2, 4, 6}), level(*chunk, 0));
+    EXPECT_EQ((Bytes{0}), level(*chunk, 1));
+}
+
+TEST_F(StoredConversion, HasNothingToConvertInAFrameTooOldToBeSeen) {
+    configure();
+    for (const int sign : {-1, 1}) {
+        store(4, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
+        chunks.expectConversion(ID);
+        chunks.conversionBegins(ID, ID + static_cast<std::uint64_t>(sign * 1000));  // a clock may be set back
+        EXPECT_EQ(1, convert(GRAY | PYRAMID | DUMP));
+        EXPECT_EQ(sign < 0 ? 1U : 0U, takeDumps().size());
+        const Chunk chunk = chunks.take(ID);
+        EXPECT_EQ(sign < 0, chunk->data != nullptr);
+        EXPECT_EQ(LUMETRA_IMGFORMAT_YUYV + (sign < 0 ? 3 : 0), chunk->format);
     }
-    EXPECT_THAT(EngineProbe::messages(engine),
-                ElementsAre(Pair(1, 77), Pair(1, 78), Pair(1, 78), Pair(1, 78)));
-    EXPECT_TRUE(dumped().empty());
 }
 
-TEST_F(ConversionInEngine, ReportsEachStepThatIsLeftOut) {
-    configure("");
-    EngineProbe::store(engine, id, chunkOf(2, 2, LUMETRA_IMGFORMAT_YUYV, Bytes(10)));
-    EngineProbe::convert(engine, id, GRAY | PYRAMID | FLIP);
-    EXPECT_THAT(LogCapture::take(), ElementsAre("NOT IMPLEMENTED!", "NOT IMPLEMENTED!"));
-}
-
-TEST_F(ConversionInEngine, HasNothingToConvertInAFrameTooOldToBeSeen) {
-    configure("");
-    const Bytes pixels = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, done = {0, 2, 4, 6};
-    const struct {
-        std::int64_t age;  // ms; the clock may have been set back
-        int flags;
-        bool converted;
-    } cases[] = {{1000, GRAY | PYRAMID, false},
-                 {0, GRAY | PYRAMID, true},
-                 {-10000, GRAY | PYRAMID, true},
-                 {1000, GRAY | PYRAMID | DUMP, true}};
-    for (const auto& [age, flags, converted] : cases) {
-        const std::uint64_t frame = currentTimeMs() - static_cast<std::uint64_t>(age);
-        EngineProbe::store(engine, frame, chunkOf(2, 2, LUMETRA_IMGFORMAT_YUYV, pixels));
-        EngineProbe::convertQueued(engine, frame, flags);
-        EXPECT_THAT(LogCapture::take(), ElementsAre("NOT IMPLEMENTED!"));
-        const Chunk chunk = EngineProbe::chunks(engine).at(frame);
-        if (age == 0 && !isFresh(currentTimeMs(), frame)) continue;  // too busy a machine to say
-        EXPECT_EQ(converted, chunk->data != nullptr) << "age " << age << ", flags " << flags;
-        if (converted) {
-            EXPECT_EQ(done, level(*chunk, 0));
-        }
-    }
-    EXPECT_EQ(std::size(cases), EngineProbe::messages(engine).size());
-    EXPECT_EQ(1U, dumped().size());
-}
-
-TEST_F(ConversionInEngine, ConvertsASharedFrameOnceForEachMessageAndNeverTwiceAtATime) {
-    configure("");
-    static std::atomic<int> inside, overlaps;
-    inside = overlaps = 0;
-    const LUMETRA_LOGFN sink = [](std::int32_t, const char16_t*) {  // called in the middle of a conversion
+TEST_F(StoredConversion, ConvertsASharedFrameOnceForEachMessageAndNeverTwiceAtATime) {
+    std::atomic<int> inside = 0, overlaps = 0;
+    const auto reportStep = [&] {  // called in the middle of a conversion
         if (++inside > 1) ++overlaps;
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
         --inside;
     };
-    engine.registerCallback(ENGINE_MODULE_ID, CB_LOG, reinterpret_cast<void*>(sink), nullptr);
-    EngineProbe::store(engine, id, chunkOf(2, 2, LUMETRA_IMGFORMAT_GRAY8, Bytes{1, 2, 3, 4, 5}));
+    const Chunk chunk = store(7, {1, 2, 3, 4, 5});
     std::vector<std::thread> workers;
     for (int i = 0; i < 5; ++i)
-        workers.emplace_back([&] { EngineProbe::convert(engine, id, GRAY | PYRAMID | FLIP); });
+        workers.emplace_back([&] {
+            convertStored(chunks, ID, LUMETRA_CONVERSIONMODIFIER(GRAY | PYRAMID | FLIP), configuration,
+                          reportStep);
+        });
     for (auto& worker : workers) worker.join();
     EXPECT_EQ(0, overlaps);
-    EXPECT_EQ((Bytes{3, 4, 1, 2}), level(*EngineProbe::chunks(engine).at(id), 0)) << "five flips";
+    EXPECT_EQ((Bytes{3, 4, 1, 2}), level(*chunk, 0)) << "five flips";
 }

@@ -1,33 +1,35 @@
-#include <gmock/gmock.h>
+#include "image/intake.h"
+
+#include <gtest/gtest.h>
 
 #include <new>
 
 #include "base/clock.h"
 #include "image/pixel_formats.h"
-#include "tests/support/engine_probe.h"
+#include "tests/support/configurations.h"
 #include "tests/support/frames.h"
 
 using namespace lumetra;
 
 namespace {
 
-std::string configurationOf(int width, int height, int format, bool mipMap) {
-    return R"({"imageCfg":{"width":)" + std::to_string(width) + R"(,"height":)" + std::to_string(height) +
-           R"(},"format":)" + std::to_string(format) + R"(,"mipMap":)" + (mipMap ? "true}" : "false}");
-}
-
-// An engine whose messages stay, and the one chunk that a push leaves in it.
 class Intake : public testing::Test {
 protected:
-    Intake() { EngineProbe::stopLoop(engine); }
-
-    std::shared_ptr<IChnk> push(const Bytes& frame, int size) {
-        EXPECT_EQ(1, engine.pushImageData(frame.data(), size, "{\"a\":1}", 12));
-        const auto chunks = EngineProbe::chunks(engine);
-        return chunks.rbegin()->second;
+    void configure(int width, int height, int format, bool mipMap) {
+        cfg = configurationOf(width, height, format);
+        cfg.mipMap = mipMap;
+    }
+    Chunk chunkOfPushed(const Bytes& frame, int size) const {
+        return pushedChunk({frame.data(), size, "{\"a\":1}", 12}, cfg, *buffers);
+    }
+    bool push(const unsigned char* data, int size, int frameIndex = 0) {
+        return takeIn({data, size, "", frameIndex}, cfg, {*buffers, chunks, messages});
     }
 
-    LumetraCoreExecutor engine;
+    ICfg cfg;
+    const std::shared_ptr<FrameBuffers> buffers = std::make_shared<FrameBuffers>();
+    ChunkStore chunks;
+    MessageQueue messages;
 };
 
 }  // namespace
@@ -78,8 +80,8 @@ TEST_F(Intake, SizesTheBufferAndCopiesWhatFits) {
     };
     const Bytes frame = randomBytes(2000000, 1);
     for (const auto& c : cases) {
-        engine.configure(configurationOf(c.width, c.height, c.format, c.mipMap).c_str());
-        const auto chunk = push(frame, c.pushed);
+        configure(c.width, c.height, c.format, c.mipMap);
+        const auto chunk = chunkOfPushed(frame, c.pushed);
         EXPECT_EQ(c.size, chunk->size) << c.width << "x" << c.height << " format " << c.format;
         EXPECT_TRUE(std::equal(frame.begin(), frame.begin() + c.copied, chunk->data->lvl[0]));
         EXPECT_EQ(c.mipMap, chunk->data->lvl[1] != nullptr);
@@ -100,8 +102,8 @@ TEST_F(Intake, LaysEachLevelBehindTheOneBefore) {
         {7, 9, 6, {0, 0, 0, 0, 0, 0, 0}},
     };
     for (const auto& [width, height, format, distances] : cases) {
-        engine.configure(configurationOf(width, height, format, true).c_str());
-        const auto chunk = push(Bytes(1), 0);
+        configure(width, height, format, true);
+        const auto chunk = chunkOfPushed(Bytes(1), 0);
         for (std::size_t k = 0; k < 7; ++k)
             EXPECT_EQ(distances[k], chunk->data->lvl[k + 1] - chunk->data->lvl[k]) << width << " level " << k;
     }
@@ -109,24 +111,24 @@ TEST_F(Intake, LaysEachLevelBehindTheOneBefore) {
 
 TEST_F(Intake, PostsOneConversionForEachFrameUnderItsPushTime) {
     const Bytes frame(4);
-    EXPECT_EQ(0, engine.pushImageData(frame.data(), 4, "", 0)) << "not configured";
-    EXPECT_TRUE(EngineProbe::messages(engine).empty());
+    EXPECT_FALSE(push(frame.data(), 4)) << "not configured";
+    configure(2, 2, 7, false);
+    EXPECT_FALSE(push(nullptr, 4));
+    EXPECT_TRUE(messages.copy().empty());
 
-    engine.configure(configurationOf(2, 2, 7, false).c_str());
     const std::uint64_t before = currentTimeMs();
-    for (int i = 0; i < 50; ++i) engine.pushImageData(frame.data(), 4, "", i);
+    for (int i = 0; i < 50; ++i) EXPECT_TRUE(push(frame.data(), 4, i));
     const std::uint64_t after = currentTimeMs();
 
-    const auto messages = EngineProbe::messages(engine);
-    const auto chunks = EngineProbe::chunks(engine);
-    ASSERT_EQ(50U, messages.size());
-    for (const auto& [type, id] : messages) {
-        EXPECT_EQ(2, type);
+    const auto stored = chunks.copy();
+    ASSERT_EQ(50U, messages.copy().size());
+    for (const auto& [type, id] : messages.copy()) {
+        EXPECT_EQ(MSG_CONVERT, type);
         EXPECT_TRUE(id >= before && id <= after);
-        EXPECT_EQ(1U, chunks.count(id));
+        EXPECT_EQ(1U, stored.count(id));
     }
-    EXPECT_LE(chunks.size(), after - before + 1) << "frames of one millisecond share an entry";
-    EXPECT_EQ(49, chunks.rbegin()->second->frameIndex) << "the later frame stays";
+    EXPECT_LE(stored.size(), after - before + 1) << "frames of one millisecond share an entry";
+    EXPECT_EQ(49, stored.rbegin()->second->frameIndex) << "the later frame stays";
 }
 
 TEST_F(Intake, RefusesSizesBeyond31BitsAsLackOfMemory) {
@@ -134,9 +136,9 @@ TEST_F(Intake, RefusesSizesBeyond31BitsAsLackOfMemory) {
         int width, height, format;
     } cases[] = {{40000, 40000, 1}, {2147483647, 2147483647, 3}, {65536, 65536, 7}, {23171, 23171, 3}};
     for (const auto& [width, height, format] : cases) {
-        engine.configure(configurationOf(width, height, format, false).c_str());
-        EXPECT_THROW(engine.pushImageData(nullptr, 0, "", 0), std::bad_alloc) << width;
+        configure(width, height, format, false);
+        EXPECT_THROW(push(nullptr, 0), std::bad_alloc) << width;
     }
-    EXPECT_TRUE(EngineProbe::chunks(engine).empty());
-    EXPECT_TRUE(EngineProbe::messages(engine).empty());
+    EXPECT_TRUE(chunks.copy().empty());
+    EXPECT_TRUE(messages.copy().empty());
 }

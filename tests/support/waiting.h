@@ -10,4 +10,13 @@ void waitUntil(Condition condition) {
     while (!condition()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
+/// Repeats an action, since a busy machine may let a frame grow too old to be delivered.
+template <class Action, class Condition>
+void repeatUntil(Action action, Condition condition) {
+    do {
+        action();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    } while (!condition());
+}
+
 #endif
