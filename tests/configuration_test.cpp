@@ -1,14 +1,16 @@
+#include "core/configuration.h"
+
 #include <gmock/gmock.h>
 
-#include "tests/support/engine_probe.h"
 #include "tests/support/log_capture.h"
 
+using namespace lumetra;
 using testing::ElementsAre;
 
 namespace {
 
-std::string describe(const LumetraCoreExecutor& engine) {
-    const auto cfg = EngineProbe::configuration(engine);
+std::string describe(const Configuration& configuration) {
+    const ICfg cfg = *configuration.snapshot();
     return (cfg.valid ? "valid " : "invalid ") + std::to_string(cfg.width) + "x" +
            std::to_string(cfg.height) + (cfg.mipMap ? " mip" : "") +
            (cfg.forwardNativeImage ? " forward" : "") + " flags " + std::to_string(cfg.conversionflags) +
@@ -18,8 +20,7 @@ std::string describe(const LumetraCoreExecutor& engine) {
 }  // namespace
 
 TEST(Configuration, StartsInvalidWithItsDefaults) {
-    const LumetraCoreExecutor engine;
-    EXPECT_EQ("invalid 0x0 flags 7 path . format 0", describe(engine));
+    EXPECT_EQ("invalid 0x0 flags 7 path . format 0", describe(Configuration()));
 }
 
 TEST(Configuration, ReadsEachKeyByItsOwnRule) {
@@ -59,10 +60,13 @@ TEST(Configuration, ReadsEachKeyByItsOwnRule) {
         {R"({"writablepath":""})", "invalid 0x0 flags 11 path  format 0"},
     };
     for (const auto& [json, expected] : cases) {
-        LumetraCoreExecutor engine;
-        engine.configure(base);
-        EXPECT_EQ(expected.starts_with("valid"), engine.configure(json.c_str())) << json.substr(0, 80);
-        EXPECT_EQ(expected, describe(engine)) << json.substr(0, 80);
+        Configuration configuration;
+        configuration.configure(base);
+        EXPECT_EQ(expected.starts_with("valid"), configuration.configure(json.c_str())) << json.substr(0, 80);
+        EXPECT_EQ(expected, describe(configuration)) << json.substr(0, 80);
+        configuration.invalidate();
+        EXPECT_EQ(expected.substr(expected.find(' ')), describe(configuration).substr(7)) << "but for that";
+        EXPECT_FALSE(configuration.snapshot()->valid);
     }
 }
 
@@ -86,10 +90,10 @@ TEST(Configuration, CommandsOfTheEngineAnswerAndLog) {
         EXPECT_EQ(result, engine.command(ENGINE_MODULE_ID, static_cast<LUMETRA_CMDTYPE>(command), json));
         EXPECT_EQ(logged, LogCapture::take()) << command;
     }
-    EXPECT_EQ("valid 4x2 mip flags 7 path . format 0", describe(engine));
+    EXPECT_EQ(1, engine.pushImageData(nullptr, 0, "", 0));
 
     EXPECT_EQ(1, engine.command(ENGINE_MODULE_ID, LUMETRA_CMD_INVALIDATE, ""));
     EXPECT_THAT(LogCapture::take(), ElementsAre("Executing Command!", "Invalidating Core Configuration!"));
-    EXPECT_EQ("invalid 4x2 mip flags 7 path . format 0", describe(engine));
+    EXPECT_EQ(0, engine.pushImageData(nullptr, 0, "", 0));
     EXPECT_EQ(0, engine.command(ENGINE_MODULE_ID, LUMETRA_CMD_CONFIGURE, "{}"));
 }

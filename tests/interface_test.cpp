@@ -8,6 +8,7 @@
 #include "LumetraCore/PGM_FUNCTIONS.h"
 #include "core/LumetraCoreExecutor.h"
 #include "tests/modules/recorder.h"
+#include "tests/support/configurations.h"
 #include "tests/support/frames.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/waiting.h"
@@ -15,6 +16,12 @@
 namespace {
 
 constexpr char16_t LONE_SURROGATE[] = {u'a', 0xD800, 0};
+
+int configure(int width, int height, int format, const char* rest = "") {
+    return LumetraCore_command(
+        0, LUMETRA_CMD_CONFIGURE,
+        convertUTFFormat8toV<char, char16_t>(configurationText(width, height, format, rest)).c_str());
+}
 
 class Interface : public testing::Test {
 protected:
@@ -63,7 +70,7 @@ TEST_F(Interface, TakesNullForAnEmptyTextAndLeavesNullBuffersAlone) {
     LumetraCore_getDeviceInfo(nullptr, 0);
     LumetraCore_enumerateAVDevicesNative(nullptr, 0);
 
-    LumetraCore_command(0, LUMETRA_CMD_CONFIGURE, u"{\"imageCfg\":{\"width\":2,\"height\":2},\"format\":4}");
+    configure(2, 2, 4);
     const unsigned char pixels[8] = {};
     EXPECT_EQ(1, LumetraCore_pushImageData(pixels, 8, nullptr, 0));
     EXPECT_EQ(1, LumetraCore_pushImageData(nullptr, 0, u"", 0));
@@ -113,16 +120,11 @@ TEST_F(Interface, CarriesTextBeyondTheBasicPlane) {
 TEST_F(Interface, TakesAFrameAllTheWayToAModule) {
     const LogCapture log(*lumcore_exec);
     ASSERT_EQ(7, LumetraCore_registerDllByName(u"Recorder"));
-    ASSERT_EQ(1,
-              LumetraCore_command(0, LUMETRA_CMD_CONFIGURE,
-                                  u"{\"imageCfg\":{\"width\":6,\"height\":4},\"format\":1,\"mipMap\":true}"));
+    ASSERT_EQ(1, configure(6, 4, 1, ",\"mipMap\":true"));
     const Bytes frame = randomBytes(93, 1);  // 6x4, 3x2 and 1x1 pixels of 3 bytes
     std::vector<Notification> notifications;
-    while (notifications.empty()) {  // again if the machine let the frame grow too old to be told
-        ASSERT_EQ(1, LumetraCore_pushImageData(frame.data(), 93, u"{\"n\":\"\u20AC\"}", 12));
-        std::this_thread::sleep_for(std::chrono::milliseconds(150));
-        notifications = recorder("Recorder")->takeNotifications();
-    }
+    repeatUntil([&] { ASSERT_EQ(1, LumetraCore_pushImageData(frame.data(), 93, u"{\"n\":\"\u20AC\"}", 12)); },
+                [&] { return !(notifications = recorder("Recorder")->takeNotifications()).empty(); });
     const IChnk& chunk = *notifications[0].chunk;
     EXPECT_EQ(LUMETRA_IMGFORMAT_GRAY8, chunk.format);
     EXPECT_EQ("{\"n\":\"\xE2\x82\xAC\"}", chunk.descriptor);
@@ -143,8 +145,7 @@ TEST_F(Interface, TakesAFrameAllTheWayToAModule) {
 
 // The notification of the first of two frames in a millisecond finds the second, converted or not.
 TEST_F(Interface, DeliversConvertedFramesOnlyHoweverManySharedAMillisecond) {
-    LumetraCore_command(0, LUMETRA_CMD_CONFIGURE,
-                        u"{\"imageCfg\":{\"width\":320,\"height\":240},\"format\":5,\"conversionflags\":1}");
+    configure(320, 240, 5, ",\"conversionflags\":1");
     ASSERT_EQ(9, LumetraCore_registerDllByName(u"RecorderNine"));
     const auto push = [](unsigned seed) {
         const Bytes frame(320 * 240 * 3);
@@ -180,12 +181,8 @@ TEST_F(Interface, StaysSoundWhileEverythingChangesUnderFlowingFrames) {
         });
     hosts.emplace_back([&stop] {
         while (!stop) {
-            for (const char16_t* cfg :
-                 {u"{\"imageCfg\":{\"width\":64,\"height\":48},\"format\":7}",
-                  u"{\"imageCfg\":{\"width\":64,\"height\":48},\"format\":7,\"mipMap\":true}",
-                  u"{\"imageCfg\":{\"width\":64,\"height\":48},\"format\":4}",
-                  u"{\"imageCfg\":{\"width\":37,\"height\":21},\"format\":1,\"mipMap\":true}"}) {
-                LumetraCore_command(0, LUMETRA_CMD_CONFIGURE, cfg);
+            for (const int format : {7, 4, 1}) {
+                configure(64 - format, 48, format, format != 4 ? ",\"mipMap\":true" : "");
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
             LumetraCore_registerCallback(0, CB_LOG, reinterpret_cast<void*>(&LogCapture::sink), nullptr);

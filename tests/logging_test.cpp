@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "tests/support/engine_probe.h"
+#include "core/LumetraCoreExecutor.h"
 #include "tests/support/log_capture.h"
 
 using testing::ElementsAre;
