@@ -3,15 +3,20 @@
 #include <rapidjson/document.h>
 
 #include <new>
+#include <set>
 #include <stdexcept>
+#include <thread>
 
 #include "LumetraCore/utf_conversion.h"
+#include "base/process_wide.h"
+#include "core/LumetraCoreExecutor.h"
 #include "image/base64.h"
-#include "image/jpeg/TooJpeg.h"
 #include "image/picture_encoder.h"
-#include "tests/support/engine_probe.h"
-#include "tests/support/frames.h"
-#include "tests/support/log_capture.h"
+#include "image/text_exchange.h"
+#include "tests/modules/recorder.h"
+#include "tests/support/configurations.h"
+#include "tests/support/pictures.h"
+#include "tests/support/waiting.h"
 
 using namespace lumetra;
 
@@ -33,80 +38,91 @@ struct Host {
     }
 };
 
-class ModulePush : public testing::Test {
+class TextExchange : public testing::Test {
 protected:
-    ModulePush() {
-        EngineProbe::stopLoop(engine);
-        engine.registerCallback(ENGINE_MODULE_ID, CB_LOG, nullptr, nullptr);
+    TextExchange() {
+        processWide<PictureEncoder>().allocate();
         Host::seen.clear();
         Host::answer = u"{}";
         Host::answersNull = false;
     }
+    ~TextExchange() override { processWide<PictureEncoder>().release(); }
 
-    void configure(int width, int height, int format, bool forward) {
-        engine.configure((R"({"imageCfg":{"width":)" + std::to_string(width) + R"(,"height":)" +
-                          std::to_string(height) + R"(},"format":)" + std::to_string(format) +
-                          R"(,"forwardNativeImage":)" + (forward ? "true}" : "false}"))
-                             .c_str());
+    // Of frames that are forwarded.
+    void configure(int width, int height, int format) {
+        cfg = configurationOf(width, height, format);
+        cfg.forwardNativeImage = true;
     }
-    void listen(int* user = nullptr) {
-        engine.registerCallback(ENGINE_MODULE_ID, CB_HOSTTEXT, reinterpret_cast<void*>(&Host::exchange),
-                                user);
+    // What the frame travels with.
+    std::string exchange(const Bytes& frame, const std::string& descriptor) const {
+        return exchangeText(&Host::exchange, descriptor.c_str(), frame.data(), cfg);
     }
-    int push(const Bytes& frame, const std::string& descriptor) {
-        return LumetraCoreExecutor::pushNativeImage(&engine, frame.data(), static_cast<int>(frame.size()),
-                                                    descriptor.c_str(), 3);
-    }
-    // The descriptor that the last pushed frame travels with.
-    std::string descriptor() { return EngineProbe::chunks(engine).rbegin()->second->descriptor; }
 
-    LumetraCoreExecutor engine;
+    ICfg cfg;
 };
-
-Bytes collected;
-void collect(unsigned char byte) {
-    collected.push_back(byte);
-}
 
 }  // namespace
 
-TEST_F(ModulePush, WithoutAListeningHostIsAPlainPush) {
-    configure(4, 2, 4, true);
-    EXPECT_EQ(1, push(Bytes(16), "not even { JSON"));
-    EXPECT_EQ("not even { JSON", descriptor());
-    EXPECT_EQ(3, EngineProbe::chunks(engine).rbegin()->second->frameIndex);
-}
-
-TEST_F(ModulePush, WithoutForwardingPassesTextsThroughAsTheyAre) {
-    configure(4, 2, 4, false);
+TEST(ModulePush, TravelsWithWhatTheHostAnsweredIfItListens) {
+    LumetraCoreExecutor engine;
+    engine.configure(configurationText(4, 2, 1).c_str());
+    ASSERT_EQ(7, engine.registerDllByName("Recorder"));
+    Host::answer = u"answer";
     int user = 0;
-    listen(&user);
+    for (const bool listens : {false, true}) {
+        if (listens)
+            engine.registerCallback(ENGINE_MODULE_ID, CB_HOSTTEXT, reinterpret_cast<void*>(&Host::exchange),
+                                    &user);
+        const auto push = [&engine] {
+            EXPECT_EQ(1, LumetraCoreExecutor::pushNativeImage(&engine, Bytes(24).data(), 24, "{ no JSON", 3));
+        };
+        std::vector<Notification> notifications;
+        repeatUntil(push,
+                    [&] { return !(notifications = recorder("Recorder")->takeNotifications()).empty(); });
+        EXPECT_EQ(listens ? "answer" : "{ no JSON", notifications.back().chunk->descriptor);
+        EXPECT_EQ(3, notifications.back().chunk->frameIndex);
+    }
+    engine.unregisterDllByID(7);
+}
+
+TEST(ModulePush, TouchesNothingButTheLivingEngine) {
+    static std::unique_ptr<LumetraCoreExecutor> engine;
+    engine = std::make_unique<LumetraCoreExecutor>();
+    engine->configure(configurationText(4, 2, 1).c_str());
+    const LUMETRA_HOSTTEXTFN endEngine = [](void*, const char16_t* text) {
+        engine.reset();
+        return text;
+    };
+    engine->registerCallback(ENGINE_MODULE_ID, CB_HOSTTEXT, reinterpret_cast<void*>(endEngine), nullptr);
+    int other = 0;
+    void* const engineThatWas = engine.get();
+    for (void* const context : {static_cast<void*>(&other), engineThatWas, engineThatWas})
+        EXPECT_EQ(0, LumetraCoreExecutor::pushNativeImage(context, nullptr, 0, "{}", 1));
+    EXPECT_EQ(nullptr, engine);
+}
+
+TEST_F(TextExchange, WithoutForwardingPassesTextsThroughAsTheyAre) {
     Host::answer = u"any { answer \u20AC";
-    EXPECT_EQ(1, push(Bytes(16), "any { text \xE2\x82\xAC"));
+    EXPECT_EQ("any { answer \xE2\x82\xAC", exchange(Bytes(16), "any { text \xE2\x82\xAC"));
     EXPECT_THAT(Host::seen, ElementsAre("any { text \xE2\x82\xAC"));
-    EXPECT_EQ("any { answer \xE2\x82\xAC", descriptor());
     Host::answersNull = true;
-    push(Bytes(16), "");
-    EXPECT_EQ("", descriptor());
+    EXPECT_EQ("", exchange(Bytes(16), ""));
 }
 
-TEST_F(ModulePush, ShowsTheHostAPictureOfTheLuma) {
-    configure(4, 2, 4, true);
-    listen();
+TEST_F(TextExchange, ShowsTheHostAPictureOfTheLuma) {
+    configure(4, 2, 4);
     const Bytes frame = randomBytes(16, 1);
-    Bytes luma;
-    for (std::size_t i = 0; i < frame.size(); i += 2) luma.push_back(frame[i]);
-    collected.clear();
-    TooJpeg::writeJpeg(collect, luma.data(), 4, 2, false, 90, false, "Native");
+    pictures::Source luma{pictures::Mode::Grey, 4, 2, {}};
+    for (std::size_t i = 0; i < frame.size(); i += 2) luma.pixels.push_back(frame[i]);
+    const Bytes file = pictures::encode(luma, 90, "Native");
 
-    EXPECT_EQ(1, push(frame, R"({ "a" : 1, "image" : "mine" })"));
-    EXPECT_THAT(
-        Host::seen,
-        ElementsAre(R"({"a":1,"image":"mine","image":")" +
-                    base64_encode(collected.data(), static_cast<unsigned>(collected.size())) + "\"}"));
+    exchange(frame, R"({ "a" : 1, "image" : "mine" })");
+    EXPECT_THAT(Host::seen,
+                ElementsAre(R"({"a":1,"image":"mine","image":")" +
+                            base64_encode(file.data(), static_cast<unsigned>(file.size())) + "\"}"));
 }
 
-TEST_F(ModulePush, ForwardsJsonCompactlyAndTakesThePictureOutOfTheAnswer) {
+TEST_F(TextExchange, ForwardsJsonCompactlyAndTakesThePictureOutOfTheAnswer) {
     const struct {
         int format;
         std::string descriptor, shown;
@@ -132,76 +148,60 @@ TEST_F(ModulePush, ForwardsJsonCompactlyAndTakesThePictureOutOfTheAnswer) {
         {1, R"("\u20ac[[")", "\"\xE2\x82\xAC[[\"", u"\"\\\"[\"", R"("\"[")"},
     };
     for (const auto& c : cases) {
-        configure(4, 2, c.format, true);
-        listen();
+        configure(4, 2, c.format);
         Host::seen.clear();
         Host::answer = c.answer;
-        EXPECT_EQ(1, push(Bytes(24), c.descriptor));
+        EXPECT_EQ(c.kept, exchange(Bytes(24), c.descriptor));
         EXPECT_THAT(Host::seen, ElementsAre(c.shown));
-        EXPECT_EQ(c.kept, descriptor());
     }
 }
 
-TEST_F(ModulePush, TreatsDeepNestingAsTextThatDoesNotParse) {
-    configure(4, 2, 1, true);
-    listen();
+TEST_F(TextExchange, TreatsDeepNestingAsTextThatDoesNotParse) {
+    configure(4, 2, 1);
     for (const int depth : {1000, 1001, 100000}) {
         const std::string nested = std::string(static_cast<std::size_t>(depth), '[') +
                                    std::string(static_cast<std::size_t>(depth), ']');
         Host::seen.clear();
         Host::answer = convertUTFFormat8toV<char, char16_t>(nested);
-        EXPECT_EQ(1, push(Bytes(24), nested));
-        EXPECT_THAT(Host::seen, ElementsAre(depth <= 1000 ? nested : "null")) << depth;
-        EXPECT_EQ(depth <= 1000 ? nested : "null", descriptor());
+        const std::string expected = depth <= 1000 ? nested : "null";
+        EXPECT_EQ(expected, exchange(Bytes(24), nested)) << depth;
+        EXPECT_THAT(Host::seen, ElementsAre(expected)) << depth;
     }
 }
 
-TEST_F(ModulePush, WithoutAValidSizeStillAsksTheHostAndIsThenRefused) {
-    listen();
+TEST_F(TextExchange, WithoutAValidSizeStillAsksTheHost) {
     for (const auto& [width, height] : {std::pair(0, 0), {-1, -1}, {5, -1}}) {
-        configure(width, height, 4, true);
-        EXPECT_EQ(0, push(Bytes(), "{}"));
+        configure(width, height, 4);
+        exchange(Bytes(), "{}");
     }
     EXPECT_THAT(Host::seen, ElementsAre(R"({"image":""})", R"({"image":""})", R"({"image":""})"));
-    configure(40000, 40000, 4, true);
-    EXPECT_THROW(push(Bytes(), "{}"), std::bad_alloc);
+    configure(40000, 40000, 4);
+    EXPECT_THROW(exchange(Bytes(), "{}"), std::bad_alloc);
+    EXPECT_EQ(3U, Host::seen.size());
 }
 
-TEST_F(ModulePush, CutsAPictureShortThatIsLargerThanItsBuffer) {
-    configure(2048, 2048, 4, true);
-    listen();
-    EXPECT_EQ(1, push(randomBytes(2048 * 2048 * 2, 2), "{}"));
+TEST_F(TextExchange, CutsAPictureShortThatIsLargerThanItsBuffer) {
+    configure(2048, 2048, 4);
+    exchange(randomBytes(2048 * 2048 * 2, 2), "{}");
     rapidjson::Document shown;
     shown.Parse(Host::seen.at(0).c_str());
     EXPECT_EQ((JPEG_CAPACITY + 2) / 3 * 4, shown["image"].GetStringLength());
 }
 
-TEST_F(ModulePush, TouchesNothingButTheLivingEngine) {
-    int other = 0;
-    auto gone = std::make_unique<LumetraCoreExecutor>();
-    LumetraCoreExecutor* const engineThatWas = gone.get();
-    gone.reset();
-    for (void* const context : {static_cast<void*>(&other), static_cast<void*>(engineThatWas)})
-        EXPECT_EQ(0, LumetraCoreExecutor::pushNativeImage(context, nullptr, 0, "{}", 1));
-}
-
-TEST_F(ModulePush, RefusesTextsThatCannotBeConverted) {
-    configure(4, 2, 1, false);
-    listen();
-    EXPECT_THROW(push(Bytes(24), "\xFF"), std::range_error);
+TEST_F(TextExchange, RefusesTextsThatCannotBeConverted) {
+    EXPECT_THROW(exchange(Bytes(24), "\xFF"), std::range_error);
+    EXPECT_TRUE(Host::seen.empty());
     Host::answer = {0xD800};
-    EXPECT_THROW(push(Bytes(24), ""), std::range_error);
-    EXPECT_TRUE(EngineProbe::chunks(engine).empty());
+    EXPECT_THROW(exchange(Bytes(24), ""), std::range_error);
 }
 
-TEST_F(ModulePush, KeepsPicturesOfTwoModulesApart) {
-    configure(64, 48, 4, true);
-    listen();
+TEST_F(TextExchange, KeepsPicturesOfTwoModulesApart) {
+    configure(64, 48, 4);
     std::vector<std::thread> modules;
     for (unsigned module = 0; module < 3; ++module)
         modules.emplace_back([this, module] {
             const Bytes frame = randomBytes(64 * 48 * 2, module);
-            for (int i = 0; i < 20; ++i) push(frame, R"({"module":)" + std::to_string(module) + "}");
+            for (int i = 0; i < 20; ++i) exchange(frame, R"({"module":)" + std::to_string(module) + "}");
         });
     for (auto& module : modules) module.join();
     std::set<std::string> texts(Host::seen.begin(), Host::seen.end());
