@@ -2,13 +2,14 @@
 #include <gmock/gmock.h>
 
 #include "tests/modules/recorder.h"
-#include "tests/support/engine_probe.h"
+#include "tests/support/configurations.h"
 #include "tests/support/frames.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/waiting.h"
 
 using namespace lumetra;
 
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -21,7 +22,7 @@ std::string missing(const std::string& symbol) {
 
 class Modules : public testing::Test {
 protected:
-    Modules() : log(engine) { EngineProbe::stopLoop(engine); }
+    Modules() : log(engine) { engine.configure(configurationText(1, 1, 7).c_str()); }
     ~Modules() override {  // an engine leaves its libraries open
         for (const int id : {5, 7, 9}) engine.unregisterDllByID(id);
     }
@@ -32,12 +33,9 @@ protected:
         if (RecorderControl* const control = recorder(name)) control->takeCalls();
         return id;
     }
-    void store(std::uint64_t id) {
-        EngineProbe::storeConverted(engine, id, chunkOf(1, 1, LUMETRA_IMGFORMAT_GRAY8, {9}));
-    }
-    void notify(std::uint64_t id) {
-        EngineProbe::notify(engine, id);
-        EngineProbe::drainPool(engine);
+    void push() {
+        const unsigned char pixel = 9;
+        engine.pushImageData(&pixel, 1, "", 0);
     }
 
     LumetraCoreExecutor engine;
@@ -51,7 +49,7 @@ TEST_F(Modules, ThatCannotBeOpenedAreReportedWithTheirPath) {
     EXPECT_EQ(0, engine.registerDllByName(""));
     EXPECT_THAT(LogCapture::take(), ElementsAre("Error loading library Nowhere.framework/Nowhere",
                                                 "Error loading library .framework/"));
-    EXPECT_THAT(EngineProbe::modules(engine), IsEmpty());
+    EXPECT_EQ(0, engine.unregisterDllByName("Nowhere"));
 }
 
 TEST_F(Modules, AreFiledUnderTheIdTheyReportWhateverElseTheyLack) {
@@ -61,12 +59,8 @@ TEST_F(Modules, AreFiledUnderTheIdTheyReportWhateverElseTheyLack) {
                             missing("registerCallback"), missing("unregisterCallback"),
                             missing("getSupportedCallbacks"), missing("command"), missing("notifyNewData"),
                             missing("getStatus"), missing("destroy")));
-    const auto modules = EngineProbe::modules(engine);
-    ASSERT_EQ(1U, modules.size());
-    EXPECT_EQ("IdFive.framework/IdFive", modules.at(5).name);
-    EXPECT_EQ(9U, modules.at(5).functions.size());
-    EXPECT_NE(nullptr, modules.at(5).functions.at(FN_GETMODULEID));
-    EXPECT_EQ(nullptr, modules.at(5).functions.at(FN_DESTROY));
+    EXPECT_EQ(1, engine.unregisterDllByName("IdFive"));
+    EXPECT_EQ(0, engine.unregisterDllByID(5));
 }
 
 TEST_F(Modules, WithoutAUsableIdAreClosedAgain) {
@@ -84,22 +78,21 @@ TEST_F(Modules, WithoutAUsableIdAreClosedAgain) {
         EXPECT_EQ(std::string(name) + ".framework/" + name + " loaded successfully!", messages.front());
         EXPECT_EQ(lastMessage, messages.back());
         EXPECT_FALSE(isMapped(name)) << name;
+        EXPECT_EQ(0, engine.unregisterDllByID(result)) << name;
     }
-    EXPECT_THAT(EngineProbe::modules(engine), IsEmpty());
 }
 
 TEST_F(Modules, OfTheSameIdReplaceEachOtherUntold) {
     ASSERT_EQ(7, load("Recorder"));
     ASSERT_EQ(7, load("RecorderTwin"));
     EXPECT_THAT(recorder("Recorder")->takeCalls(), IsEmpty());
-    EXPECT_EQ("RecorderTwin.framework/RecorderTwin", EngineProbe::modules(engine).at(7).name);
+    EXPECT_EQ(45, engine.getStatus(7));
+    EXPECT_THAT(recorder("RecorderTwin")->takeCalls(), ElementsAre("getStatus"));
     EXPECT_EQ(1, engine.unregisterDllByID(7));
     EXPECT_FALSE(isMapped("RecorderTwin"));
     EXPECT_TRUE(isMapped("Recorder")) << "the older one stays open, out of reach";
     EXPECT_EQ(0, engine.unregisterDllByName("Recorder"));
-    void* const handle = dlopen("Recorder.framework/Recorder", RTLD_LAZY | RTLD_NOLOAD);
-    dlclose(handle);
-    dlclose(handle);
+    closeForGood("Recorder");
 }
 
 TEST_F(Modules, AreInitializedByIdAndByName) {
@@ -133,7 +126,6 @@ TEST_F(Modules, AreReallyUnmappedWhenRemoved) {
     EXPECT_EQ(1, engine.unregisterDllByID(5));
     EXPECT_THAT(LogCapture::take(), ElementsAre("Warning: destroy function not available!",
                                                 "Unregistering IdFive.framework/IdFive"));
-    EXPECT_THAT(EngineProbe::modules(engine), IsEmpty());
 }
 
 TEST_F(Modules, StayRegisteredWhenTheirDestroyThrows) {
@@ -205,40 +197,22 @@ TEST_F(Modules, ThatAreUnknownOrLackAnEntryPointGiveTheirNeutralResults) {
     }
 }
 
-TEST_F(Modules, AreAllToldOfAFrameThatIsThenRetained) {
-    load("RecorderNine");
-    load("Recorder");
-    load("IdFive");
-    store(77);
-    notify(77);
-    EXPECT_THAT(LogCapture::take(), ElementsAre("Warning: notifyNewData function not available!"));
-    for (const char* name : {"Recorder", "RecorderNine"}) {
-        const auto notifications = recorder(name)->takeNotifications();
-        ASSERT_EQ(1U, notifications.size()) << name;
-        EXPECT_EQ(77U, notifications[0].id);
-        EXPECT_EQ(EngineProbe::chunks(engine).at(77), notifications[0].chunk);
+TEST_F(Modules, AreAllHandedTheSameFrameWhateverOthersThrow) {
+    for (const char* const name : {"RecorderNine", "Recorder", "IdFive"}) load(name);
+    for (const bool throwing : {false, true}) {
+        recorder("Recorder")->throwAlways(throwing);
+        std::vector<Notification> first, second;
+        repeatUntil([this] { push(); },
+                    [&] {
+                        first = recorder("Recorder")->takeNotifications();
+                        second = recorder("RecorderNine")->takeNotifications();
+                        return !first.empty() && !second.empty() && first.back().id == second.back().id;
+                    });
+        EXPECT_EQ(first.back().chunk, second.back().chunk);
+        EXPECT_THAT(
+            LogCapture::take(),
+            testing::AllOf(SizeIs(testing::Gt(0U)), Each("Warning: notifyNewData function not available!")));
     }
-    EXPECT_THAT(EngineProbe::messages(engine), ElementsAre(testing::Pair(3, 77)));
-}
-
-TEST_F(Modules, AreNotToldOfFramesThatAreGoneOrEmpty) {
-    load("Recorder");
-    notify(77);
-    EngineProbe::store(engine, 78, nullptr);
-    notify(78);
-    EXPECT_THAT(recorder("Recorder")->takeNotifications(), IsEmpty());
-    EXPECT_THAT(EngineProbe::messages(engine), ElementsAre(testing::Pair(3, 77), testing::Pair(3, 78)));
-}
-
-TEST_F(Modules, ThatThrowDoNotKeepOthersFromAFrame) {
-    load("Recorder");
-    load("RecorderNine");
-    recorder("Recorder")->throwAlways(true);
-    store(77);
-    notify(77);
-    notify(77);
-    EXPECT_EQ(2U, recorder("Recorder")->takeNotifications().size());
-    EXPECT_EQ(2U, recorder("RecorderNine")->takeNotifications().size());
     recorder("Recorder")->throwAlways(false);
 }
 
@@ -247,19 +221,68 @@ TEST_F(Modules, RemovedDuringANotificationStayMappedUntilItReturns) {
     RecorderControl* const control = recorder("Recorder");
     NotificationGate gate;
     control->holdNotificationsAt(gate);
-    store(77);
-    const int workers = static_cast<int>(workerCount(std::thread::hardware_concurrency()));
-    for (int i = 0; i < workers; ++i) EngineProbe::notify(engine, 77);  // one waits on every worker
-    waitUntil([&] { return gate.waiting() == workers; });
-    EngineProbe::notify(engine, 77);  // queued behind them
+    repeatUntil([this] { push(); }, [&gate] { return gate.waiting() > 0; });
     EXPECT_EQ(1, engine.unregisterDllByID(7));
-    EXPECT_THAT(EngineProbe::modules(engine), IsEmpty());
-    EXPECT_THAT(control->takeCalls(), ElementsAre("destroy")) << "mapped still, and told";
-    EXPECT_THAT(control->takeNotifications(), SizeIs(workers)) << "none that began afterwards";
-
+    EXPECT_EQ(0, engine.unregisterDllByID(7));
+    EXPECT_THAT(control->takeCalls(), ElementsAre("destroy")) << "mapped still";
     gate.open();  // they must not lose their own code while they return
-    EngineProbe::drainPool(engine);
+    waitUntil([] { return !isMapped("Recorder"); });
+}
+
+namespace {
+
+dllstruct opened(const std::string& name) {
+    dllstruct module;
+    module.name = name;
+    assemblePlatformLibraryString(module.name);
+    module.library = std::make_shared<ModuleLibrary>();
+    module.handle = module.library->open(module.name);
+    for (auto& [kind, address] : module.functions)
+        address = dlsym(module.handle, LUMETRA_FNNAMES.at(kind).c_str());
+    return module;
+}
+
+}  // namespace
+
+TEST(ModuleTable, HandsNothingToAModuleThatIsBeingRemoved) {
+    ModuleTable table;
+    table.file(7, opened("Recorder"));
+    RecorderControl* const control = recorder("Recorder");
+    const NotificationTarget target = table.notificationTargets().at(0);
+    const auto chunk = chunkOf(1, 1, LUMETRA_IMGFORMAT_GRAY8, {9});
+    target.deliver(77, chunk);
+    auto removed = *table.findByPath("Recorder.framework/Recorder");
+    EXPECT_TRUE(removed.second.library->release());
+    EXPECT_FALSE(removed.second.library->release()) << "somebody removes it already";
+    target.deliver(78, chunk);
+    EXPECT_THAT(control->takeNotifications(), SizeIs(1));
+
+    table.close(std::move(removed));
     EXPECT_FALSE(isMapped("Recorder"));
+    target.deliver(79, chunk);
+    EXPECT_FALSE(table.find(7).has_value());
+}
+
+TEST(ModuleTable, LeavesAModuleAloneThatHasReplacedOneBeingRemoved) {
+    {
+        ModuleTable table;
+        table.file(7, opened("Recorder"));
+        ModuleTable::Entry removed(7, *table.find(7));
+        removed.second.library->release();
+        table.file(7, opened("RecorderTwin"));
+        table.close(std::move(removed));
+        EXPECT_FALSE(isMapped("Recorder"));
+        ASSERT_TRUE(table.find(7).has_value());
+        EXPECT_EQ("RecorderTwin.framework/RecorderTwin", table.find(7)->name);
+
+        const ModuleTable::Entry replaced(7, *table.find(7));
+        table.file(7, opened("Recorder"));
+        replaced.second.library->release();  // a removal that has lost the race
+    }
+    for (const char* const name : {"Recorder", "RecorderTwin"}) {
+        EXPECT_TRUE(isMapped(name)) << "a table leaves its libraries open";
+        closeForGood(name);
+    }
 }
 
 TEST(CallbackTable, HoldsLogAndTextExchangeAndNothingElse) {
@@ -279,8 +302,10 @@ TEST(CallbackTable, HoldsLogAndTextExchangeAndNothingElse) {
                     ElementsAre("Registering Callback!", "Warning: Particular callback not available!",
                                 "Unregistering Callback!", "Warning: Particular callback not available!"));
     }
-    EXPECT_EQ(1, engine.registerCallback(ENGINE_MODULE_ID, CB_HOSTTEXT, &function, &user));
-    EXPECT_EQ(CallbackPair(&function, &user), EngineProbe::callback(engine, CB_HOSTTEXT));
-    EXPECT_EQ(1, engine.unregisterCallback(ENGINE_MODULE_ID, CB_HOSTTEXT));
-    EXPECT_EQ(CallbackPair(), EngineProbe::callback(engine, CB_HOSTTEXT));
+
+    CallbackTable table;
+    EXPECT_TRUE(table.replace(CB_HOSTTEXT, {&function, &user}));
+    EXPECT_EQ(CallbackPair(&function, &user), table.find(CB_HOSTTEXT));
+    EXPECT_TRUE(table.reset(CB_HOSTTEXT));
+    for (const auto kind : {CB_HOSTTEXT, CB_TYPE2}) EXPECT_EQ(CallbackPair(), table.find(kind));
 }

@@ -55,18 +55,25 @@ public:
     void* lastUser = nullptr;
 };
 
-inline bool isMapped(const std::string& name) {
+/// The library's handle, without opening it once more; null if it is not mapped.
+inline void* mappedLibrary(const std::string& name) {
     void* const handle = dlopen((name + ".framework/" + name).c_str(), RTLD_LAZY | RTLD_NOLOAD);
     if (handle != nullptr) dlclose(handle);
-    return handle != nullptr;
+    return handle;
+}
+inline bool isMapped(const std::string& name) {
+    return mappedLibrary(name) != nullptr;
+}
+/// For a library that an engine has left open.
+inline void closeForGood(const std::string& name) {
+    dlclose(mappedLibrary(name));
 }
 
 /// The control of a recorder module; null if it is not loaded or no recorder.
 inline RecorderControl* recorder(const std::string& name) {
-    void* const handle = dlopen((name + ".framework/" + name).c_str(), RTLD_LAZY | RTLD_NOLOAD);
-    if (handle == nullptr) return nullptr;
-    const auto control = reinterpret_cast<RecorderControl* (*)()>(dlsym(handle, "recorderControl"));
-    dlclose(handle);
+    void* const library = mappedLibrary(name);
+    if (library == nullptr) return nullptr;
+    const auto control = reinterpret_cast<RecorderControl* (*)()>(dlsym(library, "recorderControl"));
     return control == nullptr ? nullptr : control();
 }
 
