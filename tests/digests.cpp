@@ -10,13 +10,16 @@
 #include <stdexcept>
 #include <string>
 
+#include "LumetraCore/utf_conversion.h"
+#include "base/process_wide.h"
 #include "base/utf8_repair.h"
 #include "image/conversion.h"
+#include "image/intake.h"
+#include "image/picture_encoder.h"
 #include "image/pixel_formats.h"
+#include "image/text_exchange.h"
 #include "platform/device_listing.h"
-#include "tests/support/engine_probe.h"
-#include "tests/support/frames.h"
-#include "tests/support/log_capture.h"
+#include "tests/support/configurations.h"
 #include "tests/support/pictures.h"
 
 using namespace lumetra;
@@ -34,31 +37,10 @@ public:
     void add(const unsigned char* bytes, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) addValue(bytes[i]);
     }
-    void addLog() {
-        for (const std::string& text : LogCapture::take()) add(text);
-    }
     std::uint64_t bits = pictures::EMPTY_DIGEST;
 
 private:
     void addValue(std::uint64_t value) { pictures::addToDigest(bits, std::array{value}); }
-};
-
-struct Engine {
-    Engine() : log(executor) { EngineProbe::stopLoop(executor); }
-
-    int configure(int width, int height, int format, bool mipMap, bool forward = false) {
-        const auto text = [](bool value) { return value ? "true" : "false"; };
-        std::ostringstream json;
-        json << R"({"imageCfg":{"width":)" << width << R"(,"height":)" << height << R"(},"format":)" << format
-             << R"(,"mipMap":)" << text(mipMap) << R"(,"forwardNativeImage":)" << text(forward) << "}";
-        return executor.configure(json.str().c_str());
-    }
-    std::pair<std::uint64_t, std::shared_ptr<IChnk>> lastFrame() {
-        return *EngineProbe::chunks(executor).rbegin();
-    }
-
-    LumetraCoreExecutor executor;
-    const LogCapture log;
 };
 
 void addFrame(Digest& digest, const IChnk& chunk) {
@@ -78,22 +60,23 @@ void addConversions(Digest& digest, LUMETRA_IMGFORMATTYPE format) {
     constexpr struct { bool pushed, derived; } PYRAMIDS[] = {{true, true}, {false, false}, {false, true}};
     const std::pair<int, int> sizes[] = {{1, 1}, {5, 4}, {37, 21}, {3, 130}, {131, 3}, {322, 241}};
     unsigned seed = 0;
-    for (const auto& [width, height] : sizes) {
-        Engine engine;
+    const auto buffers = std::make_shared<FrameBuffers>();
+    for (const auto& [width, height] : sizes)
         for (const auto& [pushed, derived] : PYRAMIDS)
             for (int flags = 0; flags < LUMETRA_CONVERT_DEBUGDUMP; ++flags) {
-                engine.configure(width, height, format, pushed);
+                ICfg cfg = configurationOf(width, height, format);
+                cfg.mipMap = pushed;
                 const std::uint64_t levelZero = pictureBytes(format, width, height);
                 const Bytes pixels = randomBytes(
                     pushed ? static_cast<std::size_t>(pyramidBytes(levelZero)) : levelZero, ++seed);
-                engine.executor.pushImageData(pixels.data(), static_cast<int>(pixels.size()), "", 0);
-                engine.configure(width, height, format, derived);
-                const auto [id, chunk] = engine.lastFrame();
-                EngineProbe::convert(engine.executor, id, flags);
+                const Chunk chunk =
+                    pushedChunk({pixels.data(), static_cast<int>(pixels.size()), "", 0}, cfg, *buffers);
+                const auto plan =
+                    planConversion(*chunk, static_cast<LUMETRA_CONVERSIONMODIFIER>(flags), derived);
+                convert(*chunk, plan);
                 addFrame(digest, *chunk);
-                digest.addLog();
+                digest.add(plan.unsupportedSteps);
             }
-    }
 }
 
 // Characters of one to four bytes, such as JSON lets stand and such as it escapes.
@@ -151,21 +134,20 @@ std::string randomDocument(std::mt19937& random) {
 
 void addConfigurations(Digest& digest) {
     std::mt19937 random(1);
-    Engine engine;
+    Configuration configuration;
     for (int i = 0; i < 2000; ++i) {
         std::ostringstream json;
         json << R"({"imageCfg":{"width":)" << randomNumber(random) << R"(,"height":)"
              << static_cast<std::int32_t>(static_cast<std::uint32_t>(random())) << R"(},"format":)"
              << static_cast<int>(random() % 12) - 3 << R"(,"conversionflags":)" << randomNumber(random)
              << R"(,"writablepath":")" << randomText(random) << R"("})";
-        digest.add(engine.executor.command(ENGINE_MODULE_ID, LUMETRA_CMD_CONFIGURE, json.str().c_str()));
-        const auto cfg = EngineProbe::configuration(engine.executor);
-        for (const int value : {cfg.valid ? 1 : 0, cfg.width, cfg.height, static_cast<int>(cfg.format),
-                                static_cast<int>(cfg.conversionflags)})
+        digest.add(configuration.configure(json.str().c_str()));
+        const ICfg cfg = *configuration.snapshot();
+        for (const int value :
+             {cfg.width, cfg.height, static_cast<int>(cfg.format), static_cast<int>(cfg.conversionflags)})
             digest.add(value);
         digest.add(cfg.writablepath);
         digest.add(dumpName(cfg.writablepath, cfg.height, i % PYRAMID_LEVELS, "pgm"));
-        digest.addLog();
     }
 }
 
@@ -177,20 +159,16 @@ void addDescriptors(Digest& digest) {
         return static_cast<const char16_t*>(answer.c_str());
     };
     std::mt19937 random(2);
-    Engine engine;
-    engine.executor.registerCallback(ENGINE_MODULE_ID, CB_HOSTTEXT, reinterpret_cast<void*>(exchange),
-                                     nullptr);
+    processWide<PictureEncoder>().allocate();
     for (int i = 0; i < 500; ++i) {
-        const bool packed = i % 2 == 0;
-        engine.configure(1 + i % 23, 1 + i % 7, packed ? LUMETRA_IMGFORMAT_YUYV : LUMETRA_IMGFORMAT_RGB,
-                         false, i % 5 != 0);
+        ICfg cfg = configurationOf(1 + i % 23, 1 + i % 7,
+                                   i % 2 == 0 ? LUMETRA_IMGFORMAT_YUYV : LUMETRA_IMGFORMAT_RGB);
+        cfg.forwardNativeImage = i % 5 != 0;
         const Bytes frame = randomBytes(23 * 7 * 3, static_cast<unsigned>(i));
         answer = convertUTFFormat8toV<char, char16_t>(randomDocument(random));
-        digest.add(LumetraCoreExecutor::pushNativeImage(&engine.executor, frame.data(),
-                                                        static_cast<int>(frame.size()),
-                                                        randomDocument(random).c_str(), i));
+        const std::string kept = exchangeText(exchange, randomDocument(random).c_str(), frame.data(), cfg);
         for (const char16_t unit : seen) digest.add(unit);
-        digest.add(engine.lastFrame().second->descriptor);
+        digest.add(kept);
     }
 }
 
