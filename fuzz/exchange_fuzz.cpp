@@ -4,13 +4,20 @@
 #include <algorithm>
 #include <vector>
 
+#include "base/process_wide.h"
 #include "base/utf8_repair.h"
 #include "fuzz/support/fuzzing.h"
+#include "image/picture_encoder.h"
+#include "image/text_exchange.h"
+#include "tests/support/configurations.h"
 
 using namespace lumetra;
 
 namespace {
 
+const struct Encoder {
+    Encoder() { processWide<PictureEncoder>().allocate(); }  // as an engine does
+} encoder;
 bool echoes, answersNull;
 std::u16string shown, answer;
 
@@ -46,35 +53,27 @@ void runInput(std::string_view input) {
     const std::string descriptor = std::string(takeLine(input)).c_str();
     answer = answersNull || echoes ? u"" : textOf(input);
 
-    LumetraCoreExecutor& engine = bareEngine();
-    LumetraCore_registerCallback(0, CB_HOSTTEXT, reinterpret_cast<void*>(&host), nullptr);
-    engine.configure((R"({"imageCfg":{"width":)" + std::to_string(width) + R"(,"height":)" +
-                      std::to_string(height) + (yuyv ? R"(},"format":4)" : R"(},"format":1)") +
-                      (forwards ? R"(,"forwardNativeImage":true})" : "}"))
-                         .c_str());
+    ICfg cfg = configurationOf(width, height, yuyv ? LUMETRA_IMGFORMAT_YUYV : LUMETRA_IMGFORMAT_RGB);
+    cfg.forwardNativeImage = forwards;
     const bool hasPixels = width >= 1 && height >= 1;
     const std::vector<unsigned char> frame(
         hasPixels ? static_cast<std::size_t>((yuyv ? 2 : 3) * width * height) : 0, 0x5A);
     const bool areTexts = repairUtf8(descriptor) == descriptor && isValidText(answer);
-    int taken = 0;
+    std::string kept;
     try {
-        taken = LumetraCoreExecutor::pushNativeImage(&engine, frame.data(), static_cast<int>(frame.size()),
-                                                     descriptor.c_str(), 1);
+        kept = exchangeText(&host, descriptor.c_str(), frame.data(), cfg);
         require(areTexts || forwards,
                 "text that is none is refused");  // forwarded, it may be no JSON before that
     } catch (const std::range_error&) {
         require(!areTexts, "valid text is taken");
         return;
     }
-    require(taken == hasPixels, "a frame of the configured size is taken");
 
     const std::string seen = convertUTFFormatVto8<char16_t, char>(shown);
     require(forwards ? isValidJson(seen) : seen == descriptor, "the host sees JSON, or the text as it is");
     if (forwards && yuyv && seen.starts_with('{')) checkPicture(seen, hasPixels);
-    if (!hasPixels) return;
 
     const std::string answered = convertUTFFormatVto8<char16_t, char>(answer);
-    const std::string kept = EngineProbe::chunks(engine).rbegin()->second->descriptor;
     require(forwards ? isValidJson(kept) : kept == answered, "a frame keeps JSON, or the answer as it is");
     if (echoes && !yuyv) require(kept == answered, "what was written once is written so again");
 }

@@ -12,19 +12,21 @@ void keepMessage(std::int32_t, const char16_t* text) {
 }  // namespace
 
 void runInput(std::string_view input) {
-    LumetraCoreExecutor& engine = bareEngine();
+    LumetraCoreExecutor& engine = processEngine();
     LumetraCore_registerCallback(0, CB_LOG, reinterpret_cast<void*>(&keepMessage), nullptr);
-    const auto& record = EngineProbe::texture(engine);
+    const auto& record = EngineProbe::texture(engine).record;
     int texture = 0;
     LumetraCore_setNativeTexturePointer(nullptr, u"");
-    require(record.buffer == nullptr && !EngineProbe::isRendering(engine), "without texture nothing is kept");
+    require(record.buffer == nullptr && !EngineProbe::texture(engine).isRendering,
+            "without texture nothing is kept");
 
     const std::u16string text = textOf(input);
     const auto result = attempt(isValidText(text),
                                 [&] { return LumetraCore_setNativeTexturePointer(&texture, text.c_str()); });
     require(result.value_or(1) == 1, "a description is always taken");
     require(record.format <= LUMETRA_IMGFORMAT_GRAY8, "a format beyond the last is not stored");
-    require(EngineProbe::isRendering(engine) == (record.buffer != nullptr), "rendering has its buffer");
+    require(EngineProbe::texture(engine).isRendering == (record.buffer != nullptr),
+            "rendering has its buffer");
     if (record.buffer == nullptr) return;
 
     require(messageBefore == text, "the description is logged as it came");

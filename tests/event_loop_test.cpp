@@ -1,20 +1,24 @@
+// The engine's loop and its end, watched from outside. Messages that no host can post come from the test.
 #include <gmock/gmock.h>
 
 #include <future>
 
 #include "base/clock.h"
+#include "base/process_wide.h"
 #include "core/load_limits.h"
+#include "image/push_gate.h"
 #include "tests/modules/recorder.h"
+#include "tests/support/configurations.h"
 #include "tests/support/engine_probe.h"
 #include "tests/support/frames.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/temporary_folder.h"
 #include "tests/support/waiting.h"
 
 using namespace lumetra;
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Pair;
 
 TEST(FrameTiming, CallsAFrameFreshUpTo99MillisecondsAndNeverInTheFuture) {
     const std::uint64_t now = 1'700'000'000'000;
@@ -34,27 +38,24 @@ TEST(FrameTiming, LeavesOneProcessorToTheHostButKeepsTwoWorkers) {
 
 namespace {
 
+constexpr int GRAY_FLIP_DUMP = 13;
+
 class EventLoop : public testing::Test {
 protected:
-    EventLoop() { EngineProbe::stopLoop(engine); }
+    EventLoop() { engine.registerDllByName("Recorder"); }
+    ~EventLoop() override { engine.unregisterDllByID(7); }
 
-    // Posts one message for a stored chunk, takes one turn and runs what that queued.
-    void handle(int type, std::uint64_t id) {
-        EngineProbe::store(engine, id, chunkOf(1, 1, LUMETRA_IMGFORMAT_GRAY8, {9}));
-        EngineProbe::post(engine, type, id);
-        EngineProbe::runTurn(engine);
-        EngineProbe::drainPool(engine);
+    // Files a grey frame of one pixel above another, 1 and 2. Returns the first of them as it is when the
+    // frame is dropped.
+    std::future<int> file(std::uint64_t id) {
+        const auto chunk = chunkOf(1, 2, LUMETRA_IMGFORMAT_GRAY8, {1, 2});
+        const auto first = std::make_shared<std::promise<int>>();
+        chunk->data = std::shared_ptr<IChnk::dPtr>(
+            chunk->data.get(), [pixels = chunk->data, first](auto*) { first->set_value(pixels->lvl[0][0]); });
+        EngineProbe::chunks(engine).store(id, chunk);
+        return first->get_future();
     }
-    // The same for a frame of this moment; again if the machine let it grow old meanwhile.
-    std::uint64_t handleFresh(int type) {
-        for (;;) {
-            const std::uint64_t id = currentTimeMs();
-            handle(type, id);
-            if (currentTimeMs() <= id + 99) return id;
-            while (!EngineProbe::messages(engine).empty()) EngineProbe::runTurn(engine);
-        }
-    }
-    bool isStored(std::uint64_t id) { return EngineProbe::chunks(engine).count(id) == 1; }
+    void post(std::int32_t type, std::uint64_t id) { EngineProbe::messages(engine).post({type, id}); }
 
     LumetraCoreExecutor engine;
     const std::uint64_t now = currentTimeMs();
@@ -62,117 +63,76 @@ protected:
 
 }  // namespace
 
-TEST_F(EventLoop, NotifiesAboutFreshFramesAndDropsOthers) {
-    for (const std::uint64_t id : {now - 100, now + 60'000}) {
-        handle(1, id);
-        EXPECT_FALSE(isStored(id));
-        EXPECT_THAT(EngineProbe::messages(engine), IsEmpty());
+TEST_F(EventLoop, DropsFramesThatAreNotFreshAndConvertsThoseThatMayBecomeSoOrAreDumped) {
+    const TemporaryFolder folder;
+    const std::uint64_t past = now - 100, longPast = now - 5000, future = now + 60'000;
+    const struct {
+        std::int32_t type;
+        std::uint64_t id;
+        int flags, firstPixel;
+    } cases[] = {
+        {MSG_NOTIFY, past, 5, 1},
+        {MSG_NOTIFY, future, 5, 1},
+        {MSG_RETAIN, past, 5, 1},
+        {MSG_RETAIN, future, 5, 1},
+        {MSG_CONVERT, longPast, 5, 1},
+        {MSG_CONVERT, future, 5, 2},
+        {MSG_CONVERT, longPast, GRAY_FLIP_DUMP, 2},
+    };
+    for (const auto& [type, id, flags, firstPixel] : cases) {
+        engine.configure(("{\"conversionflags\":" + std::to_string(flags) + R"(,"writablepath":")" +
+                          folder.file("") + "\"}")
+                             .c_str());
+        std::future<int> dropped = file(id);
+        post(type, id);
+        EXPECT_EQ(firstPixel, dropped.get()) << "message " << type << ", " << now - id << " ms old";
     }
-    const std::uint64_t id = handleFresh(1);
-    EXPECT_TRUE(isStored(id));
-    EXPECT_THAT(EngineProbe::messages(engine), ElementsAre(Pair(3, id)));
+    EXPECT_EQ("P5\n#debug\n1 2\n255\n\2\1", folder.read("dbg_0_lvl_0.pgm"));
+    EXPECT_THAT(recorder("Recorder")->takeNotifications(), IsEmpty());
 }
 
-TEST_F(EventLoop, RetainsFreshFramesAndDropsOthers) {
-    const std::uint64_t id = handleFresh(3);
-    EXPECT_TRUE(isStored(id));
-    EXPECT_THAT(EngineProbe::messages(engine), ElementsAre(Pair(3, id)));
-    waitUntil([&] { return currentTimeMs() > id + 99; });
-    EngineProbe::runTurn(engine);
-    EXPECT_FALSE(isStored(id));
-    EXPECT_THAT(EngineProbe::messages(engine), IsEmpty());
-    handle(3, now + 60'000);
-    EXPECT_FALSE(isStored(now + 60'000));
+TEST_F(EventLoop, PassesOverUnknownKindsAndMissingFrames) {
+    std::future<int> kept = file(now);
+    for (const int type : {0, 4, -1}) post(type, now);
+    for (const int type : {MSG_NOTIFY, MSG_CONVERT, MSG_RETAIN}) post(type, now - 5000);
+    std::future<int> dropped = file(now - 100);
+    post(MSG_RETAIN, now - 100);
+    dropped.get();
+    waitUntil([this] { return EngineProbe::chunks(engine).copy().size() == 1; });
+    EXPECT_EQ(std::future_status::timeout, kept.wait_for(std::chrono::seconds(0)));
 }
 
-TEST_F(EventLoop, ConvertsFramesOfAnyAge) {
-    for (const std::uint64_t id : {now - 5000, now + 60'000}) {
-        handle(2, id);
-        EXPECT_TRUE(isStored(id));
-        EXPECT_THAT(EngineProbe::messages(engine), ElementsAre(Pair(1, id)));
-        EngineProbe::runTurn(engine);
-    }
-}
-
-TEST_F(EventLoop, DropsUnknownKindsAndMissingFrames) {
-    for (const int type : {0, 4, -1}) {
-        handle(type, now);
-        EXPECT_TRUE(isStored(now));
-        EXPECT_THAT(EngineProbe::messages(engine), IsEmpty());
-    }
-    EngineProbe::post(engine, 3, now - 5000);
-    EngineProbe::post(engine, 1, now - 5000);
-    EngineProbe::runTurn(engine);
-    EngineProbe::runTurn(engine);
-    EngineProbe::runTurn(engine);
-    EXPECT_THAT(EngineProbe::messages(engine), IsEmpty());
-}
-
-TEST_F(EventLoop, HandlesOneMessageATurnInTheirOrder) {
-    EngineProbe::post(engine, 4, now);
-    EngineProbe::post(engine, 0, now);
-    EngineProbe::post(engine, 3, now);
-    EngineProbe::runTurn(engine);
-    EXPECT_THAT(EngineProbe::messages(engine), ElementsAre(Pair(0, now), Pair(3, now)));
-}
-
-TEST(Engine, LetsAFrameGoAboutAHundredMillisecondsAfterItsPush) {
-    LumetraCoreExecutor engine;
-    engine.configure(R"({"imageCfg":{"width":1,"height":1},"format":7})");
+TEST_F(EventLoop, DropsADeliveredFrameAboutAHundredMillisecondsAfterItsPush) {
+    engine.configure(configurationText(1, 1, 7).c_str());
     const unsigned char pixel = 9;
-    auto chunks = EngineProbe::chunks(engine);
-    while (chunks.empty()) {  // again if the machine let it grow old before it was seen
-        engine.pushImageData(&pixel, 1, "", 0);
-        chunks = EngineProbe::chunks(engine);
-    }
-    const std::weak_ptr<IChnk> chunk = chunks.rbegin()->second;
-    const std::uint64_t pushed = chunks.rbegin()->first;
-    chunks.clear();
+    std::vector<Notification> notifications;
+    repeatUntil([&] { engine.pushImageData(&pixel, 1, "", 0); },
+                [&] { return !(notifications = recorder("Recorder")->takeNotifications()).empty(); });
+    const std::uint64_t pushed = notifications.back().id;
+    const std::weak_ptr<IChnk> chunk = notifications.back().chunk;
+    notifications.clear();
     waitUntil([&] { return chunk.expired(); });
     EXPECT_GT(currentTimeMs(), pushed + 99);
-    EXPECT_THAT(EngineProbe::messages(engine), IsEmpty());
-}
-
-TEST(Engine, RunsWhatIsStillQueuedAtItsEndWhileItsTablesAreAlive) {
-    auto engine = std::make_unique<LumetraCoreExecutor>();
-    ASSERT_EQ(5, engine->registerDllByName("IdFive"));
-    const LogCapture log(*engine);
-    std::promise<void> gate;
-    EngineProbe::occupyWorkers(*engine, gate.get_future().share());
-    for (const int type : {1, 2}) EngineProbe::post(*engine, type, currentTimeMs());
-    waitUntil([&] { return EngineProbe::messages(*engine).empty(); });
-
-    std::thread opener([&] {
-        waitUntil([&] { return !EngineProbe::isRunning(*engine); });
-        gate.set_value();
-    });
-    LumetraCoreExecutor* const dying = engine.get();
-    dying->~LumetraCoreExecutor();
-    opener.join();
-    ::operator delete(engine.release());
-    EXPECT_THAT(LogCapture::take(), ElementsAre("Warning: notifyNewData function not available!"));
+    waitUntil([&] { return EngineProbe::messages(engine).copy().empty(); });
 }
 
 TEST(Engine, LetsQueuedWorkNotifyModulesAtItsVeryEnd) {
-    ASSERT_EQ(nullptr, recorder("Recorder"));
     auto engine = std::make_unique<LumetraCoreExecutor>();
+    ASSERT_EQ(5, engine->registerDllByName("IdFive"));
     ASSERT_EQ(7, engine->registerDllByName("Recorder"));
-    std::promise<void> gate;
-    EngineProbe::occupyWorkers(*engine, gate.get_future().share());
-    LumetraCoreExecutor* const dying = engine.get();
-    EngineProbe::enqueue(*engine, [dying] {  // what a module's push from its last notification comes to
-        EngineProbe::storeConverted(*dying, 77, chunkOf(1, 1, LUMETRA_IMGFORMAT_GRAY8, {9}));
+    const LogCapture log(*engine);
+    EngineProbe::pool(*engine).enqueue([dying = engine.get()] {  // what a module's push at the end comes to
+        while (PushGate::Visit(processWide<PushGate>(), dying)) std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));  // until all that is left is this
+        ChunkStore& chunks = EngineProbe::chunks(*dying);
+        chunks.store(77, chunkOf(1, 1, LUMETRA_IMGFORMAT_GRAY8, {9}));
+        ChunkStore::Conversion(chunks, 77).pixelsAreDone();
         EngineProbe::notify(*dying, 77);
     });
-    std::thread opener([&] {
-        waitUntil([&] { return !EngineProbe::isRunning(*dying); });
-        gate.set_value();
-    });
-    dying->~LumetraCoreExecutor();
-    opener.join();
-    ::operator delete(engine.release());
-    EXPECT_TRUE(isMapped("Recorder")) << "an engine leaves its libraries open";
-    void* const handle = dlopen("Recorder.framework/Recorder", RTLD_LAZY | RTLD_NOLOAD);
-    dlclose(handle);
-    dlclose(handle);  // the engine's own
+    engine.reset();
+    EXPECT_THAT(LogCapture::take(), ElementsAre("Warning: notifyNewData function not available!"));
+    for (const char* const name : {"IdFive", "Recorder"}) {
+        EXPECT_TRUE(isMapped(name)) << "an engine leaves its libraries open";
+        closeForGood(name);
+    }
 }

@@ -98,12 +98,8 @@ void checkMessage(std::int32_t level, const char16_t* text) {
     require(level == 0 && isValidText(text), "a message is text of level 0");
 }
 
-LumetraCoreExecutor& bareEngine() {
-    if (lumcore_exec == nullptr) {
-        LumetraCore_initialize();
-        EngineProbe::stopLoop(*lumcore_exec);
-        LumetraCore_registerCallback(0, CB_LOG, reinterpret_cast<void*>(&checkMessage), nullptr);
-    }
-    EngineProbe::forgetFrames(*lumcore_exec);
+LumetraCoreExecutor& processEngine() {
+    LumetraCore_initialize();
+    LumetraCore_registerCallback(0, CB_LOG, reinterpret_cast<void*>(&checkMessage), nullptr);
     return *lumcore_exec;
 }

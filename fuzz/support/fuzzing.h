@@ -45,9 +45,8 @@ auto attempt(bool textIsValid, Call call) -> std::optional<decltype(call())> {
     return std::nullopt;
 }
 
-/// The process's engine without the frames of earlier inputs and without its event loop, so that everything
-/// happens on this thread.
-LumetraCoreExecutor& bareEngine();
+/// The process's engine, with checkMessage() for its log sink.
+LumetraCoreExecutor& processEngine();
 void checkMessage(std::int32_t level, const char16_t* text);  ///< a log sink
 
 #endif
