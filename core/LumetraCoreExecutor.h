@@ -58,7 +58,7 @@ public:
     // image/intake.cpp
     int pushImageData(const unsigned char* data, int size, const char* descriptor, int frameIndex);
 
-    // image/module_push.cpp: a LUMETRA_PUSHFN, whose context is the engine
+    // image/push.cpp: a LUMETRA_PUSHFN, whose context is the engine
     static int pushNativeImage(void* context, const unsigned char* data, int size, const char* descriptor,
                                int frameIndex);
 

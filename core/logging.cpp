@@ -1,5 +1,5 @@
 // logging.cpp - the only way of every message to the log callback. Any thread.
-#include "core/logging.h"
+#include "core/standard_log.h"
 
 #include <cstdio>
 #include <string>

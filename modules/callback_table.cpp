@@ -1,7 +1,7 @@
 // callback_table.cpp - callbacks found and replaced.
 #include "modules/callback_table.h"
 
-#include "core/logging.h"
+#include "core/standard_log.h"
 
 namespace lumetra {
 

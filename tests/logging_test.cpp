@@ -1,4 +1,4 @@
-#include "core/logging.h"
+#include "core/standard_log.h"
 
 #include <gmock/gmock.h>
 

@@ -1,6 +1,6 @@
-// logging.h - the default log sink.
-#ifndef LUMETRA_CORE_LOGGING_H
-#define LUMETRA_CORE_LOGGING_H
+// standard_log.h - the default log sink.
+#ifndef LUMETRA_CORE_STANDARD_LOG_H
+#define LUMETRA_CORE_STANDARD_LOG_H
 
 #include "LumetraCore/LumetraTypes.h"
 

@@ -1,4 +1,4 @@
-// module_push.cpp - frames that modules push. Runs on the module's thread.
+// push.cpp - frames that modules push. Runs on the module's thread.
 // Where the host takes part in texts it sees the frame's descriptor first, and what it answers travels with
 // the frame.
 #include <string>
