@@ -10,12 +10,10 @@ namespace lumetra {
 
 namespace {
 
-// Awake, with the lock open.
-void passTimeUntil(MessageQueue::SteadyTime end, std::unique_lock<std::mutex>& lock) {
-    lock.unlock();
+// For waits that are shorter than a sleep.
+void spinUntil(MessageQueue::SteadyTime end) {
     while (std::chrono::steady_clock::now() < end) {
     }
-    lock.lock();
 }
 
 }  // namespace
@@ -38,7 +36,7 @@ void MessageQueue::wakeTaker() {
 }
 
 bool MessageQueue::waitForTurn(SteadyTime bound, SleepPrecision& precision) {
-    return m_state.waitWith([&](State& state, std::unique_lock<std::mutex>& lock) {
+    return m_state.waitWith([&](State& state, WaitLock& lock) {
         for (;;) {
             if (state.closed || std::exchange(state.lookAround, false)) return false;
             const Moment now = Moment::now();
@@ -47,7 +45,7 @@ bool MessageQueue::waitForTurn(SteadyTime bound, SleepPrecision& precision) {
             const SteadyTime until = std::min(due, bound);
             if (until <= now.steady) return false;
             if (state.schedule.asking() > 0 && due - now.steady <= SHORTEST_SLEEP) {
-                passTimeUntil(due, lock);
+                lock.runUnlocked([due] { spinUntil(due); });
                 continue;
             }
 
@@ -57,9 +55,9 @@ bool MessageQueue::waitForTurn(SteadyTime bound, SleepPrecision& precision) {
             state.asleepUntil = until;
             state.schedule.fallsAsleep(now);
             if (until == MessageSchedule::NEVER)
-                m_due.wait(lock);
+                lock.wait(m_due);
             else
-                m_due.wait_until(lock, until);
+                lock.waitUntil(m_due, until);
             state.asleepUntil = State::AWAKE;
             state.schedule.wakesUp(Moment::now());
         }
@@ -67,9 +65,9 @@ bool MessageQueue::waitForTurn(SteadyTime bound, SleepPrecision& precision) {
 }
 
 void MessageQueue::waitForRoom() {
-    m_state.waitWith([this](State& state, std::unique_lock<std::mutex>& lock) {
+    m_state.waitWith([this](State& state, WaitLock& lock) {
         ++state.waitingPushers;
-        m_room.wait_for(lock, MAX_BACK_PRESSURE, [&state] { return state.closed || state.hasRoom(); });
+        lock.waitFor(m_room, MAX_BACK_PRESSURE, [&state] { return state.closed || state.hasRoom(); });
         --state.waitingPushers;
         if (state.waitingPushers == 0)
             m_pushersGone.notify_all();  // locked: whoever waits may destroy it then
@@ -83,8 +81,8 @@ void MessageQueue::close() {
 }
 
 void MessageQueue::waitForPushersToLeave() {
-    m_state.waitWith([this](State& state, std::unique_lock<std::mutex>& lock) {
-        m_pushersGone.wait(lock, [&state] { return state.waitingPushers == 0; });
+    m_state.waitWith([this](State& state, WaitLock& lock) {
+        lock.wait(m_pushersGone, [&state] { return state.waitingPushers == 0; });
     });
 }
 

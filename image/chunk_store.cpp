@@ -90,10 +90,10 @@ ChunkStore::Pixels ChunkStore::takePixelsIfPast(State& state, std::uint64_t id, 
 }
 
 ChunkStore::Conversion::Conversion(ChunkStore& store, std::uint64_t id) : m_store(store), m_id(id) {
-    m_store.m_state.waitWith([this](State& state, std::unique_lock<std::mutex>& lock) {
+    m_store.m_state.waitWith([this](State& state, WaitLock& lock) {
         const Entry entry = state.chunks[m_id];
         if (entry.chunk == nullptr) return;
-        m_store.m_conversionDone.wait(lock, [&] {
+        lock.wait(m_store.m_conversionDone, [&] {
             return std::find(state.converting.begin(), state.converting.end(), entry.chunk.get()) ==
                    state.converting.end();
         });

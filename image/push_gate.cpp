@@ -14,10 +14,10 @@ void PushGate::open(const void* engine) {
 }
 
 void PushGate::close(const void* engine) {
-    m_state.waitWith([this, engine](State& state, std::unique_lock<std::mutex>& lock) {
+    m_state.waitWith([this, engine](State& state, WaitLock& lock) {
         if (state.engine != engine) return;
         state.engine = nullptr;
-        m_left.wait(lock, [&state] { return state.inside == ownVisits; });
+        lock.wait(m_left, [&state] { return state.inside == ownVisits; });
     });
 }
 
