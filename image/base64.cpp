@@ -53,12 +53,16 @@ void append(std::basic_string<Char>& text, const unsigned char* bytes, std::size
 
 }  // namespace
 
+namespace lumetra {
+
+void appendBase64(std::u16string& text, const unsigned char* bytes, unsigned int length) {
+    append(text, bytes, length);
+}
+
+}  // namespace lumetra
+
 std::string base64_encode(const unsigned char* bytes, unsigned int length) {
     std::string text;
     append(text, bytes, length);
     return text;
-}
-
-void appendBase64(std::u16string& text, const unsigned char* bytes, unsigned int length) {
-    append(text, bytes, length);
 }

@@ -4,11 +4,15 @@
 
 #include <string>
 
-/// Four characters for every three bytes, the last group filled with "=". Any thread.
-/// @param bytes  borrowed; may be null when `length` is 0
-std::string base64_encode(const unsigned char* bytes, unsigned int length);
+namespace lumetra {
 
 /// The same characters at the end of a UTF-16 text, without a detour.
 void appendBase64(std::u16string& text, const unsigned char* bytes, unsigned int length);
+
+}  // namespace lumetra
+
+/// Four characters for every three bytes, the last group filled with "=". Any thread.
+/// @param bytes  borrowed; may be null when `length` is 0
+std::string base64_encode(const unsigned char* bytes, unsigned int length);
 
 #endif

@@ -7,8 +7,12 @@
 
 #include "platform/device_listing.h"
 
+namespace lumetra {
+
 /// Every device that captures video, in the platform's order, with one profile for each pair of format
 /// and frame-rate range. What a device does not answer is left out of its record.
 std::vector<CaptureDevice> listCaptureDevices();
+
+}  // namespace lumetra
 
 #endif

@@ -7,6 +7,8 @@
 
 #include "platform/capture_source.h"
 
+namespace lumetra {
+
 namespace {
 
 std::string utf8Text(NSString* text) {
@@ -48,3 +50,5 @@ std::vector<CaptureDevice> listCaptureDevices() {
     }
     return records;
 }
+
+}  // namespace lumetra

@@ -18,7 +18,7 @@
 #include "base/utf8_repair.h"
 #include "platform/capture_source.h"
 
-using namespace lumetra;
+namespace lumetra {
 
 namespace {
 
@@ -241,3 +241,5 @@ std::vector<CaptureDevice> listV4l2Devices(const VideoCalls& calls) {
 std::vector<CaptureDevice> listCaptureDevices() {
     return listV4l2Devices(systemVideoCalls());
 }
+
+}  // namespace lumetra

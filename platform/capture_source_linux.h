@@ -10,6 +10,8 @@
 
 #include "platform/device_listing.h"
 
+namespace lumetra {
+
 /// The system calls behind the walk, each as the system has it: -1 and errno where it fails.
 struct VideoCalls {
     std::function<std::vector<std::string>(const char* directory)> list;  // names; none if it fails
@@ -33,5 +35,7 @@ constexpr std::size_t MAX_LISTED_PROFILES = 7000;
 ///   left out.
 /// - Where all devices together have more than MAX_LISTED_PROFILES profiles, the longest lists are cut.
 std::vector<CaptureDevice> listV4l2Devices(const VideoCalls& calls);
+
+}  // namespace lumetra
 
 #endif

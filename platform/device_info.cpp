@@ -10,7 +10,7 @@
 #include "base/json_writing.h"
 #include "base/utf8_repair.h"
 
-using namespace lumetra;
+namespace lumetra {
 
 namespace {
 
@@ -71,6 +71,10 @@ DeviceCalls systemDeviceCalls() {
 DeviceFacts findDeviceFacts(const DeviceCalls& calls) {
     return {findHostName(calls), findExecutablePath(calls)};
 }
+
+}  // namespace lumetra
+
+using namespace lumetra;
 
 void getDeviceInfo(std::string& out, int) {
     out = writeDeviceInfo(findDeviceFacts(systemDeviceCalls()));

@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+namespace lumetra {
+
 /// What is reported of the machine; a fact that could not be found out is written as "unknown".
 struct DeviceFacts {
     std::optional<std::string> hostName;        // valid UTF-8
@@ -33,6 +35,8 @@ DeviceFacts findDeviceFacts(const DeviceCalls& calls);
 /// file for each platform, picked by the build.
 /// @return 0 done; -1 too small: `*size` is now what it takes, unchanged if the path cannot be found out
 int queryExecutablePath(char* path, std::uint32_t* size);
+
+}  // namespace lumetra
 
 /// Replaces `out` by the description of this machine. The number is not used.
 void getDeviceInfo(std::string& out, int unused);

@@ -7,7 +7,7 @@
 #include "base/json_writing.h"
 #include "platform/capture_source.h"
 
-using namespace lumetra;
+namespace lumetra {
 
 namespace {
 
@@ -64,6 +64,10 @@ std::string writeDeviceListing(const std::vector<CaptureDevice>& devices) {
     writer.EndObject();
     return {text.GetString(), text.GetSize()};
 }
+
+}  // namespace lumetra
+
+using namespace lumetra;
 
 void enumerateAVDevicesNative(std::string& out, int unused) {
     std::puts("Enumerating Devices...");

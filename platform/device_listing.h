@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+namespace lumetra {
+
 /// A picture size and the highest rate of one of its frame-rate ranges.
 struct CaptureProfile {
     std::uint32_t width, height;  // pixels
@@ -22,6 +24,8 @@ struct CaptureDevice {
 /// The listing, devices and profiles numbered from 0 in the order given. A rate that is no finite number,
 /// which JSON cannot express, is written as 0.0.
 std::string writeDeviceListing(const std::vector<CaptureDevice>& devices);
+
+}  // namespace lumetra
 
 /// Announces itself on standard output, then does what enumerateAppleDevices does.
 void enumerateAVDevicesNative(std::string& out, int unused);

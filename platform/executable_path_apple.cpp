@@ -3,6 +3,10 @@
 
 #include "platform/device_info.h"
 
+namespace lumetra {
+
 int queryExecutablePath(char* path, std::uint32_t* size) {
     return _NSGetExecutablePath(path, size);
 }
+
+}  // namespace lumetra

@@ -6,6 +6,8 @@
 
 #include "platform/device_info.h"
 
+namespace lumetra {
+
 int queryExecutablePath(char* path, std::uint32_t* size) {
     constexpr std::size_t longest = std::size_t{1} << 16;  // the kernel gives up at one page
     // The system does not say how long the link is, and cuts it silently: read until there is room to spare.
@@ -25,3 +27,5 @@ int queryExecutablePath(char* path, std::uint32_t* size) {
     }
     return -1;
 }
+
+}  // namespace lumetra

@@ -10,6 +10,8 @@
 
 #include "tests/support/frames.h"
 
+using namespace lumetra;
+
 namespace {
 
 std::string encoded(const Bytes& bytes) {

@@ -10,6 +10,8 @@
 
 #include "tests/support/fake_v4l2.h"
 
+using namespace lumetra;
+
 namespace {
 
 using Profile = std::tuple<std::uint32_t, std::uint32_t, double>;

@@ -10,6 +10,8 @@
 #include <cstring>
 #include <filesystem>
 
+using namespace lumetra;
+
 namespace {
 
 TEST(DeviceInfo, WritesFourTextsAndUnknownForWhatIsMissing) {

@@ -10,6 +10,8 @@
 #include "platform/device_info.h"
 #include "platform/device_listing.h"
 
+using namespace lumetra;
+
 namespace {
 
 std::string list(std::vector<FakeDevice> devices, Changing change = Changing::Nothing) {
