@@ -3,25 +3,17 @@
 #define LUMETRA_BASE_FOREIGN_CALL_H
 
 #include <exception>
-#if defined(__GLIBCXX__)
-#include <cxxabi.h>
-#endif
 
 namespace lumetra {
 
-/// Runs `call`; what it throws ends here. But for the cancellation of the thread, which the GNU system sends
-/// through as an exception that must not be caught for good.
+/// Runs `call`; what it throws ends here. Thread cancellation passes: glibc implements it as an exception of
+/// no type, which must be rethrown.
 template <class Call>
 void callSafely(Call call) {
     try {
         call();
-    }
-#if defined(__GLIBCXX__)
-    catch (const abi::__forced_unwind&) {
-        throw;
-    }
-#endif
-    catch (...) {
+    } catch (...) {
+        if (std::current_exception() == nullptr) throw;
     }
 }
 

@@ -7,6 +7,7 @@
 #include "bench/side_by_side.h"
 #include "image/frame_buffers.h"
 #include "image/pixel_formats.h"
+#include "image/pyramid.h"
 
 #if defined(LUMETRA_HAS_LIBYUV)
 #include <libyuv.h>

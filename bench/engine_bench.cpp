@@ -13,6 +13,7 @@
 #include "image/conversion.h"
 #include "image/frame_buffers.h"
 #include "image/pixel_formats.h"
+#include "image/pyramid.h"
 
 #if defined(LUMETRA_HAS_LIBYUV)
 #include <libyuv.h>

@@ -90,19 +90,6 @@ Chunk LumetraCoreExecutor::handleMessage(const MSGS& message, bool fresh) {
     return nullptr;
 }
 
-void LumetraCoreExecutor::queueConversion(std::uint64_t id) {
-    const LUMETRA_CONVERSIONMODIFIER flags = m_imgCfg.snapshot()->conversionflags;
-    const bool mayDropPixels =
-        (flags & LUMETRA_CONVERT_DEBUGDUMP) == 0;  // dumps show them whatever their age
-    if (mayDropPixels) m_chunks.expectConversion(id);
-    try {
-        m_threadPool->enqueue(&LumetraCoreExecutor::convertQueued, this, id, flags);
-    } catch (...) {
-        if (mayDropPixels) m_chunks.forgetConversion(id);
-        throw;
-    }
-}
-
 LumetraCoreExecutor::MessageAtExit::~MessageAtExit() {
     try {
         m_engine.m_messages.post(m_message);

@@ -47,7 +47,7 @@ public:
     LumetraCoreExecutor(const LumetraCoreExecutor&) = delete;
     LumetraCoreExecutor& operator=(const LumetraCoreExecutor&) = delete;
 
-    // core/configuration.cpp
+    // core/commands.cpp
     int command(LUMETRA_CMDTYPE type, const char* text);
     bool configure(const char* json);
     bool invalidateConfiguration();
@@ -55,10 +55,8 @@ public:
     // core/logging.cpp
     void passLogFromNativeLib(const char* text);
 
-    // image/intake.cpp
+    // image/push.cpp; the second is a LUMETRA_PUSHFN, whose context is the engine
     int pushImageData(const unsigned char* data, int size, const char* descriptor, int frameIndex);
-
-    // image/push.cpp: a LUMETRA_PUSHFN, whose context is the engine
     static int pushNativeImage(void* context, const unsigned char* data, int size, const char* descriptor,
                                int frameIndex);
 
@@ -92,13 +90,13 @@ private:
     void runEventLoop();
     void runTurn();
     lumetra::Chunk handleMessage(const MSGS& message, bool fresh);
-    void queueConversion(std::uint64_t id);
     lumetra::MessageQueue::SteadyTime tidyUp();
 
     // core/logging.cpp
     void logViaCallback(const std::string& text);
 
-    // image/conversion.cpp
+    // image/conversion_tasks.cpp
+    void queueConversion(std::uint64_t id);
     void convertImageData(unsigned long long id, LUMETRA_CONVERSIONMODIFIER flags);
     void convertQueued(std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags);
 
@@ -106,6 +104,13 @@ private:
     void resolveEntryPoints(dllstruct& module);
     std::int32_t askModuleId(const dllstruct& module);
     void reportMissing(LUMETRA_FNTYPE kind, const char* severity = "Warning: ");
+    /// The module's function; if it lacks one that is reported, and null returned.
+    template <class Fn>
+    Fn* requiredEntryPoint(const dllstruct& module, LUMETRA_FNTYPE kind, const char* severity = "Warning: ") {
+        Fn* const function = lumetra::entryPoint<Fn>(module, kind);
+        if (function == nullptr) reportMissing(kind, severity);
+        return function;
+    }
 
     // modules/lifecycle.cpp
     int removeModule(lumetra::ModuleTable::Entry entry);

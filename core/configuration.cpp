@@ -1,8 +1,7 @@
-// configuration.cpp - the JSON document that configures the engine, and the engine's own commands.
+// configuration.cpp - the JSON document that configures the engine.
 #include "core/configuration.h"
 
 #include "base/json_reading.h"
-#include "core/LumetraCoreExecutor.h"
 #include "image/pixel_formats.h"
 
 namespace lumetra {
@@ -42,32 +41,3 @@ void Configuration::invalidate() {
 }
 
 }  // namespace lumetra
-
-using namespace lumetra;
-
-int LumetraCoreExecutor::command(LUMETRA_CMDTYPE type, const char* text) {
-    logViaCallback("Executing Command!");
-    switch (type) {
-        case LUMETRA_CMD_START:
-        case LUMETRA_CMD_STOP:
-            return 1;
-        case LUMETRA_CMD_INVALIDATE:
-            invalidateConfiguration();
-            return 1;
-        case LUMETRA_CMD_CONFIGURE:
-            return configure(text);
-        default:
-            logViaCallback("Warning: Particular command not available!");
-            return 0;
-    }
-}
-
-bool LumetraCoreExecutor::configure(const char* json) {
-    return m_imgCfg.configure(json);
-}
-
-bool LumetraCoreExecutor::invalidateConfiguration() {
-    logViaCallback("Invalidating Core Configuration!");
-    m_imgCfg.invalidate();
-    return true;
-}

@@ -24,6 +24,11 @@ struct ICfg {
     LUMETRA_IMGFORMATTYPE format = LUMETRA_IMGFORMAT_NONE;
 };
 
+/// Whether the flags ask for one of theirs.
+inline bool wants(LUMETRA_CONVERSIONMODIFIER flags, LUMETRA_CONVERSIONMODIFIER flag) {
+    return (flags & flag) != 0;
+}
+
 class Configuration {
 public:
     using Snapshot = std::shared_ptr<const ICfg>;

@@ -43,6 +43,18 @@ inline constexpr std::size_t MAX_MESSAGES_ASKING = 128;
 /// A pusher waits no longer than this: what waits before its frame is too old to be delivered by then.
 inline constexpr std::chrono::milliseconds MAX_BACK_PRESSURE{100};
 
+/// Buffers wait this long for the next frame after the last one; whoever stops pushing has the memory back.
+inline constexpr std::chrono::seconds BUFFER_IDLE_TIME{1};
+/// From one idle buffer that is freed to the next: to free hundreds at once takes longer than a frame may
+/// wait.
+inline constexpr std::chrono::milliseconds BUFFER_TRIM_PACE{1};
+/// Buffers that wait for as long as frames come: a frame that is converted later than most takes one, and
+/// allocating it costs more than converting the frame.
+inline constexpr std::size_t SPARE_BUFFERS = 2;
+/// Buffers of this size and larger are mapped pages of their own: the heap may not return such memory to the
+/// system after a burst.
+inline constexpr std::size_t MAPPED_BUFFER_BYTES = 256 * 1024;
+
 }  // namespace lumetra
 
 #endif

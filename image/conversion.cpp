@@ -1,24 +1,17 @@
-// conversion.cpp - one chunk from the pusher's format to grey. Runs on a pool worker.
+// conversion.cpp - one chunk from the pusher's format to grey.
 #include "image/conversion.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdio>
 
-#include "base/clock.h"
-#include "core/LumetraCoreExecutor.h"
-#include "image/PGM_FUNCTIONS_internal.h"
 #include "image/grey/grey_kernels.h"
+#include "image/level_dump.h"
 #include "image/pixel_formats.h"
 #include "image/pyramid.h"
 
 namespace lumetra {
 
 namespace {
-
-bool wants(LUMETRA_CONVERSIONMODIFIER flags, LUMETRA_CONVERSIONMODIFIER flag) {
-    return (flags & flag) != 0;
-}
 
 std::size_t pixelCount(std::int32_t width, std::int32_t height) {
     return width < 1 || height < 1 ? 0 : static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
@@ -89,31 +82,6 @@ void convert(IChnk& chunk, const ConversionPlan& plan) {
     chunk.format = plan.formatAfter;
 }
 
-std::string dumpName(const std::string& path, std::int32_t frameIndex, int level, const char* extension) {
-    const std::string name = std::string(path.c_str()) + "/dbg_" + std::to_string(frameIndex) + "_lvl_" +
-                             std::to_string(level) + "." + extension;
-    return name.substr(0, 127);
-}
-
-void dumpLevels(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, const std::string& writablePath) {
-    const bool grey = chunk.format == LUMETRA_IMGFORMAT_GRAY8;
-    if (!grey && chunk.format != LUMETRA_IMGFORMAT_RGB) return;
-
-    const auto write = grey ? write_pgm : write_ppm;
-    std::int32_t width = chunk.width;
-    std::int32_t height = chunk.height;
-    const int levels = wants(flags, LUMETRA_CONVERT_PYRAMID) ? PYRAMID_LEVELS : 1;
-    for (int k = 0; k < levels; ++k) {
-        if (k > 0 && chunk.data->lvl[k] == nullptr) continue;
-        if (k > 0) {
-            width >>= 1;
-            height >>= 1;
-        }
-        const std::string name = dumpName(writablePath, chunk.frameIndex, k, grey ? "pgm" : "ppm");
-        write(name.c_str(), "debug", chunk.data->lvl[k], width, height);
-    }
-}
-
 void convertStored(ChunkStore& chunks, std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags,
                    const Configuration& configuration, const std::function<void()>& reportStep) {
     ChunkStore::Conversion conversion(chunks, id);
@@ -132,16 +100,3 @@ void convertStored(ChunkStore& chunks, std::uint64_t id, LUMETRA_CONVERSIONMODIF
 }
 
 }  // namespace lumetra
-
-using namespace lumetra;
-
-// Runs on a worker. Pixels that nobody will see would cost the frames behind them their turn.
-void LumetraCoreExecutor::convertQueued(std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags) {
-    if ((flags & LUMETRA_CONVERT_DEBUGDUMP) == 0) m_chunks.conversionBegins(id, currentTimeMs());
-    convertImageData(id, flags);
-}
-
-void LumetraCoreExecutor::convertImageData(unsigned long long id, LUMETRA_CONVERSIONMODIFIER flags) {
-    const MessageAtExit notify(*this, {MSG_NOTIFY, id});
-    convertStored(m_chunks, id, flags, m_imgCfg, [this] { logViaCallback("NOT IMPLEMENTED!"); });
-}

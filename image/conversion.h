@@ -1,12 +1,10 @@
-// conversion.h - what becomes of a chunk, decided once and then carried out, and its dump files. No engine
-// needed.
+// conversion.h - what becomes of a chunk, decided once and then carried out. Runs on a pool worker.
 #ifndef LUMETRA_IMAGE_CONVERSION_H
 #define LUMETRA_IMAGE_CONVERSION_H
 
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <string>
 
 #include "LumetraCore/IChnk.h"
 #include "core/configuration.h"
@@ -41,13 +39,6 @@ void convert(IChnk& chunk, const ConversionPlan& plan);
 /// @param reportStep  called for each step that is left out, before the conversion counts as over
 void convertStored(ChunkStore& chunks, std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags,
                    const Configuration& configuration, const std::function<void()>& reportStep);
-
-/// Writes the levels of a grey or RGB chunk, level 0 or with LUMETRA_CONVERT_PYRAMID all that are set.
-/// Failures are reported on standard output only.
-void dumpLevels(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, const std::string& writablePath);
-
-/// "PATH/dbg_INDEX_lvl_LEVEL.EXTENSION", cut to 127 bytes.
-std::string dumpName(const std::string& path, std::int32_t frameIndex, int level, const char* extension);
 
 }  // namespace lumetra
 

@@ -30,7 +30,7 @@ constexpr bool RECYCLES = true;
 // Larger buffers are pages of their own: a heap keeps what was freed below its newest block, and after a
 // burst that may be hundreds of megabytes for good. The address sanitizer watches the heap only.
 bool isMapped(std::size_t capacity) {
-    return RECYCLES && capacity >= 256 * 1024;
+    return RECYCLES && capacity >= MAPPED_BUFFER_BYTES;
 }
 
 }  // namespace
@@ -52,7 +52,7 @@ void FrameBuffers::Release::operator()(unsigned char* bytes) const noexcept {
 
 void FrameBuffers::allocatePixels(IChnk& chunk, std::int32_t bytes) {
     auto capacity = static_cast<std::size_t>(bytes);
-    if (chunk.format == LUMETRA_IMGFORMAT_GRAY8) {
+    if (pixelFormat(chunk.format).roomForLevels) {
         const std::int32_t levels = pyramidBytes(pictureBytes(chunk.format, chunk.width, chunk.height));
         capacity = std::max(capacity, static_cast<std::size_t>(levels));
     }
@@ -73,13 +73,14 @@ FrameBuffers::Clock::time_point FrameBuffers::trim(Clock::time_point now) {
     return m_state.with([&oldest, now](State& state) {
         auto& waiting = state.waiting;
         const bool framesCome = state.framesComeAt(now);
-        const bool tooMany = framesCome && waiting.size() > SPARE && now - waiting.front().since > MAX_IDLE;
+        const bool tooMany =
+            framesCome && waiting.size() > SPARE_BUFFERS && now - waiting.front().since > BUFFER_IDLE_TIME;
         if (tooMany || (!framesCome && !waiting.empty())) {
             oldest = std::move(waiting.front());
             waiting.erase(waiting.begin());
         }
-        if (framesCome) return state.lastTaken + MAX_IDLE;
-        return waiting.empty() ? Clock::time_point::max() : now + TRIM_PACE;
+        if (framesCome) return state.lastTaken + BUFFER_IDLE_TIME;
+        return waiting.empty() ? Clock::time_point::max() : now + BUFFER_TRIM_PACE;
     });
 }
 
@@ -115,12 +116,6 @@ void FrameBuffers::giveBack(Buffer buffer, std::size_t capacity) noexcept {
             // No memory to remember it by: the buffer is freed.
         }
     });
-}
-
-void layOutLevels(IChnk& chunk) {
-    unsigned char** lvl = chunk.data->lvl;
-    for (int k = 1; k < PYRAMID_LEVELS; ++k)
-        lvl[k] = lvl[k - 1] + pictureBytes(chunk.format, chunk.width >> (k - 1), chunk.height >> (k - 1));
 }
 
 }  // namespace lumetra

@@ -12,6 +12,7 @@
 
 #include "LumetraCore/IChnk.h"
 #include "base/synchronized.h"
+#include "core/load_limits.h"
 
 namespace lumetra {
 
@@ -20,11 +21,6 @@ namespace lumetra {
 class FrameBuffers : public std::enable_shared_from_this<FrameBuffers> {
 public:
     using Clock = std::chrono::steady_clock;
-    static constexpr std::chrono::seconds MAX_IDLE{1};
-    static constexpr std::chrono::milliseconds TRIM_PACE{1};
-    /// Stay while frames come: a frame that is converted a little later than most takes one, and a fresh one
-    /// costs more than all else that is done for a frame.
-    static constexpr std::size_t SPARE = 2;
 
     /// Gives a chunk without pixels its buffer, uninitialised, and sets its `size`. A grey chunk's buffer has
     /// room for seven derived levels even where `size` does not say so: whether they are derived is decided
@@ -33,9 +29,9 @@ public:
     /// @throws std::bad_alloc
     void allocatePixels(IChnk& chunk, std::int32_t bytes);
 
-    /// Frees the buffer that has waited longest if no frame has come for MAX_IDLE, or if it is no spare one
-    /// and has waited for longer than that. One at a time: to free hundreds takes longer than a frame may
-    /// wait.
+    /// Frees the buffer that has waited longest if no frame has come for BUFFER_IDLE_TIME, or if it is no
+    /// spare one and has waited for longer than that. One at a time: to free hundreds takes longer than a
+    /// frame may wait.
     /// @return when to call it again if no frame comes until then; Clock::time_point::max() for never
     Clock::time_point trim(Clock::time_point now);
 
@@ -54,7 +50,7 @@ private:
     };
 
     struct State {
-        bool framesComeAt(Clock::time_point now) const { return now - lastTaken < MAX_IDLE; }
+        bool framesComeAt(Clock::time_point now) const { return now - lastTaken < BUFFER_IDLE_TIME; }
 
         std::vector<Waiting> waiting;  // longest waiting first
         std::size_t capacity = 0;      // bytes of each
@@ -67,9 +63,6 @@ private:
 
     Synchronized<State> m_state;  // memory is freed without it
 };
-
-/// Sets lvl[1] to lvl[7] behind lvl[0], each right behind the level before it.
-void layOutLevels(IChnk& chunk);
 
 }  // namespace lumetra
 

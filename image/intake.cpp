@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "base/clock.h"
-#include "core/LumetraCoreExecutor.h"
 #include "core/ThreadPool.h"
 #include "image/pixel_formats.h"
+#include "image/pyramid.h"
 
 namespace lumetra {
 
@@ -26,30 +26,21 @@ bool takeIn(const PushedFrame& frame, const ICfg& cfg, const IntakeParts& parts)
     if (!cfg.valid || (frame.data == nullptr && frame.size > 0)) return false;
 
     std::uint64_t id = 0;
-    const IChnk* filed = nullptr;
+    Chunk chunk;
     try {
-        auto chunk = pushedChunk(frame, cfg, parts.buffers);
-        filed = chunk.get();
+        chunk = pushedChunk(frame, cfg, parts.buffers);
         id = currentTimeMs();
-        parts.chunks.store(id, std::move(chunk));  // a frame of the same millisecond gives way to this one
+        parts.chunks.store(id, chunk);  // a frame of the same millisecond gives way to this one
         parts.messages.post({MSG_CONVERT, id});
     } catch (...) {
-        parts.chunks.takeIf(id, filed);  // without its message nothing would ever come for it
-        parts.messages.wakeTaker();      // nor for its buffer
+        parts.chunks.takeIf(id, chunk.get());  // without its message nothing would ever come for it
+        parts.messages.wakeTaker();            // nor for its buffer
         throw;
     }
+    chunk.reset();  // a pusher that waits must not keep the pixels
     // A worker does not wait, since what would make room stands behind it.
     if (!ThreadPool::isWorker()) parts.messages.waitForRoom();
     return true;
 }
 
 }  // namespace lumetra
-
-using namespace lumetra;
-
-int LumetraCoreExecutor::pushImageData(const unsigned char* data, int size, const char* descriptor,
-                                       int frameIndex) {
-    const auto cfg = m_imgCfg.snapshot();
-    return takeIn({data, size, descriptor, frameIndex}, *cfg, {*m_frameBuffers, m_chunks, m_messages}) ? 1
-                                                                                                       : 0;
-}

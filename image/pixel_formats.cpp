@@ -8,8 +8,10 @@ namespace lumetra {
 
 namespace {
 
-PixelFormat colour(std::uint64_t bitsPerPixel, GreyRun GreyKernels::*toGrey) {
+PixelFormat colour(std::uint64_t bitsPerPixel, GreyRun GreyKernels::*toGrey,
+                   DumpAs dumpAs = DumpAs::Nothing) {
     return {.bitsPerPixel = bitsPerPixel,
+            .dumpAs = dumpAs,
             .becomesGrey = true,
             .toGrey = toGrey,
             .flips = true,
@@ -21,18 +23,21 @@ using Table = std::array<PixelFormat, LAST_FORMAT + 1>;
 
 Table makeTable() {
     Table table;
-    table[LUMETRA_IMGFORMAT_RGB] = colour(24, &GreyKernels::fromRgb);
+    table[LUMETRA_IMGFORMAT_RGB] = colour(24, &GreyKernels::fromRgb, DumpAs::Ppm);
     table[LUMETRA_IMGFORMAT_YUV420] = {.bitsPerPixel = 12};
     table[LUMETRA_IMGFORMAT_BGRA] = colour(32, &GreyKernels::fromBgra);
     // Packed luma has no flip. Where one is asked for nothing is extracted, and levels are derived from what
     // is there, over level 0 itself.
     table[LUMETRA_IMGFORMAT_YUYV] = {.bitsPerPixel = 16,
+                                     .hasPicture = true,
                                      .becomesGrey = true,
                                      .toGrey = &GreyKernels::evenBytes,
                                      .pixelsAtOnce = 2,
                                      .derivesWhenFlipped = true};
     table[LUMETRA_IMGFORMAT_BGR] = colour(24, &GreyKernels::fromBgr);
     table[LUMETRA_IMGFORMAT_GRAY8] = {.bitsPerPixel = 8,
+                                      .dumpAs = DumpAs::Pgm,
+                                      .roomForLevels = true,
                                       .becomesGrey = true,
                                       .flips = true,
                                       .suppliedLevels = SuppliedLevels::KeptUnlessFlipped};

@@ -18,9 +18,15 @@ inline constexpr LUMETRA_IMGFORMATTYPE LAST_FORMAT = LUMETRA_IMGFORMAT_GRAY8;
 /// What conversion to grey makes of the smaller levels that came along with a picture.
 enum class SuppliedLevels { NotImplemented, Converted, KeptUnlessFlipped };
 
+/// The image files that a debug dump makes of frames.
+enum class DumpAs { Nothing, Pgm, Ppm };
+
 struct PixelFormat {
     std::uint64_t bitsPerPixel = 0;  // 0: no pixels are kept
-    bool becomesGrey = false;        // if not, conversion leaves its frames alone, and nothing below matters
+    DumpAs dumpAs = DumpAs::Nothing;
+    bool roomForLevels = false;  // behind the pixels, in every buffer: levels may be derived there
+    bool hasPicture = false;     // for the text exchange, which encodes packed luma
+    bool becomesGrey = false;    // if not, conversion leaves its frames alone, and nothing below matters
 
     GreyRun GreyKernels::*toGrey = nullptr;  // null: it is grey
     std::uint32_t pixelsAtOnce = 1;          // a remainder of fewer is dropped

@@ -1,14 +1,23 @@
-// push.cpp - frames that modules push. Runs on the module's thread.
-// Where the host takes part in texts it sees the frame's descriptor first, and what it answers travels with
-// the frame.
+// push.cpp - frames that the host and modules push. Runs on the pusher's thread.
+// With a text exchange registered, the host sees the descriptor of a module's frame first, and its answer
+// travels with the frame instead.
 #include <string>
 
 #include "base/process_wide.h"
 #include "core/LumetraCoreExecutor.h"
+#include "image/intake.h"
 #include "image/push_gate.h"
 #include "image/text_exchange.h"
 
 using namespace lumetra;
+
+int LumetraCoreExecutor::pushImageData(const unsigned char* data, int size, const char* descriptor,
+                                       int frameIndex) {
+    const auto cfg = m_imgCfg.snapshot();
+    const bool taken =
+        takeIn({data, size, descriptor, frameIndex}, *cfg, {*m_frameBuffers, m_chunks, m_messages});
+    return taken ? 1 : 0;
+}
 
 int LumetraCoreExecutor::pushNativeImage(void* context, const unsigned char* data, int size,
                                          const char* descriptor, int frameIndex) {

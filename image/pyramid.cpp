@@ -57,4 +57,10 @@ void deriveLevels(IChnk& chunk, std::uint8_t* cursor) {
     }
 }
 
+void layOutLevels(IChnk& chunk) {
+    unsigned char** lvl = chunk.data->lvl;
+    for (int k = 1; k < PYRAMID_LEVELS; ++k)
+        lvl[k] = lvl[k - 1] + pictureBytes(chunk.format, chunk.width >> (k - 1), chunk.height >> (k - 1));
+}
+
 }  // namespace lumetra

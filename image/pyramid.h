@@ -8,6 +8,9 @@
 
 namespace lumetra {
 
+/// Sets lvl[1] to lvl[7] behind lvl[0], each right behind the level before it.
+void layOutLevels(IChnk& chunk);
+
 /// Swaps the rows of a grey picture end for end.
 void flipRows(std::uint8_t* picture, std::int32_t width, std::int32_t height);
 

@@ -37,7 +37,7 @@ std::string askHost(LUMETRA_HOSTTEXTFN hostText, const std::u16string& text) {
 // The host's answer to a descriptor of JSON. The picture of a YUYV frame travels there with it, never back.
 std::string exchangeJson(LUMETRA_HOSTTEXTFN hostText, const char* descriptor, const unsigned char* frame,
                          const ICfg& cfg) {
-    const bool hasPicture = cfg.format == LUMETRA_IMGFORMAT_YUYV;
+    const bool hasPicture = pixelFormat(cfg.format).hasPicture;
     if (hasPicture && cfg.width >= 1 && cfg.height >= 1) refuseImpossibleSize(cfg.width, cfg.height);
     const JsonDocument document = parseBoundedJson(descriptor);
     std::u16string text = convertUTFFormat8toV<char, char16_t>(serialize(document, descriptor));

@@ -16,11 +16,8 @@ int LumetraCoreExecutor::registerCallback(std::int32_t moduleId, LUMETRA_CBTYPE 
 
     const auto module = m_modules.find(moduleId);
     if (!module) return 0;
-    const auto moduleRegister = entryPoint<RegisterCallbackFn>(*module, FN_REGISTERCALLBACK);
-    if (moduleRegister == nullptr) {
-        reportMissing(FN_REGISTERCALLBACK);
-        return 0;
-    }
+    const auto moduleRegister = requiredEntryPoint<RegisterCallbackFn>(*module, FN_REGISTERCALLBACK);
+    if (moduleRegister == nullptr) return 0;
     // A module pushes into the engine, never into the host, and finds the engine in its user pointer.
     if (kind == CB_PUSHNATIVEIMAGE) function = reinterpret_cast<void*>(&LumetraCoreExecutor::pushNativeImage);
     return moduleRegister(kind, function, user != nullptr ? user : this);
@@ -36,11 +33,8 @@ int LumetraCoreExecutor::unregisterCallback(std::int32_t moduleId, LUMETRA_CBTYP
 
     const auto module = m_modules.find(moduleId);
     if (!module) return 0;
-    const auto moduleUnregister = entryPoint<UnregisterCallbackFn>(*module, FN_UNREGISTERCALLBACK);
-    if (moduleUnregister == nullptr) {
-        reportMissing(FN_UNREGISTERCALLBACK);
-        return 0;
-    }
+    const auto moduleUnregister = requiredEntryPoint<UnregisterCallbackFn>(*module, FN_UNREGISTERCALLBACK);
+    if (moduleUnregister == nullptr) return 0;
     return moduleUnregister(kind);
 }
 
@@ -54,10 +48,8 @@ std::int32_t LumetraCoreExecutor::getSupportedCallbacks(std::int32_t moduleId, L
 
     const auto module = m_modules.find(moduleId);
     if (!module) return CANNOT_TELL;
-    const auto supportedCallbacks = entryPoint<GetSupportedCallbacksFn>(*module, FN_GETSUPPORTEDCALLBACKS);
-    if (supportedCallbacks == nullptr) {
-        reportMissing(FN_GETSUPPORTEDCALLBACKS);
-        return CANNOT_TELL;
-    }
+    const auto supportedCallbacks =
+        requiredEntryPoint<GetSupportedCallbacksFn>(*module, FN_GETSUPPORTEDCALLBACKS);
+    if (supportedCallbacks == nullptr) return CANNOT_TELL;
     return supportedCallbacks(kinds);
 }

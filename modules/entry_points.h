@@ -36,6 +36,8 @@ static const std::map<LUMETRA_FNTYPE, const std::string> LUMETRA_FNNAMES = {
     {FN_DESTROY, "destroy"},
 };
 
+namespace lumetra {
+
 using GetModuleIdFn = std::int32_t();
 using InitializeFn = void(const char* configuration);
 using RegisterCallbackFn = int(LUMETRA_CBTYPE kind, void* function, void* user);
@@ -51,5 +53,7 @@ template <class Fn, class Module>
 Fn* entryPoint(const Module& module, LUMETRA_FNTYPE kind) {
     return reinterpret_cast<Fn*>(module.functions.at(kind));
 }
+
+}  // namespace lumetra
 
 #endif

@@ -1,5 +1,6 @@
 // lifecycle.cpp - initialization and removal of modules, by id and by name. What is reported differs
 // between the two forms, and hosts rely on it. Runs on the host's thread.
+#include "base/foreign_call.h"
 #include "core/LumetraCoreExecutor.h"
 
 using namespace lumetra;
@@ -20,11 +21,8 @@ int LumetraCoreExecutor::initializeDllByName(const char* name, const char* confi
         logViaCallback("Warning: " + path + " Library not available!");
         return 0;
     }
-    const auto initialize = entryPoint<InitializeFn>(found->second, FN_INITIALIZE);
-    if (initialize == nullptr) {
-        reportMissing(FN_INITIALIZE);
-        return 0;
-    }
+    const auto initialize = requiredEntryPoint<InitializeFn>(found->second, FN_INITIALIZE);
+    if (initialize == nullptr) return 0;
     initialize(configuration);
     return 1;
 }
@@ -33,11 +31,8 @@ int LumetraCoreExecutor::initializeDllByID(std::int32_t moduleId, const char* co
     const auto module = m_modules.find(moduleId);
     if (!module) return 0;
 
-    const auto initialize = entryPoint<InitializeFn>(*module, FN_INITIALIZE);
-    if (initialize == nullptr) {
-        reportMissing(FN_INITIALIZE, "Error: ");
-        return 0;
-    }
+    const auto initialize = requiredEntryPoint<InitializeFn>(*module, FN_INITIALIZE, "Error: ");
+    if (initialize == nullptr) return 0;
     initialize(configuration);
     return 1;
 }
@@ -56,18 +51,14 @@ int LumetraCoreExecutor::unregisterDllByName(const char* name) {
 // the record goes, or with the last call into it that still runs.
 int LumetraCoreExecutor::removeModule(ModuleTable::Entry entry) {
     const dllstruct& module = entry.second;
-    if (!module.library->release()) return 0;
+    if (!module.library->unpin()) return 0;
     try {
-        if (const auto destroy = entryPoint<DestroyFn>(module, FN_DESTROY)) {
-            destroy();
-        } else {
-            reportMissing(FN_DESTROY);
-        }
-        logViaCallback("Unregistering " + module.name);
+        if (const auto destroy = requiredEntryPoint<DestroyFn>(module, FN_DESTROY)) destroy();
     } catch (...) {
-        module.library->keep();
+        module.library->pin();
         throw;
     }
+    callSafely([&] { logViaCallback("Unregistering " + module.name); });  // without memory it goes on too
 
     m_modules.close(std::move(entry));
     return 1;

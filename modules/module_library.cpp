@@ -6,12 +6,16 @@
 namespace lumetra {
 
 ModuleLibrary::~ModuleLibrary() {
-    if (m_handle != nullptr && !m_kept) dlclose(m_handle);
+    if (m_handle != nullptr && !m_pinned) dlclose(m_handle);
 }
 
 void* ModuleLibrary::open(const std::string& path) {
     m_handle = dlopen(path.c_str(), RTLD_LAZY);
     return m_handle;
+}
+
+void* ModuleLibrary::symbol(const char* name) const {
+    return dlsym(m_handle, name);
 }
 
 }  // namespace lumetra

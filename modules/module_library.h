@@ -8,8 +8,8 @@
 namespace lumetra {
 
 /// A module's library, shared by its record and by every call into it, so that code which still runs stays
-/// mapped. While it is kept it stays open even when its last user goes: a library is closed by removing
-/// the module, never by forgetting it.
+/// mapped. While it is pinned, that is registered or replaced, it stays open even when its last user goes
+/// and frames are delivered to it: a library is closed only when its module is removed.
 class ModuleLibrary {
 public:
     ModuleLibrary() = default;
@@ -20,14 +20,17 @@ public:
     /// Opens the path by the platform loader's own rules. Returns the loader's handle or null.
     void* open(const std::string& path);
 
-    void keep() { m_kept = true; }
-    /// Stops deliveries and has the last user close the library. False if it was not kept.
-    bool release() { return m_kept.exchange(false); }
-    bool isKept() const { return m_kept; }
+    /// The address of an exported symbol, or null.
+    void* symbol(const char* name) const;
+
+    void pin() { m_pinned = true; }
+    /// Stops deliveries and has the last user close the library. False if it was not pinned.
+    bool unpin() { return m_pinned.exchange(false); }
+    bool isPinned() const { return m_pinned; }
 
 private:
     void* m_handle = nullptr;
-    std::atomic<bool> m_kept = false;
+    std::atomic<bool> m_pinned = false;
 };
 
 }  // namespace lumetra

@@ -5,20 +5,13 @@
 
 namespace lumetra {
 
-dllstruct::dllstruct()
-    : functions{{FN_GETMODULEID, nullptr},
-                {FN_INITIALIZE, nullptr},
-                {FN_REGISTERCALLBACK, nullptr},
-                {FN_UNREGISTERCALLBACK, nullptr},
-                {FN_GETSUPPORTEDCALLBACKS, nullptr},
-                {FN_COMMAND, nullptr},
-                {FN_NOTIFYNEWDATA, nullptr},
-                {FN_GETSTATUS, nullptr},
-                {FN_DESTROY, nullptr}} {}
+dllstruct::dllstruct() {
+    for (const auto& [kind, symbol] : LUMETRA_FNNAMES) functions.emplace(kind, nullptr);
+}
 
 void NotificationTarget::deliver(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk) const {
     const auto mapped = library.lock();
-    if (mapped == nullptr || !mapped->isKept()) return;
+    if (mapped == nullptr || !mapped->isPinned()) return;
     callSafely([&] { notify(chunkId, chunk); });
 }
 
@@ -27,9 +20,9 @@ void ModuleTable::file(std::int32_t id, dllstruct module) {
         state.replaced.reserve(state.replaced.size() + 1);
         dllstruct& record = state.modules[id];
         std::swap(record, module);
-        record.library->keep();
+        record.library->pin();
         // One that is being removed just now belongs to whoever removes it.
-        if (module.library != nullptr && module.library->isKept())
+        if (module.library != nullptr && module.library->isPinned())
             state.replaced.push_back(std::move(module.library));
     });
 }
@@ -79,7 +72,7 @@ void ModuleTable::close(Entry entry) {
 // A removal that began before its module was replaced may have given up the library in the meantime.
 ModuleTable::~ModuleTable() {
     m_state.with([](State& state) {
-        for (const auto& library : state.replaced) library->keep();
+        for (const auto& library : state.replaced) library->pin();
     });
 }
 

@@ -1,6 +1,7 @@
 // registry.cpp - opening a module's library, finding what it exports and filing it under its id.
-#include <dlfcn.h>
+#include <optional>
 
+#include "base/foreign_call.h"
 #include "core/LumetraCoreExecutor.h"
 
 using namespace lumetra;
@@ -27,7 +28,7 @@ std::int32_t LumetraCoreExecutor::registerDllByName(const char* name) {
 void LumetraCoreExecutor::resolveEntryPoints(dllstruct& module) {
     for (auto& [kind, address] : module.functions) {
         const std::string& symbol = LUMETRA_FNNAMES.at(kind);
-        address = dlsym(module.handle, symbol.c_str());
+        address = module.library->symbol(symbol.c_str());
         if (address == nullptr) logViaCallback("Warning: " + symbol + " function not found in DLL!");
     }
 }
@@ -35,11 +36,10 @@ void LumetraCoreExecutor::resolveEntryPoints(dllstruct& module) {
 std::int32_t LumetraCoreExecutor::askModuleId(const dllstruct& module) {
     constexpr std::int32_t NO_ID = -1;
     if (const auto getModuleId = entryPoint<GetModuleIdFn>(module, FN_GETMODULEID)) {
-        try {
-            return getModuleId();
-        } catch (...) {
-            // The library is about to be closed, and what it threw may not outlive it.
-        }
+        std::optional<std::int32_t> id;
+        callSafely(
+            [&] { id = getModuleId(); });  // the library is closed next, and what it threw is part of it
+        if (id) return *id;
     }
     logViaCallback("Module ID function not available!");
     return NO_ID;

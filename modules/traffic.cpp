@@ -8,11 +8,8 @@ int LumetraCoreExecutor::command(std::int32_t moduleId, LUMETRA_CMDTYPE type, co
 
     const auto module = m_modules.find(moduleId);
     if (!module) return 0;
-    const auto moduleCommand = entryPoint<CommandFn>(*module, FN_COMMAND);
-    if (moduleCommand == nullptr) {
-        reportMissing(FN_COMMAND);
-        return 0;
-    }
+    const auto moduleCommand = requiredEntryPoint<CommandFn>(*module, FN_COMMAND);
+    if (moduleCommand == nullptr) return 0;
     return moduleCommand(type, text);
 }
 
@@ -21,11 +18,8 @@ std::int32_t LumetraCoreExecutor::getStatus(std::int32_t moduleId) {
 
     const auto module = m_modules.find(moduleId);
     if (!module) return STATUS_UNAVAILABLE;
-    const auto moduleStatus = entryPoint<GetStatusFn>(*module, FN_GETSTATUS);
-    if (moduleStatus == nullptr) {
-        reportMissing(FN_GETSTATUS);
-        return STATUS_UNAVAILABLE;
-    }
+    const auto moduleStatus = requiredEntryPoint<GetStatusFn>(*module, FN_GETSTATUS);
+    if (moduleStatus == nullptr) return STATUS_UNAVAILABLE;
     return moduleStatus();
 }
 

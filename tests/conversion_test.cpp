@@ -8,7 +8,9 @@
 #include <thread>
 
 #include "image/frame_buffers.h"
+#include "image/level_dump.h"
 #include "image/pixel_formats.h"
+#include "image/pyramid.h"
 #include "tests/support/configurations.h"
 #include "tests/support/frames.h"
 #include "tests/support/temporary_folder.h"

@@ -15,6 +15,7 @@
 #include "base/utf8_repair.h"
 #include "image/conversion.h"
 #include "image/intake.h"
+#include "image/level_dump.h"
 #include "image/picture_encoder.h"
 #include "image/pixel_formats.h"
 #include "image/text_exchange.h"

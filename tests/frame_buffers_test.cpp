@@ -67,12 +67,12 @@ TEST(FrameBuffers, StayInPairsWhileFramesCome) {
     std::unique_ptr<IChnk> chunks[4];
     for (auto& chunk : chunks) chunk = chunkFrom(*buffers, 64, 48);
     for (auto& chunk : chunks) chunk.reset();
-    const auto idle = FrameBuffers::Clock::now() + FrameBuffers::MAX_IDLE + std::chrono::milliseconds(1);
+    const auto idle = FrameBuffers::Clock::now() + BUFFER_IDLE_TIME + std::chrono::milliseconds(1);
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
     const auto frame = chunkFrom(*buffers, 64, 48);  // comes later, and takes the newest
     for (int i = 0; i < 4; ++i) buffers->trim(idle);
     EXPECT_EQ(2U, buffers->waiting());
-    const auto silence = idle + FrameBuffers::MAX_IDLE;
+    const auto silence = idle + BUFFER_IDLE_TIME;
     EXPECT_LT(silence, buffers->trim(silence)) << "one at a time";
     EXPECT_EQ(1U, buffers->waiting());
     buffers->trim(silence);

@@ -252,8 +252,8 @@ TEST(ModuleTable, HandsNothingToAModuleThatIsBeingRemoved) {
     const auto chunk = chunkOf(1, 1, LUMETRA_IMGFORMAT_GRAY8, {9});
     target.deliver(77, chunk);
     auto removed = *table.findByPath("Recorder.framework/Recorder");
-    EXPECT_TRUE(removed.second.library->release());
-    EXPECT_FALSE(removed.second.library->release()) << "somebody removes it already";
+    EXPECT_TRUE(removed.second.library->unpin());
+    EXPECT_FALSE(removed.second.library->unpin()) << "somebody removes it already";
     target.deliver(78, chunk);
     EXPECT_THAT(control->takeNotifications(), SizeIs(1));
 
@@ -268,7 +268,7 @@ TEST(ModuleTable, LeavesAModuleAloneThatHasReplacedOneBeingRemoved) {
         ModuleTable table;
         table.file(7, opened("Recorder"));
         ModuleTable::Entry removed(7, *table.find(7));
-        removed.second.library->release();
+        removed.second.library->unpin();
         table.file(7, opened("RecorderTwin"));
         table.close(std::move(removed));
         EXPECT_FALSE(isMapped("Recorder"));
@@ -277,7 +277,7 @@ TEST(ModuleTable, LeavesAModuleAloneThatHasReplacedOneBeingRemoved) {
 
         const ModuleTable::Entry replaced(7, *table.find(7));
         table.file(7, opened("Recorder"));
-        replaced.second.library->release();  // a removal that has lost the race
+        replaced.second.library->unpin();  // a removal that has lost the race
     }
     for (const char* const name : {"Recorder", "RecorderTwin"}) {
         EXPECT_TRUE(isMapped(name)) << "a table leaves its libraries open";
