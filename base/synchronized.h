@@ -1,5 +1,4 @@
-// synchronized.h - a value that is reached only through its lock, so that no rule about locks is left to
-// comments.
+// synchronized.h - a value that can be reached only with its lock held.
 #ifndef LUMETRA_BASE_SYNCHRONIZED_H
 #define LUMETRA_BASE_SYNCHRONIZED_H
 

@@ -1,4 +1,4 @@
-// message_queue.cpp - who waits for what in the queue, and who is woken by whom.
+// message_queue.cpp - waiting, waking and back-pressure.
 #include "core/message_queue.h"
 
 #include <algorithm>
@@ -49,8 +49,8 @@ bool MessageQueue::waitForTurn(SteadyTime bound, SleepPrecision& precision) {
                 continue;
             }
 
-            // Every message ahead of a frame's costs it a turn, so while messages wait turns keep their pace.
-            // At all other times only power counts.
+            // Messages ahead delay a frame by whole turns, so while work is queued sleeps are precise;
+            // otherwise saving power matters more.
             precision.set(state.schedule.asking() > 0);
             state.asleepUntil = until;
             state.schedule.fallsAsleep(now);
