@@ -3,7 +3,7 @@
 
 #include <utility>
 
-// The default chunk's format is left to its maker, as modules know it.
+// `format` stays uninitialised, as in earlier builds of modules.
 IChnk::IChnk() : width(0), height(0), frameIndex(-1), size(0), data(std::make_shared<dPtr>()) {}
 
 IChnk::IChnk(int width, int height, LUMETRA_IMGFORMATTYPE format, int frameIndex, std::string descriptor)

@@ -8,9 +8,9 @@
 ///     void notifyNewData(std::uint64_t id, std::shared_ptr<IChnk> chunk) { mailbox.put(id, chunk); }
 ///     void destroy() { mailbox.stop(); }
 ///
-/// One frame may wait. A newer one takes its place, and the one that waited is skipped, so that work never
-/// falls behind: it sees fewer frames, each of them recent. The pixels are not copied: the frame is held
-/// while it waits and while it is worked on, and given back to the engine after that.
+/// A queue of length one: a newer frame replaces the waiting one, which is skipped, so that the work never
+/// falls behind: it sees fewer frames, each of them recent. The pixels are not copied: one reference is
+/// held until the work returns.
 ///
 /// Every function may be called on any thread, except stop(), start() and drain(), which must not be called
 /// by the work itself: they wait for it. Leaves nothing behind that would keep a module's library mapped.
@@ -32,7 +32,7 @@
 
 namespace lumetra {
 
-/// Room for one frame and the worker that takes it.
+/// A queue of length one with its worker; newer frames replace older ones.
 class FrameMailbox {
 public:
     /// What is done with a frame, on the worker, one frame at a time. The frame is borrowed for the call, and
@@ -42,12 +42,12 @@ public:
     /// What it throws itself is dropped.
     using Failure = std::function<void(const char* what)>;
 
-    /// Each frame that was put while it ran ends in one of the other three, at the latest by stop().
+    /// Each frame that was put while it ran is counted in one of the other three, at the latest by stop().
     struct Counts {
         std::uint64_t put = 0;      ///< put while it ran
         std::uint64_t done = 0;     ///< worked on
         std::uint64_t failed = 0;   ///< worked on until the work threw
-        std::uint64_t skipped = 0;  ///< never worked on: a newer frame came first, or the end did
+        std::uint64_t skipped = 0;  ///< never worked on: replaced by a newer frame, or stopped
     };
 
     FrameMailbox() = default;
@@ -58,8 +58,7 @@ public:
 
     /// Starts the worker, which sees no signals of the host. One that runs is stopped before, so that
     /// initialize may call this each time. The counts go on.
-    /// @throws std::system_error if the system has no thread left: the mailbox is stopped then, and may be
-    ///         started again
+    /// @throws std::system_error if no thread can be started: the mailbox is stopped then
     void start(Work work, Failure failure = nullptr) {
         const std::lock_guard<std::mutex> control(m_controlMutex);
         end();
@@ -76,11 +75,11 @@ public:
         end();
     }
 
-    /// Leaves a frame for the worker; waits for nothing but a short lock.
+    /// Leaves a frame for the worker; never waits for the work, only for a short lock.
     /// @param chunk  shared: held until it has been worked on or skipped; null is refused
     /// @return false if it was not taken: the mailbox is stopped, or a newer frame was put before. Frames
-    ///         overtake each other by less than a second; one that is older by more is a new one, after the
-    ///         clock was set back.
+    ///         overtake each other by less than a second; a frame that is older by more counts as newer,
+    ///         pushed after the clock was set back
     bool put(std::uint64_t chunkId, std::shared_ptr<IChnk> chunk) {
         if (chunk == nullptr) return false;
         {
@@ -106,7 +105,7 @@ public:
         m_changed.wait(lock, [&] { return m_counts.done + m_counts.failed + m_counts.skipped >= put; });
     }
 
-    /// Since it was made.
+    /// Totals since construction.
     Counts counts() const {
         const std::lock_guard<std::mutex> lock(m_mutex);
         return m_counts;
@@ -159,7 +158,7 @@ private:
         } catch (const std::exception& reason) {
             report(failure, reason.what());
         } catch (...) {
-            if (std::current_exception() == nullptr) throw;  // no exception but a thread that is cancelled
+            if (std::current_exception() == nullptr) throw;  // thread cancellation: must be rethrown
             report(failure, "unknown exception");
         }
         return false;
@@ -173,7 +172,7 @@ private:
         }
     }
 
-    // But for those that say that this thread itself has gone wrong.
+    // All but synchronous faults.
     static void blockSignals() {
         sigset_t all;
         sigfillset(&all);

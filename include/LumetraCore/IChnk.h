@@ -28,7 +28,7 @@ struct IChnk {
         unsigned char* lvl[8] = {};
     };
 
-    /// No size, no pixels, frame index -1; `format` is left to the maker.
+    /// No size, no pixels, frame index -1; `format` is uninitialised.
     LUMETRA_VISIBLE IChnk();
     /// A frame without pixels yet: `size` is 0 and every level null.
     LUMETRA_VISIBLE IChnk(int width, int height, LUMETRA_IMGFORMATTYPE format, int frameIndex,
@@ -37,15 +37,14 @@ struct IChnk {
     std::int32_t width;            ///< pixels in a row of level 0
     std::int32_t height;           ///< rows of level 0
     std::int32_t frameIndex;       ///< the pusher's number for the frame
-    std::int32_t size;             ///< bytes of the pixel buffer; levels that the engine derived from a grey
-                                   ///< frame lie behind them, and are there all the same
+    std::int32_t size;             ///< bytes of the pixel buffer; levels derived from a grey frame lie
+                                   ///< beyond `size`
     std::string descriptor;        ///< UTF-8 text that came with the frame, normally JSON
-    LUMETRA_IMGFORMATTYPE format;  ///< pixel layout of every level; unset in a default chunk
+    LUMETRA_IMGFORMATTYPE format;  ///< pixel layout of every level; uninitialised in a default chunk
     std::shared_ptr<dPtr> data;    ///< never null
 };
 
-// The old strings of the GNU library (_GLIBCXX_USE_CXX11_ABI 0) are refused here: frames that hold them do
-// not fit.
+// Refuses the old strings of libstdc++ (_GLIBCXX_USE_CXX11_ABI 0), which change the layout.
 #if defined(__GLIBCXX__) && defined(__LP64__)
 static_assert(sizeof(IChnk) == 72 && offsetof(IChnk, descriptor) == 16 && offsetof(IChnk, format) == 48 &&
                   offsetof(IChnk, data) == 56,

@@ -28,19 +28,19 @@ LUMETRA_MODULE_EXPORT std::int32_t getModuleID();
 LUMETRA_MODULE_EXPORT void initialize(const char* configuration);
 
 /// A function for the module to call; kinds and forms are those of LUMETRA_CBTYPE. `function` stays
-/// callable until it is replaced or unregistered. `user` goes back to the function where its form takes
-/// one. For CB_PUSHNATIVEIMAGE `function` is the engine's LUMETRA_PUSHFN and `user` its context; both are
-/// void once the engine is gone, so stop pushing in destroy. The result goes to the host: 1 taken, 0 not.
-/// [host thread]
+/// callable until it is replaced or unregistered; pass `user` back to it where its form takes one. For
+/// CB_PUSHNATIVEIMAGE `function` is the engine's LUMETRA_PUSHFN and `user` its context; neither may be
+/// relied on once the engine has been destroyed: a push then returns 0, until a new engine is made (which
+/// may stand at the same address). Stop pushing in destroy. Returns 1 taken, 0 not. [host thread]
 LUMETRA_MODULE_EXPORT int registerCallback(LUMETRA_CBTYPE kind, void* function, void* user);
 
-/// The function given for `kind` must not be called once this has returned. 1 done, 0 not. [host thread]
+/// Do not call the function given for `kind` once this has returned. Returns 1 done, 0 not. [host thread]
 LUMETRA_MODULE_EXPORT int unregisterCallback(LUMETRA_CBTYPE kind);
 
 /// Writes the kinds that registerCallback takes to the caller's array; returns how many. [host thread]
 LUMETRA_MODULE_EXPORT int getSupportedCallbacks(LUMETRA_CBTYPE* kinds);
 
-/// A command of the host. The result goes back to the host as it is. [host thread; may overlap frames]
+/// A command of the host, which receives the result unchanged. [host thread; may overlap frames]
 LUMETRA_MODULE_EXPORT int command(LUMETRA_CMDTYPE command, const char* text);
 
 /// One converted frame. `chunk` is shared: hold it and its pixels stay valid, but every other module sees
@@ -52,10 +52,11 @@ LUMETRA_MODULE_EXPORT void notifyNewData(std::uint64_t chunkId, std::shared_ptr<
 /// Any number; STATUS_READY is the one a host expects of a working module. [host thread]
 LUMETRA_MODULE_EXPORT std::int32_t getStatus();
 
-/// The host's last call: the library is closed on return, or as soon as the last notification returns that a
-/// worker had taken up before. Such a notification goes on, or only begins, during and after this call, so
-/// free nothing that it uses; statics may be left to the unloading. Join your threads and stop pushing first.
-/// If this throws, the module stays registered and may be removed again. [host thread]
+/// The host's last call. The library is closed when it returns, or when the last running notification
+/// returns. A notification that a worker has already taken may run during and after this call: free nothing
+/// that notifyNewData uses. Objects with static storage are destroyed when the library is unloaded. Join
+/// your threads and stop pushing before you return. If this throws, the module stays registered and may be
+/// removed again. [host thread]
 LUMETRA_MODULE_EXPORT void destroy();
 
 #endif

@@ -47,7 +47,7 @@ LUMETRA_ENUM(LUMETRA_IMGFORMATTYPE){
     LUMETRA_IMGFORMAT_YUYV = 4,      /**< 2 bytes a pixel, packed 4:2:2: Y0, U, Y1, V */
     LUMETRA_IMGFORMAT_BGR = 5,       /**< 3 bytes a pixel: B, G, R */
     LUMETRA_IMGFORMAT_RESERVED6 = 6, /**< no pixel bytes are kept */
-    LUMETRA_IMGFORMAT_GRAY8 = 7      /**< 1 byte a pixel; what modules receive after a conversion */
+    LUMETRA_IMGFORMAT_GRAY8 = 7      /**< 1 byte a pixel; the format after conversion */
 };
 
 /** What happens to a frame before modules see it; bits that may be combined. */
@@ -82,25 +82,29 @@ LUMETRA_ENUM(LUMETRA_CBTYPE){
  *  with its record locked. */
 typedef void (*LUMETRA_LOGFN)(int32_t level, const char16_t* text);
 
-/** Shows a module's frame descriptor to the host and takes the descriptor that travels with the frame.
- *  `text` is borrowed for the call; with "forwardNativeImage" on it is compact JSON, "null" where the
- *  module's text was none. The engine passes null as `unused` and copies the reply at once; the reply stays
- *  the host's and must live until then. A null reply counts as an empty text. Runs on the modules' threads,
- *  several at once; what it throws reaches the module that pushes. */
+/** Text exchange: the host sees the descriptor of a frame that a module pushes and returns the one to
+ *  deliver with it. `text` is borrowed for the call; with "forwardNativeImage" on it is compact JSON,
+ *  "null" where the module's text was not JSON. The engine passes null as `unused` and copies the reply at
+ *  once; the reply stays the host's and must live until then. A null reply counts as an empty text. Runs on
+ *  the modules' threads, several at once; what it throws reaches the module that pushes. */
 typedef const char16_t* (*LUMETRA_HOSTTEXTFN)(void* unused, const char16_t* text);
 
 /** Pushes a module's own frame, as LumetraCore_pushImageData does for a host: 1 taken, 0 not configured.
- *  `context` is the user pointer that came with the function; `descriptor` is UTF-8; null is an empty one.
- *  0 too once the engine is gone: a push that comes then touches nothing.
+ *  `context` is the user pointer that came with the function; `descriptor` is UTF-8, null counts as empty.
+ *  0 also once the engine has been destroyed, until a new one is made (which may stand at the same
+ *  address): such a push touches nothing.
  *
- *  WHILE "forwardNativeImage" IS ON AND THE CONFIGURED FORMAT IS YUYV, `data` MUST HOLD
- *  2 x width x height BYTES OF THE CONFIGURED SIZE, whatever `size` says: that many are read.
+ *  WHILE "forwardNativeImage" IS ON AND THE CONFIGURED FORMAT IS YUYV, `data` MUST HOLD 2 x width x height
+ *  BYTES OF THE CONFIGURED SIZE, whatever `size` says: that many are read.
  *
- *  With forwarding on a descriptor or an answer to it that is no JSON, nests deeper than 1,000 levels or
- *  holds an escape for half a character (an answer: outside "image") travels as "null"; the picture of a
- *  frame whose JPEG exceeds 1,048,576 bytes is cut off there and does not decode whole. Throws, so catch on
- *  a thread of your own: std::bad_alloc (no memory, or a size beyond 31 bits), std::range_error (descriptor
- *  or reply is no valid text), and what the host's callback throws. */
+ *  With forwarding on:
+ *  - a descriptor or answer that is not JSON, is nested deeper than 1,000 levels, contains an unpaired
+ *    surrogate escape (an answer: outside "image") or a number beyond the range of double is delivered as
+ *    "null";
+ *  - a picture larger than 1,048,576 bytes of JPEG is truncated and does not decode completely.
+ *
+ *  May throw std::bad_alloc (no memory, or a size beyond 31 bits), std::range_error (descriptor or answer
+ *  is not valid text) and what the host's callback throws: catch on a thread of your own. */
 typedef int (*LUMETRA_PUSHFN)(void* context, const unsigned char* data, int size, const char* descriptor,
                               int frameIndex);
 

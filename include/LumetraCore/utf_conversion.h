@@ -1,7 +1,7 @@
 /// @file
-/// utf_conversion.h - text between UTF-16, which hosts speak, and UTF-8, which engine and modules speak.
-/// Any thread; no state. `convertUTFFormatVto8` leads to bytes, `convertUTFFormat8toV` away from them;
-/// bytes to bytes is a plain copy, so that templated callers need no special case.
+/// utf_conversion.h - text between UTF-16, used by hosts, and UTF-8, used by engine and modules. Any
+/// thread; no state. `convertUTFFormatVto8` converts to UTF-8, `convertUTFFormat8toV` from UTF-8; UTF-8 to
+/// UTF-8 is a plain copy, so that templated callers need no special case.
 #ifndef LUMETRACORE_UTF_CONVERSION_H
 #define LUMETRACORE_UTF_CONVERSION_H
 
@@ -21,8 +21,8 @@ std::basic_string<To> convertUTFFormat8toV(const std::basic_string<From>& text);
 template <>
 LUMETRA_VISIBLE std::string convertUTFFormatVto8<char16_t, char>(const std::u16string& text);
 /// UTF-8 to UTF-16.
-/// @throws std::range_error "wstring_convert: from_bytes error" for a sequence that is truncated,
-///         overlong, beyond U+10FFFF or encodes a surrogate
+/// @throws std::range_error "wstring_convert: from_bytes error" for a sequence that is truncated, overlong,
+///         beyond U+10FFFF or encodes a surrogate
 template <>
 LUMETRA_VISIBLE std::u16string convertUTFFormat8toV<char, char16_t>(const std::string& text);
 /// A plain copy; nothing is tested.
