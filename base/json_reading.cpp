@@ -48,7 +48,7 @@ int nestingDepth(const char* text) {
 
 enum class Escape { None, Other, FirstHalf, SecondHalf };
 
-// What the escape at `at` spells: half a character, or anything else.
+// What the escape at `at` stands for: one half of a surrogate pair, or anything else.
 Escape escapeAt(std::string_view text, std::size_t at) {
     const std::string_view escape = text.substr(std::min(at, text.size()), 4);
     if (!escape.starts_with('\\')) return Escape::None;
@@ -58,8 +58,8 @@ Escape escapeAt(std::string_view text, std::size_t at) {
     return isSecond ? Escape::SecondHalf : Escape::Other;
 }
 
-// The text with every half of a character that stands alone spelled as a second one: RapidJSON refuses a
-// first half without its second, wherever in the document it is, and takes a second without its first.
+// The text with every unpaired surrogate written as a low one: RapidJSON refuses a high surrogate without its
+// low one, wherever in the document it is, and takes a low one without its high one.
 std::string spellHalvesAlike(std::string text) {
     constexpr std::size_t ESCAPE = 6;  // "\\uXXXX"
     for (std::size_t i = text.find('\\'); i != std::string::npos; i = text.find('\\', i)) {

@@ -34,13 +34,12 @@ using JsonPool = rapidjson::MemoryPoolAllocator<ThrowingAllocator>;
 using JsonDocument = rapidjson::GenericDocument<rapidjson::UTF8<>, JsonPool, ThrowingAllocator>;
 using JsonValue = JsonDocument::ValueType;
 
-/// The whole text as one document, null if it is not valid JSON. Own the result for as long as its members
-/// are looked at.
+/// The whole text as one document, null if it is not valid JSON. Its members live as long as the document.
 JsonDocument parseJson(const char* text);
 
-/// The same for a document that is going to be written out again: numbers keep their value, and a text nested
-/// deeper than MAX_WRITTEN_DEPTH counts as one that is not valid. Half a character that an escape spells
-/// stays one, which serialize() refuses if it is still there.
+/// The same for a document that is going to be written out again: numbers keep their value, and a text
+/// nested deeper than MAX_WRITTEN_DEPTH counts as not valid. An unpaired surrogate that came from an escape
+/// is kept; serialize() refuses it if it is still there.
 inline constexpr int MAX_WRITTEN_DEPTH = 1000;
 JsonDocument parseBoundedJson(const char* text);
 
@@ -49,7 +48,7 @@ const JsonValue* findMember(const JsonValue* object, const char* name);
 
 /// Typed reads of a member; nothing where it is missing or of another type. An integer has 32 bits.
 std::optional<std::int32_t> readInteger(const JsonValue* object, const char* name);
-/// The same, with a whole number beyond 32 bits as the nearest that has them.
+/// The same, with a whole number beyond 32 bits clamped to the nearest of 32 bits.
 std::optional<std::int32_t> readClampedInteger(const JsonValue* object, const char* name);
 std::optional<std::string_view> readString(const JsonValue* object, const char* name);
 bool readTrue(const JsonValue* object, const char* name);  ///< the literal true, nothing else

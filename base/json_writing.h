@@ -1,5 +1,4 @@
-// json_writing.h - the compact JSON writer, without blanks or line ends. Any thread; a writer serves one
-// text.
+// json_writing.h - the compact JSON writer, without blanks or line ends. Any thread; one writer a text.
 #ifndef LUMETRA_BASE_JSON_WRITING_H
 #define LUMETRA_BASE_JSON_WRITING_H
 
@@ -21,16 +20,16 @@ inline void writeString(JsonWriter& writer, const std::string& text) {
     writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
 }
 
-/// Whether the bytes of half a character are in a text, which is then no UTF-8.
+/// Whether a text contains the bytes of an unpaired surrogate, and so is not UTF-8.
 inline bool hasHalfCharacter(std::string_view text) {
     for (std::size_t i = text.find('\xED'); i != std::string_view::npos; i = text.find('\xED', i + 1))
         if (i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) >= 0xA0) return true;
     return false;
 }
 
-/// The document as text, "null" if it holds a number that JSON cannot express, or half a character that
-/// escapes in the text that it was parsed from spell. Writing recurses: only documents of parseBoundedJson
-/// may come here.
+/// The document as compact text; "null" if it contains a non-finite number, or an unpaired surrogate that
+/// came from an escape. Recursive: only for documents of parseBoundedJson.
+/// @param parsedFrom  the text that the document was parsed from
 inline std::string serialize(const JsonDocument& document, std::string_view parsedFrom) {
     JsonText text;
     JsonWriter writer(text);

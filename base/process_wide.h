@@ -1,4 +1,4 @@
-// process_wide.h - the one object of its type that a process has.
+// process_wide.h - one object per process.
 #ifndef LUMETRA_BASE_PROCESS_WIDE_H
 #define LUMETRA_BASE_PROCESS_WIDE_H
 
@@ -6,8 +6,7 @@
 
 namespace lumetra {
 
-/// Made at its first use, in no memory of the heap, and never destroyed: threads may use it while the process
-/// ends.
+/// Constructed at first use in static storage and never destroyed: threads may use it during process exit.
 template <class T>
 T& processWide() {
     alignas(T) static unsigned char place[sizeof(T)];

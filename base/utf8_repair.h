@@ -1,4 +1,4 @@
-// utf8_repair.h - makes UTF-8 of bytes that only claim to be it. Any thread; no state.
+// utf8_repair.h - makes valid UTF-8 of any bytes. Any thread; no state.
 #ifndef LUMETRA_BASE_UTF8_REPAIR_H
 #define LUMETRA_BASE_UTF8_REPAIR_H
 

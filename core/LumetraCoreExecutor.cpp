@@ -41,7 +41,7 @@ LumetraCoreExecutor::~LumetraCoreExecutor() {
     m_messages.clear();
     m_chunks.clear();
     m_eventLoopThread.reset();
-    // What is still queued runs while every table and the pool itself are there to be used.
+    // Queued tasks still use the tables, the queue and m_threadPool: they run before any of these goes.
     m_threadPool->finish();
     m_threadPool.reset();
 }
@@ -53,7 +53,7 @@ void LumetraCoreExecutor::runEventLoop() {
     }
 }
 
-// Frees memory that nobody needs any more. Returns when there may be more of it.
+// Frees idle buffers and pixels of expired frames. Returns when to call it again.
 MessageQueue::SteadyTime LumetraCoreExecutor::tidyUp() {
     const Moment now = Moment::now();
     const bool moreMayGrowOld = m_chunks.dropOldPixels(now.wallMs());
@@ -82,7 +82,7 @@ Chunk LumetraCoreExecutor::handleMessage(const MSGS& message, bool fresh) {
         case MSG_CONVERT:
             queueConversion(message.id);
             break;
-        case MSG_RETAIN:  // one that is fresh is not taken
+        case MSG_RETAIN:  // handed out only once its frame has expired
             return m_chunks.take(message.id);
         default:
             break;

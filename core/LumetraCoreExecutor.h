@@ -2,8 +2,9 @@
 // each. A frame's way: pushImageData > runEventLoop > convertQueued > convertImageData > runEventLoop >
 // triggerDataNotification > each module's notifyNewData; runEventLoop drops it when it is old.
 // Threads: host threads call the operations, one thread runs the event loop, the pool's workers convert
-// and notify. Every part has its lock inside. Lock order: that of m_messages, then that of m_chunks, then the
-// pool's; all others are innermost. A poster releases the chunks before it posts.
+// and notify. Every part has its lock inside. Lock order: the texture's (held while its log messages run),
+// then that of m_messages, then that of m_chunks, then the pool's; all others are innermost. A poster
+// releases the chunks before it posts.
 #ifndef LUMETRA_CORE_LUMETRACOREEXECUTOR_H
 #define LUMETRA_CORE_LUMETRACOREEXECUTOR_H
 
@@ -132,7 +133,7 @@ private:
     lumetra::ModuleTable m_modules;
 };
 
-/// Posts a message when its scope ends, however it ends. A frame whose message finds no memory is dropped.
+/// Posts a message when its scope ends, however it ends. Without memory for the message the frame is dropped.
 class LumetraCoreExecutor::MessageAtExit {
 public:
     MessageAtExit(LumetraCoreExecutor& engine, MSGS message) : m_engine(engine), m_message(message) {}

@@ -20,8 +20,8 @@
 
 namespace lumetra {
 
-/// Workers for a machine with so many processors: one is left to the host, but two always work. An unknown
-/// number (0) wraps around and is used as it stands.
+/// Workers for a machine with so many processors: one is left to the host, but two always work. 0 (unknown)
+/// wraps to 2^32 - 1 and is used unchanged.
 inline std::uint32_t workerCount(std::uint32_t processors) {
     const std::uint32_t others = processors - 1;
     return others > 2 ? others : 2;
@@ -36,7 +36,7 @@ public:
     ///         process, since the workers before it are already waiting
     explicit ThreadPool(std::size_t threads);
 
-    /// finish(), if nobody called it.
+    /// Calls finish().
     ~ThreadPool() { finish(); }
 
     /// Runs every task still queued, then ends the workers in the order of their start.
@@ -46,7 +46,7 @@ public:
     ThreadPool& operator=(const ThreadPool&) = delete;
 
     /// Queues a call; callable and arguments are copied and released once the call has returned.
-    /// @return the call's result or exception; letting go of it never waits
+    /// @return the call's result or exception; destroying it never waits
     /// @throws std::runtime_error "enqueue on stopped ThreadPool" once finish() has begun
     template <class Callable, class... Args>
     auto enqueue(Callable&& callable, Args&&... args) {

@@ -6,8 +6,7 @@
 
 namespace lumetra {
 
-// What a key's absence means differs from key to key, on purpose: sizes, path and format fall back, the
-// flags and a format out of range keep what was there.
+// A missing key resets size, path and format; missing flags, and a format out of range, keep their value.
 bool Configuration::configure(const char* json) {
     const JsonDocument document = parseJson(json);
     const JsonValue* size = findMember(&document, "imageCfg");

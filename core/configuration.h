@@ -1,5 +1,5 @@
-// configuration.h - how frames arrive and what becomes of them. Any thread.
-// Whoever works on a frame takes one snapshot and works by it to the end, whatever is configured meanwhile.
+// configuration.h - the configuration, shared as immutable snapshots. Any thread.
+// Each step (push, hand-over to a worker, conversion) takes one snapshot.
 #ifndef LUMETRA_CORE_CONFIGURATION_H
 #define LUMETRA_CORE_CONFIGURATION_H
 
@@ -36,7 +36,7 @@ public:
     /// Never null.
     Snapshot snapshot() const { return m_current.copy(); }
 
-    /// Replaces it as a JSON document says (docs/configuration.md). True if it is valid now.
+    /// Replaces it by what a JSON document says (docs/configuration.md). True if it is valid now.
     /// @throws std::bad_alloc with nothing changed
     bool configure(const char* json);
     /// Frames are refused until the next configuration.

@@ -1,5 +1,4 @@
-// load_limits.h - how much is too much and how old is too old: every limit of the engine's load, each with
-// its reason. A frame that is dropped is dropped by one of these.
+// load_limits.h - the engine's limits under load, each with its reason.
 #ifndef LUMETRA_CORE_LOAD_LIMITS_H
 #define LUMETRA_CORE_LOAD_LIMITS_H
 
@@ -9,38 +8,38 @@
 
 namespace lumetra {
 
-/// A frame is delivered up to this age and dropped beyond it: whoever wants the camera's present has no use
-/// for more than a tenth of a second ago, and no more than a tenth of a second of frames is ever held.
+/// A frame is delivered up to this age and dropped beyond it: a consumer of live video has no use for older
+/// frames, and memory stays bounded to 100 ms of them.
 inline constexpr std::uint64_t MAX_FRESH_AGE_MS = 99;
 
 /// Whether a frame pushed at `id` may still be delivered. An id in the future wraps to a great age: after the
-/// clock was set back its frames go at once instead of staying for as long as it was set back.
+/// clock was set back its frames are dropped at once instead of staying for as long as it was set back.
 inline bool isFresh(std::uint64_t nowMs, std::uint64_t id) {
     return nowMs - id <= MAX_FRESH_AGE_MS;
 }
 
-/// Whether a frame is past its delivery for good: one from the future may yet become fresh.
+/// Whether a frame has expired for good: one from the future may yet become fresh.
 inline bool isPast(std::uint64_t nowMs, std::uint64_t id) {
     return nowMs > id && !isFresh(nowMs, id);
 }
 
-/// From one message that the event loop handles to the next: what modules may rely on not to be overrun by.
+/// Minimum time between two messages: bounds the rate at which modules are notified.
 inline constexpr std::chrono::microseconds TURN{100};
 
 /// Sleep of the event loop while it keeps frames: the wall clock, which says how old they are, may be set
 /// forward or back or stand still meanwhile, and is looked at this often.
 inline constexpr std::chrono::milliseconds LONGEST_SLEEP_WITH_FRAMES{20};
 
-/// A wait shorter than this is passed awake: to fall asleep and be woken takes longer. A conversion that ends
-/// just before the next turn is due comes to this, once a frame at most.
+/// A wait shorter than this is spun: to fall asleep and be woken takes longer. It happens once a frame at
+/// most, for a conversion that ends just before the next turn is due.
 inline constexpr std::chrono::microseconds SHORTEST_SLEEP{50};
 
-/// Back-pressure: a pusher waits while more messages ask for something. Two of three messages of a frame do
-/// (to convert and to deliver it, not to keep it), so these and the erasures between them are served in 192
-/// turns, 24 ms as sleeps go. A frame passes that queue twice and has half of its life left for the workers.
+/// Back-pressure: a pusher waits while more work messages (convert or notify) than this are queued. Two of
+/// a frame's three messages are work; with the retention messages between them that makes 192 turns, 24 ms
+/// at 8,000 turns a second. A frame passes the queue twice, so half of its 99 ms remain for the workers.
 inline constexpr std::size_t MAX_MESSAGES_ASKING = 128;
 
-/// A pusher waits no longer than this: what waits before its frame is too old to be delivered by then.
+/// A pusher waits no longer than this: by then the frames queued before its own have expired.
 inline constexpr std::chrono::milliseconds MAX_BACK_PRESSURE{100};
 
 /// Buffers wait this long for the next frame after the last one; whoever stops pushing has the memory back.

@@ -1,4 +1,4 @@
-// message_queue.h - what the event loop is asked to do, first in, first out.
+// message_queue.h - the event loop's messages, first in, first out.
 // Any thread posts, one thread takes. Its lock comes first: the chunk store's and the pool's may be taken
 // while a message is handled, never the other way round.
 #ifndef LUMETRA_CORE_MESSAGE_QUEUE_H
@@ -21,7 +21,7 @@ public:
     /// @throws std::bad_alloc with nothing appended
     void post(MSGS message);
 
-    /// Has waitForTurn return although nothing was posted.
+    /// Makes waitForTurn return false once.
     void wakeTaker();
 
     /// Sleeps until a message is due, the queue is closed, or `bound`. True if a message is due.
@@ -39,8 +39,8 @@ public:
         if (pushersHaveRoom) m_room.notify_all();
     }
 
-    /// Back-pressure: waits while more messages ask for something than are handled in time, though not for
-    /// long.
+    /// Back-pressure: waits while more than MAX_MESSAGES_ASKING work messages are queued, for
+    /// MAX_BACK_PRESSURE at most.
     void waitForRoom();
 
     /// Ends every wait, once and for all; posting goes on.
@@ -59,7 +59,7 @@ private:
 
         MessageSchedule schedule;
         SteadyTime asleepUntil = AWAKE;  // the taker
-        bool lookAround = false;         // so is the taker asked to
+        bool lookAround = false;         // wakeTaker() was called
         int waitingPushers = 0;
         bool closed = false;
     };

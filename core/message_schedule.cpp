@@ -34,7 +34,7 @@ void MessageSchedule::clear() {
     m_asking = 0;
 }
 
-// Carries kept frames at the front to the back. False if there is nothing else.
+// Carries retention messages of fresh frames from the front to the back. False if there is nothing else.
 bool MessageSchedule::bringForward(Moment now) {
     const auto asks = [nowMs = now.wallMs()](const MSGS& message) {
         return message.type != MSG_RETAIN || !isFresh(nowMs, message.id);

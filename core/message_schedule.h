@@ -12,7 +12,7 @@
 
 namespace lumetra {
 
-/// What a message asks for. Unknown kinds take their turn and do nothing.
+/// Kinds of messages. Unknown ones take a turn and do nothing.
 enum : std::int32_t { MSG_NOTIFY = 1, MSG_CONVERT = 2, MSG_RETAIN = 3 };
 
 struct MSGS {
@@ -20,8 +20,8 @@ struct MSGS {
     std::uint64_t id;  // of the chunk: its push time in milliseconds since the Unix epoch
 };
 
-/// First in, first out. A message that keeps a fresh frame (MSG_RETAIN) asks for nothing: it is carried to
-/// the back until its frame grows too old, which costs no time, and takes a turn then.
+/// First in, first out. A retention message (MSG_RETAIN) of a fresh frame is carried to the back, which costs
+/// no turn; it takes one when its frame has expired. All other messages are work, done at the next turn.
 class MessageSchedule {
 public:
     using SteadyTime = std::chrono::steady_clock::time_point;
@@ -30,8 +30,8 @@ public:
     /// @throws std::bad_alloc with nothing appended
     void post(MSGS message);
 
-    /// Gives the message whose turn it is to `handle(message, fresh)`. It goes when it has been handled, and
-    /// stays where `handle` throws. Either way the next turn is a whole one later.
+    /// Gives the message whose turn it is to `handle(message, fresh)`. Removes it afterwards, or keeps it in
+    /// front if `handle` throws. The next turn is due TURN later in both cases.
     template <class Handle>
     void takeOne(Moment now, Handle handle) {
         if (!bringForward(now)) return;
@@ -45,12 +45,12 @@ public:
     /// before `now`. NEVER if nothing waits.
     SteadyTime due(Moment now) const;
 
-    /// Called as the caller falls asleep and wakes up: a wall clock that stood still meanwhile says nothing
-    /// of when a frame will be too old.
+    /// Called as the caller falls asleep and wakes up: a wall clock that stood still meanwhile cannot
+    /// tell when a frame will expire.
     void fallsAsleep(Moment now) { m_asleepSince = now; }
     void wakesUp(Moment now);
 
-    /// Messages that ask for something.
+    /// How many work messages are queued: all but MSG_RETAIN.
     std::size_t asking() const { return m_asking; }
 
     const std::deque<MSGS>& messages() const { return m_messages; }

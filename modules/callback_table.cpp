@@ -1,4 +1,4 @@
-// callback_table.cpp - callbacks found and replaced.
+// callback_table.cpp - look-up, replacement and defaults of the engine's callbacks.
 #include "modules/callback_table.h"
 
 #include "core/standard_log.h"

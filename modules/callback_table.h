@@ -1,5 +1,5 @@
-// callback_table.h - the engine's own callbacks: CB_LOG and CB_HOSTTEXT, and no operation adds or removes a
-// kind. Any thread. A callback is copied out and called without the lock.
+// callback_table.h - the engine's own callbacks, CB_LOG and CB_HOSTTEXT; the set of kinds never changes.
+// Any thread. A callback is copied out and called without the lock.
 #ifndef LUMETRA_MODULES_CALLBACK_TABLE_H
 #define LUMETRA_MODULES_CALLBACK_TABLE_H
 
@@ -19,11 +19,11 @@ public:
     /// The default log sink and no text exchange.
     CallbackTable();
 
-    /// Nulls for a kind that is not there.
+    /// Nulls for an unknown kind.
     CallbackPair find(LUMETRA_CBTYPE kind) const;
-    /// False for a kind that is not there.
+    /// False for an unknown kind.
     bool replace(LUMETRA_CBTYPE kind, CallbackPair pair);
-    /// What the kind begins with; false as above.
+    /// Restores the default; false for an unknown kind.
     bool reset(LUMETRA_CBTYPE kind);
     /// Ascending.
     std::vector<LUMETRA_CBTYPE> kinds() const;

@@ -23,7 +23,7 @@ enum LUMETRA_FNTYPE : std::int32_t {
     FN_DESTROY = 8
 };
 
-/// The exported symbol of each kind, looked up as it stands.
+/// The exported, unmangled symbol of each kind.
 static const std::map<LUMETRA_FNTYPE, const std::string> LUMETRA_FNNAMES = {
     {FN_GETMODULEID, "getModuleID"},
     {FN_INITIALIZE, "initialize"},

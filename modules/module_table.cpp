@@ -1,4 +1,4 @@
-// module_table.cpp - records filed, found and dropped.
+// module_table.cpp - records stored, found and erased.
 #include "modules/module_table.h"
 
 #include "base/foreign_call.h"

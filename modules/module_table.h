@@ -1,6 +1,6 @@
-// module_table.h - the loaded modules by id. A module is registered, or being closed (its record is there,
-// without a library, and nobody finds it), or absent. Any thread. Its lock is innermost: no module runs, and
-// no library is opened or closed, while it is held.
+// module_table.h - the loaded modules by id. Any thread.
+// States: registered; closing (record present, library null, not found); absent. Innermost lock; modules
+// run and libraries open or close without it.
 #ifndef LUMETRA_MODULES_MODULE_TABLE_H
 #define LUMETRA_MODULES_MODULE_TABLE_H
 
@@ -42,8 +42,8 @@ class ModuleTable {
 public:
     using Entry = std::pair<std::int32_t, dllstruct>;  // id, record
 
-    /// Files a module under its id and keeps its library. One that has the id already is replaced: it stays
-    /// loaded for good, and what was queued for it still reaches it.
+    /// Stores a module under its id and keeps its library. A module that had the id is replaced: it stays
+    /// loaded for good, and notifications queued for it still reach it.
     /// @throws std::bad_alloc with nothing changed
     void file(std::int32_t id, dllstruct module);
 
@@ -55,8 +55,8 @@ public:
     /// In ascending order of their ids.
     std::vector<NotificationTarget> notificationTargets() const;
 
-    /// Closes a module's library, with the last call into it that still runs, and then drops its record; a
-    /// module that has replaced it meanwhile is left alone.
+    /// Closes the library (or leaves that to the last running call) and then erases the record, unless the id
+    /// was registered again meanwhile.
     void close(Entry entry);
 
     /// Leaves every library open.

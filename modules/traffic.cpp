@@ -23,8 +23,7 @@ std::int32_t LumetraCoreExecutor::getStatus(std::int32_t moduleId) {
     return moduleStatus();
 }
 
-// Runs on a worker. The chunk is looked up for every module anew, so that one which grew too old meanwhile
-// is handed to nobody else.
+// Runs on a worker. Looks the chunk up for each module, so that an expired frame reaches no further ones.
 void LumetraCoreExecutor::triggerDataNotification(std::uint64_t chunkId) {
     const MessageAtExit retain(*this, {MSG_RETAIN, chunkId});
     for (const NotificationTarget& target : m_modules.notificationTargets()) {

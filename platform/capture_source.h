@@ -1,4 +1,4 @@
-// capture_source.h - what a platform answers; one source file each, picked by the build, no #if inside.
+// capture_source.h - the platform's capture devices; one source file a platform, picked by the build.
 // No state: any thread that may use the platform's capture devices.
 #ifndef LUMETRA_PLATFORM_CAPTURE_SOURCE_H
 #define LUMETRA_PLATFORM_CAPTURE_SOURCE_H

@@ -1,5 +1,5 @@
 // capture_source_apple.mm - the capture devices of AVFoundation as plain records.
-// Any thread that may use AVFoundation. Owns no object: all that the walk is handed lives in its pool, so
+// Any thread that may use AVFoundation. Owns no object: all that it is handed lives in its pool, so
 // the file is the same with and without automatic reference counting. A list that changes while it is
 // walked raises the runtime's enumeration-mutation exception, which leaves through the caller.
 #import <AVFoundation/AVFoundation.h>

@@ -1,4 +1,4 @@
-// capture_source_linux.h - the V4L2 walk, with the system calls that it makes replaceable.
+// capture_source_linux.h - the enumeration of V4L2 devices, with replaceable system calls.
 // Any thread; no state; every file descriptor that is opened is closed again.
 #ifndef LUMETRA_PLATFORM_CAPTURE_SOURCE_LINUX_H
 #define LUMETRA_PLATFORM_CAPTURE_SOURCE_LINUX_H

@@ -1,4 +1,4 @@
-// device_info.cpp - the description's JSON, and the rules by which its facts are found.
+// device_info.cpp - the description as JSON, and how its facts are found.
 #include "platform/device_info.h"
 
 #include <unistd.h>
@@ -28,8 +28,8 @@ std::optional<std::string> findExecutablePath(const DeviceCalls& calls) {
     std::string path(size, '\0');
     if (calls.executablePath(path.data(), &size) != 0) {
         path.assign(size, '\0');
-        // Not a slip: hosts are used to "unknown" for a path beyond the first buffer. Only when the second
-        // query fails as well is what it left in the buffer resolved.
+        // Intended: a path beyond the first buffer is reported as "unknown". Only if the second query fails
+        // too is what it left in the buffer resolved.
         if (calls.executablePath(path.data(), &size) == 0) return std::nullopt;
     }
     char resolved[TEXT_SIZE] = {};
@@ -37,8 +37,7 @@ std::optional<std::string> findExecutablePath(const DeviceCalls& calls) {
     return repairUtf8(resolved);
 }
 
-// The system's realpath writes as many bytes as its longest path has, which on some systems are more than
-// the buffer holds.
+// realpath into a buffer may write the system's longest path, on some systems more than the buffer holds.
 char* resolvePath(const char* path, char* resolved, std::size_t size) {
     const std::unique_ptr<char, void (*)(void*)> found(realpath(path, nullptr), std::free);
     if (found == nullptr || std::strlen(found.get()) >= size) return nullptr;

@@ -1,15 +1,13 @@
-// sleep_precision.h - how exactly the calling thread's sleeps end. Each platform has a source file of its
-// own.
+// sleep_precision.h - how exactly a thread's sleeps end. One source file for each platform.
 #ifndef LUMETRA_PLATFORM_SLEEP_PRECISION_H
 #define LUMETRA_PLATFORM_SLEEP_PRECISION_H
 
 namespace lumetra {
 
-/// Of one thread, which makes it, uses it and ends it.
+/// Belongs to the thread that created it.
 class SleepPrecision {
 public:
-    /// Precise sleeps end as soon as the system can; others may be late by what it allows itself in order to
-    /// save wake-ups.
+    /// true: wake as exactly as possible; false: the system may delay wake-ups to save power.
     void set(bool precise);
 
 private:
