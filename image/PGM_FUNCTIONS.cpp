@@ -1,6 +1,6 @@
 // PGM_FUNCTIONS.cpp - raw Netpbm files with one byte a sample.
-// A reader closes its file when it returns an image and leaves it open when it refuses one: the interface
-// has always behaved so, and a host that counts descriptors sees it.
+// A reader closes its file when it returns an image and leaves it open when it refuses one: kept
+// for compatibility with hosts that count descriptors.
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -18,7 +18,7 @@ namespace {
 constexpr int MISSING_SAMPLE = EOF;
 constexpr std::int64_t SPARE_BYTES_PPM = 10;
 
-// The product as 32-bit arithmetic leaves it, without its undefined overflow.
+// The product modulo 2^32, without undefined overflow.
 std::int32_t wrappedProduct(std::int32_t a, std::int32_t b) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b));
 }
@@ -43,8 +43,8 @@ int writeImage(const char* magic, const char* path, const char* comment, const u
 
 enum class Parsed { Number, None, TooLarge };
 
-// The next number of a header line, as "%d" reads one; `text` moves behind it. `value` stays where there is
-// none, or one of more than 32 bits.
+// The next number of a header line, as "%d" reads one; `text` moves behind it. `value` is unchanged if there
+// is none, or one of more than 32 bits.
 Parsed parseInteger(const char*& text, std::int32_t& value) {
     char* end = nullptr;
     errno = 0;
@@ -62,8 +62,8 @@ bool readLine(std::FILE* file, HeaderLine& line) {
     return std::fgets(line.data(), static_cast<int>(line.size()), file) != nullptr;
 }
 
-// Reads magic, size and maximum; nothing if the file ends there or a number is too large. A size that does
-// not parse stays the caller's from there on; a maximum that does not is 255.
+// Reads magic, size and maximum; nothing if the magic differs, the file ends there or a number is too large.
+// A size that does not parse keeps the caller's value; a maximum that does not is 255.
 std::optional<std::int32_t> readHeader(std::FILE* file, char kind, int* width, int* height) {
     if (std::fgetc(file) != 'P' || std::fgetc(file) != kind || std::fgetc(file) != '\n') return std::nullopt;
 
@@ -83,7 +83,7 @@ std::optional<std::int32_t> readHeader(std::FILE* file, char kind, int* width, i
     return maximum;
 }
 
-// What becomes of a sample; a maximum of -1 has nothing to divide by.
+// Scales a sample to 8 bits; a maximum of -1 would divide by 0.
 unsigned char rescale(int sample, std::int32_t maximum) {
     if (maximum == 255) return static_cast<unsigned char>(sample);
     if (maximum == -1) return 0;
@@ -103,7 +103,7 @@ void readSamples(std::FILE* file, unsigned char* samples, std::size_t count, std
 }
 
 struct SampleCount {
-    std::int64_t bytes;  // to allocate; below 0 when that cannot be had
+    std::int64_t bytes;  // to allocate; below 0 if refused
     std::int32_t read;
 };
 
@@ -111,7 +111,7 @@ SampleCount greySamples(int width, int height) {
     return {std::int64_t{width} * height, wrappedProduct(width, height)};
 }
 
-// A colour image is counted in 32 bits; one that has more samples is refused like one without memory.
+// A colour image is counted in 32 bits; a larger one is refused as if memory were short.
 SampleCount colourSamples(int width, int height) {
     std::int32_t pixels = 0;
     std::int32_t samples = 0;

@@ -1,4 +1,4 @@
-// base64.cpp - three bytes at a time into four characters, looked up two and two.
+// base64.cpp - three bytes at a time into four characters, looked up in pairs.
 #include "image/base64.h"
 
 #include <array>

@@ -6,7 +6,7 @@
 
 namespace lumetra {
 
-/// The same characters at the end of a UTF-16 text, without a detour.
+/// Appends the same characters to a UTF-16 text.
 void appendBase64(std::u16string& text, const unsigned char* bytes, unsigned int length);
 
 }  // namespace lumetra

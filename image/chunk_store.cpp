@@ -1,4 +1,4 @@
-// chunk_store.cpp - frames filed, converted one at a time, and relieved of pixels that nobody will see.
+// chunk_store.cpp - frames stored, converted one at a time, expired pixels dropped.
 // Pixels are freed after the lock is released: it takes time.
 #include "image/chunk_store.h"
 
@@ -43,7 +43,7 @@ void ChunkStore::forgetConversion(std::uint64_t id) {
     m_state.with([id](State& state) { forget(state, id); });
 }
 
-// False if it is not expected: its pixels were dropped before.
+// False if no conversion is expected: the pixels were dropped before.
 bool ChunkStore::forget(State& state, std::uint64_t id) {
     const auto expected = std::find(state.expected.begin(), state.expected.end(), id);
     if (expected == state.expected.end()) return false;
@@ -62,9 +62,9 @@ bool ChunkStore::dropOldPixels(std::uint64_t nowMs) {
     }
 }
 
-// Those of one frame, null if there is none.
+// Takes the pixels of one expired frame out; null if there is none.
 ChunkStore::Pixels ChunkStore::takeOldPixels(State& state, std::uint64_t nowMs) {
-    // One whose chunk has gone, or has no pixels to drop any more, would be looked at for ever.
+    // A conversion whose chunk has gone, or has no pixels left to drop, would be looked at for ever.
     std::erase_if(state.expected,
                   [&](std::uint64_t id) { return isPast(nowMs, id) && !isPushed(state, id); });
     for (auto id = state.expected.begin(); id != state.expected.end(); ++id) {

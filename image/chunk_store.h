@@ -1,7 +1,7 @@
 // chunk_store.h - the live frames by id, and how far each has come.
-// A frame is delivered once its first conversion has ended: two frames of one millisecond share an id, and
-// the notification of the first may find the second, which nobody has converted yet. Any thread. Its lock
-// comes after the message queue's and before the pool's.
+// A frame may be delivered once its first conversion has ended: two frames of one millisecond share an id,
+// and the notification of the first may find the second, not yet converted. Any thread. Its lock comes
+// after the message queue's and before the pool's.
 #ifndef LUMETRA_IMAGE_CHUNK_STORE_H
 #define LUMETRA_IMAGE_CHUNK_STORE_H
 
@@ -20,13 +20,13 @@ using Chunk = std::shared_ptr<IChnk>;
 
 class ChunkStore {
 public:
-    /// Files a chunk under its push time in milliseconds. Returns the one that was there, null if none.
+    /// Stores a chunk under its push time in milliseconds. Returns the one that was there, null if none.
     /// @throws std::bad_alloc with nothing changed
     Chunk store(std::uint64_t id, Chunk chunk);
 
     /// Takes a chunk out, null if there is none.
     Chunk take(std::uint64_t id);
-    /// The same if it is that one; no other that has its id.
+    /// The same, but only if the chunk under the id is this one.
     Chunk takeIf(std::uint64_t id, const IChnk* chunk);
 
     /// Calls `use(chunk)` with the store locked if there is a chunk under the id that may be delivered.
@@ -39,15 +39,15 @@ public:
         });
     }
 
-    /// Notes that a conversion of this frame waits for a worker. Its pixels may be dropped until it begins.
+    /// Notes that a conversion of this frame is queued. The pixels may be dropped until it begins.
     /// @throws std::bad_alloc with nothing changed
     void expectConversion(std::uint64_t id);
-    /// Notes that it will not come.
+    /// Notes that this conversion was not queued after all.
     void forgetConversion(std::uint64_t id);
-    /// Notes that it begins. The pixels of a frame that is past are dropped instead of converted.
+    /// Notes that it begins. The pixels of an expired frame are dropped instead of converted.
     void conversionBegins(std::uint64_t id, std::uint64_t nowMs);
-    /// Drops the pixels of past frames whose conversion still waits and that nobody else holds. True if
-    /// there may be more later without anything else being asked of the store.
+    /// Drops the pixels of expired frames whose conversion is still queued and that nobody else holds.
+    /// @return whether queued conversions may still expire
     bool dropOldPixels(std::uint64_t nowMs);
 
     /// A conversion while it runs. Conversions of one chunk wait for each other: two frames of one
@@ -82,7 +82,7 @@ private:
     };
     struct State {
         std::map<std::uint64_t, Entry> chunks;  // by push time in ms
-        std::vector<std::uint64_t> expected;    // conversions that wait for a worker
+        std::vector<std::uint64_t> expected;    // queued conversions
         std::vector<const IChnk*> converting;
     };
     using Pixels = std::shared_ptr<IChnk::dPtr>;

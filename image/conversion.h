@@ -16,8 +16,8 @@ namespace lumetra {
 struct ConversionPlan {
     enum class Levels { None, Supplied, Derived };
 
-    GreyRun toGrey = nullptr;    // null: the pixels are what they should be
-    std::size_t greyPixels = 0;  // of level 0, once it is converted; levels are derived behind them
+    GreyRun toGrey = nullptr;    // null: no conversion
+    std::size_t greyPixels = 0;  // pixels of level 0 after conversion; derived levels follow them
     bool flip = false;
     Levels levels = Levels::None;  // to convert like level 0, or to derive from it
     int unsupportedSteps = 0;      // asked for, but left out; each is reported
@@ -28,7 +28,7 @@ struct ConversionPlan {
 
 /// What the flags ask for, as far as the chunk's format allows it (docs/conversion.md). The chunk is laid out
 /// as intake lays it out; its pixels are not looked at.
-/// @param mipMap  whether levels are derived where none came along
+/// @param mipMap  whether levels are derived where none were pushed
 ConversionPlan planConversion(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER flags, bool mipMap);
 
 /// Carries the plan out in place.

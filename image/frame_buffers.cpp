@@ -13,7 +13,7 @@ namespace lumetra {
 
 namespace {
 
-// The address sanitizer sees a module that uses a frame it has let go of only if the memory is freed.
+// With the address sanitizer buffers are freed at once, so that a use after the last reference is reported.
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define LUMETRA_ASAN
@@ -27,8 +27,8 @@ constexpr bool RECYCLES = false;
 constexpr bool RECYCLES = true;
 #endif
 
-// Larger buffers are pages of their own: a heap keeps what was freed below its newest block, and after a
-// burst that may be hundreds of megabytes for good. The address sanitizer watches the heap only.
+// Large buffers are mapped separately: the heap may not return them to the system after a burst. Not with the
+// address sanitizer, which watches the heap only.
 bool isMapped(std::size_t capacity) {
     return RECYCLES && capacity >= MAPPED_BUFFER_BYTES;
 }
@@ -88,7 +88,7 @@ std::size_t FrameBuffers::waiting() const {
     return m_state.with([](const State& state) { return state.waiting.size(); });
 }
 
-// The buffer given back last is the warmest; one of another size means that the geometry has changed.
+// The buffer given back last is the one most likely in cache. Another capacity means a new configuration.
 FrameBuffers::Buffer FrameBuffers::take(std::size_t capacity) {
     std::vector<Waiting> freed;
     Buffer taken = m_state.with([&freed, capacity](State& state) {
@@ -109,7 +109,7 @@ void FrameBuffers::giveBack(Buffer buffer, std::size_t capacity) noexcept {
     if (!RECYCLES || buffer == nullptr) return;
     m_state.with([&buffer, capacity](State& state) {
         const Clock::time_point now = Clock::now();
-        if (state.capacity != capacity || !state.framesComeAt(now)) return;  // nobody would come for it
+        if (state.capacity != capacity || !state.framesComeAt(now)) return;  // no frame would take it
         try {
             state.waiting.push_back({std::move(buffer), now});
         } catch (...) {

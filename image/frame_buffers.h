@@ -1,6 +1,6 @@
-// frame_buffers.h - the pixel buffers of chunks: laid out once, used again while frames keep coming.
-// Fresh memory costs more than the copy of a frame, a page fault every 4 KiB, so a buffer waits,
-// once its last owner has gone, for the next frame of its size.
+// frame_buffers.h - the pixel buffers of chunks, recycled.
+// Fresh memory costs more than the copy of a frame, a page fault every 4 KiB, so a buffer whose last owner
+// has gone waits for the next frame of its size.
 #ifndef LUMETRA_IMAGE_FRAME_BUFFERS_H
 #define LUMETRA_IMAGE_FRAME_BUFFERS_H
 
@@ -38,7 +38,7 @@ public:
     std::size_t waiting() const;
 
 private:
-    /// Gives a buffer back to where it came from: its size says where that is.
+    /// Frees a buffer the way it was allocated, which follows from its capacity.
     struct Release {
         std::size_t capacity;
         void operator()(unsigned char* bytes) const noexcept;
@@ -61,7 +61,7 @@ private:
     Buffer take(std::size_t capacity);
     void giveBack(Buffer buffer, std::size_t capacity) noexcept;
 
-    Synchronized<State> m_state;  // memory is freed without it
+    Synchronized<State> m_state;  // memory is freed without its lock
 };
 
 }  // namespace lumetra

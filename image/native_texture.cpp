@@ -9,7 +9,7 @@ using namespace lumetra;
 
 namespace {
 
-// Four bytes a texel. A product below 0 or beyond 32 bits is refused like one without memory.
+// Four bytes a texel. A product below 0 or beyond 31 bits is refused as if memory were short.
 std::size_t textureBytes(std::int32_t width, std::int32_t height) {
     std::int32_t bytes = 0;
     if (__builtin_mul_overflow(width, height, &bytes) || __builtin_mul_overflow(bytes, 4, &bytes) ||

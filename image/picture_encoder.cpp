@@ -36,7 +36,7 @@ void PictureEncoder::encode(State& state, const unsigned char* frame, std::int32
     constexpr unsigned char QUALITY = 90;
     const std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     if (state.greyPixels != pixels) {
-        state.grey.reset();  // first, so that there are never two
+        state.grey.reset();  // before the allocation: never two at once
         state.greyPixels = 0;
         state.grey.reset(new unsigned char[pixels]);
         state.greyPixels = pixels;

@@ -13,16 +13,15 @@ namespace lumetra {
 
 inline constexpr unsigned int JPEG_CAPACITY = 1048576;  // bytes
 
-/// Its buffers, which the engine makes and frees. Any thread; calls wait for each other. The engine's is
-/// processWide().
+/// Encodes one picture at a time. Buffers live from allocate() to release(). Any thread. The engine's is
+/// processWide(); its buffers live as long as the engine.
 class PictureEncoder {
 public:
     /// @throws std::bad_alloc
     void allocate();
     void release();
 
-    /// Appends the picture's base64 text; nothing where a side is empty. A file beyond JPEG_CAPACITY is cut
-    /// there.
+    /// Appends the picture's base64 text; nothing if a side is empty. Beyond JPEG_CAPACITY it is truncated.
     /// @param frame  borrowed: 2 bytes a pixel, the first of them its luma
     /// @throws std::bad_alloc
     void appendPicture(std::u16string& text, const unsigned char* frame, std::int32_t width,
@@ -32,8 +31,8 @@ private:
     struct State {
         std::unique_ptr<unsigned char[]> m_jpgData;
         unsigned int m_jpgDataSize = 0;
-        std::unique_ptr<unsigned char[]>
-            grey;  // kept between frames: fresh memory costs more than filling it
+        // Kept between frames: fresh memory costs more than filling it.
+        std::unique_ptr<unsigned char[]> grey;
         std::size_t greyPixels = 0;
     };
 

@@ -26,8 +26,8 @@ Table makeTable() {
     table[LUMETRA_IMGFORMAT_RGB] = colour(24, &GreyKernels::fromRgb, DumpAs::Ppm);
     table[LUMETRA_IMGFORMAT_YUV420] = {.bitsPerPixel = 12};
     table[LUMETRA_IMGFORMAT_BGRA] = colour(32, &GreyKernels::fromBgra);
-    // Packed luma has no flip. Where one is asked for nothing is extracted, and levels are derived from what
-    // is there, over level 0 itself.
+    // The flip of packed luma is not implemented. Where it is asked for nothing is extracted, and levels are
+    // derived from the packed pixels, over level 0 itself.
     table[LUMETRA_IMGFORMAT_YUYV] = {.bitsPerPixel = 16,
                                      .hasPicture = true,
                                      .becomesGrey = true,
@@ -56,7 +56,7 @@ std::uint64_t pictureBytes(LUMETRA_IMGFORMATTYPE format, std::int32_t width, std
     if (width < 1 || height < 1) return 0;
     const std::uint64_t pixels = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
     const std::uint64_t bits = pixelFormat(format).bitsPerPixel;
-    // In whole bytes or halves of them, as far as the product of two sides and 32 bits goes.
+    // Halved last, so that the product never overflows 64 bits.
     return bits % 8 == 0 ? bits / 8 * pixels : (bits / 4 * pixels) >> 1;
 }
 

@@ -1,11 +1,11 @@
-// push_gate.cpp - who is inside, and who waits for them to leave.
+// push_gate.cpp - counts pushes under way, and waits for them.
 #include "image/push_gate.h"
 
 namespace lumetra {
 
 namespace {
 
-thread_local int ownVisits = 0;  // a push's host text may push again, or end the engine
+thread_local int ownVisits = 0;  // a push's text exchange may push again, or destroy the engine
 
 }  // namespace
 

@@ -1,5 +1,5 @@
 // push_gate.h - lets modules' pushes in while their engine lives.
-// Modules push on threads of their own, and a host may end its engine without removing them: a push that
+// Modules push on threads of their own, and a host may destroy its engine without removing them: a push that
 // comes too late finds the gate closed, and touches nothing.
 #ifndef LUMETRA_IMAGE_PUSH_GATE_H
 #define LUMETRA_IMAGE_PUSH_GATE_H
@@ -14,7 +14,7 @@ namespace lumetra {
 class PushGate {
 public:
     void open(const void* engine);
-    /// Lets nobody else in, and returns once everybody has left but who pushes on the calling thread.
+    /// Lets no further push in, and waits until all pushes on other threads have returned.
     void close(const void* engine);
 
     /// One push, from its first look at the engine to its last.
@@ -25,8 +25,8 @@ public:
         Visit(const Visit&) = delete;
         Visit& operator=(const Visit&) = delete;
 
-        explicit operator bool() const { return m_isInside; }  ///< false: it is not the living engine
-        /// Whether it still is: a push's own thread may have ended it from the host's text exchange.
+        explicit operator bool() const { return m_isInside; }  ///< false: `engine` is not alive
+        /// Whether it still is: a push's own thread may have destroyed it from the host's text exchange.
         bool isStillOpen() const;
 
     private:

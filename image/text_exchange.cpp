@@ -14,13 +14,13 @@ namespace lumetra {
 
 namespace {
 
-// As intake would refuse the frame, before anything of it is read.
+// Throws if intake would refuse the size, before the frame is read.
 void refuseImpossibleSize(std::int32_t width, std::int32_t height) {
     bufferBytes(LUMETRA_IMGFORMAT_YUYV, width, height, 0, false);
 }
 
-// Adds the picture to an object's text as its last member, where the size allows one an empty one. It needs
-// no escapes, and is too large to take the way through a document.
+// Appends the picture as the object's last member; empty if the size is. It needs no escapes, and is too
+// large to be copied through a document.
 void addPicture(std::u16string& object, const unsigned char* frame, std::int32_t width, std::int32_t height) {
     const bool isEmpty = object.size() == 2;
     object.pop_back();
@@ -34,7 +34,7 @@ std::string askHost(LUMETRA_HOSTTEXTFN hostText, const std::u16string& text) {
     return reply == nullptr ? std::string() : convertUTFFormatVto8<char16_t, char>(reply);
 }
 
-// The host's answer to a descriptor of JSON. The picture of a YUYV frame travels there with it, never back.
+// The host's answer to a descriptor of JSON. A YUYV frame's picture is sent along and never comes back.
 std::string exchangeJson(LUMETRA_HOSTTEXTFN hostText, const char* descriptor, const unsigned char* frame,
                          const ICfg& cfg) {
     const bool hasPicture = pixelFormat(cfg.format).hasPicture;

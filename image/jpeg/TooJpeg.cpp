@@ -156,8 +156,8 @@ public:
     }
 
 private:
-    // Some blocks at a time, arithmetic first: coding bits stumbles over its branches, and would take what
-    // a processor has already begun of the next block's arithmetic down with it.
+    // Some blocks at a time, arithmetic first: the branches of coding are often mispredicted, and the
+    // processor would then discard what it has begun of the next block's arithmetic.
     void writeGrey() {
         std::array<QuantisedBlock, 32> blocks;
         std::size_t count = 0;

@@ -29,7 +29,7 @@ bool writeJpeg(ByteSink output, const void* pixels, unsigned short width, unsign
 /// Receives the file in runs of bytes, in order. `bytes` is borrowed for the call.
 using RunSink = void (*)(void* context, const unsigned char* bytes, std::size_t count);
 
-/// The same file for a sink that has more use for many bytes at once. `context` goes to the sink unchanged.
+/// The same file for a sink that takes many bytes at once. `context` goes to the sink unchanged.
 bool writeJpegInRuns(RunSink output, void* context, const void* pixels, unsigned short width,
                      unsigned short height, bool isRGB = true, unsigned char quality = 90,
                      bool downsample = false, const char* comment = nullptr);

@@ -1,7 +1,7 @@
 // TooJpeg_sampling.cpp - colour conversion as JFIF has it, around 0 instead of 128.
 // As in the transform, a product has a name of its own before it takes part in a sum.
 #include "image/jpeg/TooJpeg_exact.h"
-// First, for what it switches off.
+// First: it switches off fused operations.
 #include "image/jpeg/TooJpeg_sampling.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 // five multiplications for eight values, because the scale of each output is left to the quantisation.
 // A product has a name of its own before it takes part in a sum, so no expression invites a fused operation.
 #include "image/jpeg/TooJpeg_exact.h"
-// First, for what it switches off.
+// First: it switches off fused operations.
 #include "image/jpeg/TooJpeg_transform.h"
 
 #include <algorithm>

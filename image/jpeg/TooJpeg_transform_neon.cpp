@@ -3,7 +3,7 @@
 // compiler is told not to fuse any. Bytes and 16-bit values change places by table look-ups.
 #if defined(__aarch64__)
 #include "image/jpeg/TooJpeg_exact.h"
-// First, for what it switches off.
+// First: it switches off fused operations.
 #include <arm_neon.h>
 
 #include "image/jpeg/TooJpeg_transform.h"
@@ -24,8 +24,7 @@ constexpr ByteIndices columnPair(std::size_t pair) {
     return from;
 }
 
-// Of the upper or lower half of a block of 16-bit values to one row of zigzag order; 255 where the value lies
-// in the other half.
+// Byte indices from one half of a block to one row of zigzag order; 255 for values of the other half.
 constexpr ByteIndices zigzagRow(std::size_t row, std::size_t half) {
     ByteIndices from{};
     for (std::size_t i = 0; i < from.size(); ++i) {

@@ -4,7 +4,7 @@
 #ifndef LUMETRA_IMAGE_TOOJPEG_TRANSFORM_X86_H
 #define LUMETRA_IMAGE_TOOJPEG_TRANSFORM_X86_H
 #include "image/jpeg/TooJpeg_exact.h"
-// First, for what it switches off.
+// First: it switches off fused operations.
 #if !defined(__clang__)  // g++ 12 warns about registers that its own header leaves undefined on purpose
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
