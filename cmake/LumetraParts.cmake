@@ -2,8 +2,8 @@
 #
 #   lumetra_optional_part(NAME NEEDS [variable...])
 #
-# notes the part as built if all variables are true, else as left out for want of NEEDS, and sets LUMETRA_PART_BUILT
-# in the caller to which of both it is.
+# notes the part as built if all variables are true, else as left out because NEEDS are missing, and sets
+# LUMETRA_PART_BUILT in the caller accordingly.
 
 function(lumetra_optional_part name needs)
     set(built ON)

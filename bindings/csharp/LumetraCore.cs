@@ -158,9 +158,10 @@ namespace LumetraCore
             Native.LumetraCore_initialize();
         }
 
-        /// <summary>Ends the engine after running every conversion and notification already queued. Call it
-        /// before the process ends and before the runtime unloads this assembly, and remove modules first:
-        /// they are neither notified nor closed. Harmless without an engine.</summary>
+        /// <summary>Stops and deletes the engine. Deliveries already handed to workers complete; frames still
+        /// queued are dropped. Call it before the process ends and before the runtime unloads this assembly,
+        /// and remove modules first: they are neither notified nor closed. Harmless without an
+        /// engine.</summary>
         public static void Destroy()
         {
             Native.LumetraCore_destroy();
