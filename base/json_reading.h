@@ -1,6 +1,6 @@
 // json_reading.h - every read of a JSON text that comes from outside.
-// A value of another type than asked reads as a missing one, and so does everything in a text that is
-// not valid JSON or whose root is not an object. Nesting costs heap, never stack.
+// A value of another type than asked for counts as missing, and so does everything in a text that is not
+// valid JSON or whose root is not an object. Nesting costs heap, never stack.
 #ifndef LUMETRA_BASE_JSON_READING_H
 #define LUMETRA_BASE_JSON_READING_H
 
@@ -16,7 +16,7 @@
 
 namespace lumetra {
 
-/// RapidJSON does not look at what its allocator returns, so running out of memory has to throw.
+/// RapidJSON does not check what its allocator returns, so running out of memory has to throw.
 struct ThrowingAllocator {
     static constexpr bool kNeedFree = true;
 

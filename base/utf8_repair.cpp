@@ -19,7 +19,7 @@ std::size_t sequenceLength(std::string_view bytes) {
     for (std::size_t i = 1; i < length; ++i)
         if ((byteAt(i) & 0xC0) != 0x80) return 0;
 
-    // The second byte shows overlong forms, surrogates and what lies beyond U+10FFFF.
+    // The second byte tells overlong forms, surrogates and code points beyond U+10FFFF.
     const unsigned second = byteAt(1);
     const bool forbidden = (lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F) ||
                            (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F);

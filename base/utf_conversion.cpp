@@ -1,6 +1,6 @@
 // utf_conversion.cpp - strict conversion between UTF-16 and UTF-8.
-// Written out because the standard library's converters differ between implementations: one drops a
-// lone surrogate at the end of the text and accepts truncated UTF-8.
+// Written out because the standard library's converters differ between implementations: one drops an
+// unpaired surrogate at the end of the text and accepts truncated UTF-8.
 #include "LumetraCore/utf_conversion.h"
 
 #include <array>
@@ -24,8 +24,7 @@ bool isLowSurrogate(char32_t unit) {
     return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
-// Most text is ASCII, which goes over a block at a time: out of the text into memory of its own, so that
-// compilers may work on all of it at once.
+// Most text is ASCII, converted a block at a time through local memory, which lets compilers vectorise.
 template <class Unit>
 struct AsciiBlock {
     static constexpr std::size_t SIZE = 16;

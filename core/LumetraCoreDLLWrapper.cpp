@@ -30,7 +30,7 @@ void copyToHost(const std::string& text, char16_t* buffer) {
 
 void printImageLine(const char* event, const char* what) {
     Dl_info image = {};
-    // An exported function would not do: it may be found in another image that has it too.
+    // Not an exported function: that might resolve to another image that exports it too.
     dladdr(reinterpret_cast<void*>(&printImageLine), &image);
     std::printf("%s: module %s was %s\n", event, image.dli_fname ? image.dli_fname : "", what);
     std::fflush(stdout);

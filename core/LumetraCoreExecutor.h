@@ -1,6 +1,6 @@
-// LumetraCoreExecutor.h - the engine: the parts that it owns, and the operations under the file that defines
-// each. A frame's way: pushImageData > runEventLoop > convertQueued > convertImageData > runEventLoop >
-// triggerDataNotification > each module's notifyNewData; runEventLoop drops it when it is old.
+// LumetraCoreExecutor.h - the engine: the parts that it owns, and its operations by the file that defines
+// them. A frame's way: pushImageData > runEventLoop > convertQueued > convertImageData > runEventLoop >
+// triggerDataNotification > each module's notifyNewData; runEventLoop drops it when it has expired.
 // Threads: host threads call the operations, one thread runs the event loop, the pool's workers convert
 // and notify. Every part has its lock inside. Lock order: the texture's (held while its log messages run),
 // then that of m_messages, then that of m_chunks, then the pool's; all others are innermost. A poster

@@ -11,8 +11,8 @@ ThreadPool::ThreadPool(std::size_t threads) {
     try {
         for (std::size_t i = 0; i < threads; ++i) workers.emplace_back([this] { runWorker(); });
     } catch (...) {
-        // Ends the process if a worker runs. Left to the members' own destruction the condition variable
-        // would go first, and its destructor waits for those workers for ever.
+        // Ends the process if a worker runs. In the usual order of destruction the condition variable would
+        // go first, and its destructor would wait for those workers for ever.
         workers.clear();
         throw;
     }

@@ -28,8 +28,8 @@ public:
     /// @param precision  of the calling thread's sleeps
     bool waitForTurn(SteadyTime bound, SleepPrecision& precision);
 
-    /// Hands the message whose turn it is to `handle(message, fresh)`, with the queue locked; it is gone once
-    /// `handle` has returned, and stays if that throws.
+    /// Hands the message whose turn it is to `handle(message, fresh)`, with the queue locked; removes it when
+    /// `handle` returns, and keeps it if that throws.
     template <class Handle>
     void takeOne(Handle handle) {
         const bool pushersHaveRoom = m_state.with([&](State& state) {
@@ -43,7 +43,7 @@ public:
     /// MAX_BACK_PRESSURE at most.
     void waitForRoom();
 
-    /// Ends every wait, once and for all; posting goes on.
+    /// Ends every wait, now and later; messages may still be posted.
     void close();
     /// Returns once nobody waits for room any more. After close().
     void waitForPushersToLeave();

@@ -1,5 +1,5 @@
 // message_schedule.h - which message the event loop handles next, and when.
-// No thread, no lock and no clock of its own: its caller brings all three, a test its own time.
+// No thread, no lock and no clock of its own: its caller provides all three, so tests choose the time.
 #ifndef LUMETRA_CORE_MESSAGE_SCHEDULE_H
 #define LUMETRA_CORE_MESSAGE_SCHEDULE_H
 

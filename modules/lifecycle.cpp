@@ -47,8 +47,8 @@ int LumetraCoreExecutor::unregisterDllByName(const char* name) {
     return found ? removeModule(std::move(*found)) : 0;
 }
 
-// The module cleans up while its library is mapped and its record is there; the library is closed before
-// the record goes, or with the last call into it that still runs.
+// The module cleans up while its library is mapped and its record is there; the library is closed before the
+// record is erased, or by the last running call into it.
 int LumetraCoreExecutor::removeModule(ModuleTable::Entry entry) {
     const dllstruct& module = entry.second;
     if (!module.library->unpin()) return 0;

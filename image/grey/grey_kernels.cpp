@@ -1,4 +1,4 @@
-// grey_kernels.cpp - which sets of kernels this processor runs.
+// grey_kernels.cpp - which sets of kernels this processor can run.
 #include "image/grey/grey_kernels.h"
 
 namespace lumetra {

@@ -1,4 +1,4 @@
-// grey_kernels_scalar.cpp - the definition that every other set is held against.
+// grey_kernels_scalar.cpp - the reference: every other set gives its bytes.
 #include <algorithm>
 
 #include "image/grey/grey_kernels.h"
