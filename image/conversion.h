@@ -35,7 +35,7 @@ ConversionPlan planConversion(const IChnk& chunk, LUMETRA_CONVERSIONMODIFIER fla
 void convert(IChnk& chunk, const ConversionPlan& plan);
 
 /// Plans and carries out the conversion of the frame under an id, and dumps it if the flags ask for that.
-/// Pixels that were dropped are left alone, and where there is no frame nothing is done.
+/// Dropped pixels are not converted; without a frame nothing is done.
 /// @param reportStep  called for each step that is left out, before the conversion counts as over
 void convertStored(ChunkStore& chunks, std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags,
                    const Configuration& configuration, const std::function<void()>& reportStep);

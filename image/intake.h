@@ -19,7 +19,7 @@ struct PushedFrame {
     std::int32_t frameIndex;
 };
 
-/// What a frame passes on its way in.
+/// The parts that intake works on; borrowed.
 struct IntakeParts {
     FrameBuffers& buffers;
     ChunkStore& chunks;
@@ -30,9 +30,8 @@ struct IntakeParts {
 /// @throws std::bad_alloc
 Chunk pushedChunk(const PushedFrame& frame, const ICfg& cfg, FrameBuffers& buffers);
 
-/// Files the frame under its push time, asks for its conversion, and holds the pusher back where there is
-/// more to do than can be done in time. False, and nothing done, if the configuration is not valid or there
-/// is no data.
+/// Stores the frame under its push time, posts its conversion and, except on a worker, waits while too much
+/// work is queued. False, and nothing done, if the configuration is not valid or there is no data.
 /// @throws std::bad_alloc with nothing left of the frame
 bool takeIn(const PushedFrame& frame, const ICfg& cfg, const IntakeParts& parts);
 

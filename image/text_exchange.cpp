@@ -1,4 +1,4 @@
-// text_exchange.cpp - descriptors out to the host and back, as they are or as JSON with a picture.
+// text_exchange.cpp - descriptors to the host and back, unchanged or as JSON with a picture.
 #include "image/text_exchange.h"
 
 #include <cstdint>

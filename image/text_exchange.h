@@ -1,4 +1,4 @@
-// text_exchange.h - what the host sees of a frame that a module pushes, and what it answers.
+// text_exchange.h - the host sees the descriptor of a frame that a module pushes, and its answer replaces it.
 #ifndef LUMETRA_IMAGE_TEXT_EXCHANGE_H
 #define LUMETRA_IMAGE_TEXT_EXCHANGE_H
 
@@ -9,9 +9,9 @@
 
 namespace lumetra {
 
-/// Shows the host a frame's descriptor; its answer travels with the frame instead. Where frames are forwarded
-/// both are JSON, and the host sees a picture of a YUYV frame with it, which never travels back.
-/// Any thread: the pusher's, on which the host is called.
+/// Shows the host a frame's descriptor and returns its answer, which is delivered instead. With forwarding on
+/// both are JSON, and a YUYV frame's picture is sent along and never comes back.
+/// Any thread; the host is called on it.
 /// @param frame  borrowed: of the configured size; may be null
 /// @throws std::range_error for a text that cannot be converted
 /// @throws std::bad_alloc also for a size that intake would refuse

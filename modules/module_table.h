@@ -30,8 +30,8 @@ struct dllstruct {
 
 /// What a notification needs of a module, without keeping it loaded.
 struct NotificationTarget {
-    /// Hands the module a frame, and keeps its library mapped meanwhile; nothing if it is being removed. What
-    /// the module throws ends here, while the code that destroys it is still there.
+    /// Calls the module with a frame, and keeps its library mapped meanwhile; nothing if it is being removed.
+    /// What the module throws ends here: the exception's destructor may be code of the library.
     void deliver(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk) const;
 
     NotifyNewDataFn* notify;  // null if the module lacks it
