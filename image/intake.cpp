@@ -30,15 +30,15 @@ bool takeIn(const PushedFrame& frame, const ICfg& cfg, const IntakeParts& parts)
     try {
         chunk = pushedChunk(frame, cfg, parts.buffers);
         id = currentTimeMs();
-        parts.chunks.store(id, chunk);  // a frame of the same millisecond gives way to this one
+        parts.chunks.store(id, chunk);  // replaces a frame of the same millisecond
         parts.messages.post({MSG_CONVERT, id});
     } catch (...) {
-        parts.chunks.takeIf(id, chunk.get());  // without its message nothing would ever come for it
-        parts.messages.wakeTaker();            // nor for its buffer
+        parts.chunks.takeIf(id, chunk.get());  // without a message nobody would take it out
+        parts.messages.wakeTaker();            // the loop frees idle buffers, but may be asleep
         throw;
     }
     chunk.reset();  // a pusher that waits must not keep the pixels
-    // A worker does not wait, since what would make room stands behind it.
+    // A worker never waits: it would delay the conversions and notifications queued behind it.
     if (!ThreadPool::isWorker()) parts.messages.waitForRoom();
     return true;
 }
