@@ -6,7 +6,7 @@
 
 #include "tests/support/jpeg_decoding.h"
 #include "tests/support/temporary_folder.h"
-#include "tools/lumetra-play/modules/host_exchange.h"
+#include "tools/lumetra-play/modules/camera_host.h"
 
 namespace {
 
@@ -40,26 +40,17 @@ protected:
 
 }  // namespace
 
-TEST(HostExchange, DecodesBase64AndNothingElse) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"", ""}, {"TQ==", "M"}, {"TWE=", "Ma"}, {"TWFu", "Man"}, {"//8A", "\xFF\xFF"}};
-    for (const auto& [text, bytes] : cases) {
-        const auto decoded = decodeBase64(text);
-        ASSERT_TRUE(decoded) << text;
-        EXPECT_EQ(0, std::string(decoded->begin(), decoded->end())
-                         .compare(0, std::string::npos, bytes, decoded->size()));
-    }
-    for (const char* text : {"T", "TW", "TWF!", "TW\nF"}) EXPECT_FALSE(decodeBase64(text)) << text;
-}
-
-TEST(HostExchange, AnswersWithItsOwnDescriptorAndKeepsWhatLatencyIsMeasuredBy) {
-    const auto seen = readDescriptor(R"({"frame":7,"timestampUs":1700000000000000,"image":"TWFu","x":[1]})");
-    EXPECT_EQ((Bytes{'M', 'a', 'n'}), seen.jpeg);
-    EXPECT_THAT(seen.text, testing::Not(HasSubstr("image")));
-    EXPECT_EQ(R"({"host":"lumetra-play","frame":7,"timestampUs":1700000000000000})", answerFor(seen));
-    for (const char* json : {"", "7", "[", R"({"image":7,"frame":"7","timestampUs":1.5})"}) {
-        EXPECT_FALSE(readDescriptor(json).jpeg) << json;
-        EXPECT_EQ(R"({"host":"lumetra-play"})", answerFor(readDescriptor(json))) << json;
+TEST(CameraHost, AnswersWithItsOwnDescriptorAndKeepsWhatLatencyIsMeasuredBy) {
+    std::string seen;
+    Bytes jpeg;
+    EXPECT_EQ(
+        R"({"host":"lumetra-play","frame":7,"timestampUs":1700000000000000})",
+        answerTo(R"({"frame":7,"timestampUs":1700000000000000,"image":"TWFu/w==","x":[1]})", seen, jpeg));
+    EXPECT_EQ((Bytes{'M', 'a', 'n', 255}), jpeg);
+    EXPECT_EQ(R"({"frame":7,"timestampUs":1700000000000000,"x":[1]})", seen);
+    for (const char* json : {"", "7", "[", R"({"image":7})", R"({"image":"TW?"})"}) {
+        EXPECT_EQ(R"({"host":"lumetra-play"})", answerTo(json, seen, jpeg)) << json;
+        EXPECT_EQ(Bytes{}, jpeg) << json;
     }
 }
 
@@ -87,7 +78,7 @@ TEST_F(CameraPlayProgram, SavesPicturesThatShowTheFrames) {
 TEST_F(CameraPlayProgram, SaysWhatToDoAboutACameraThatDoesNotWork) {
     const std::pair<const char*, const char*> cases[] = {
         {"--camera scene --check", "--check"},
-        {"--camera scene clip.raw", "sources"},
+        {"--camera scene clip.raw", "source"},
         {"--camera scene --pyramid", "--pyramid"},
         {"--camera scene --save-jpeg /nowhere", "--save-jpeg"},
         {"--camera scene --save-jpeg /tmp --format rgb", "--format"},

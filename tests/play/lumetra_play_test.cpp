@@ -45,10 +45,8 @@ TEST_F(LumetraPlay, PlaysTheSceneThroughEveryFormatWithEveryPixelRight) {
     const char* const cases[] = {"rgb",
                                  "bgr --flags 7",
                                  "bgra --flags gray --pyramid",
-#ifdef LUMETRA_PLAY_MEDIA
                                  "yuyv",
                                  "yuyv --flags 7",
-#endif
                                  "gray8 --flags 7",
                                  "gray",
                                  "bgra --flags gray,flip --no-pyramid"};
@@ -75,34 +73,35 @@ TEST_F(LumetraPlay, WritesASheetThatShowsWhatModulesReceived) {
     image.version = PNG_IMAGE_VERSION;
     ASSERT_NE(0, png_image_begin_read_from_file(&image, sheet.c_str())) << image.message;
     image.format = PNG_FORMAT_GRAY;
-    // 64 pixels are enlarged to 448: margins of 11, then 448 | 448 | two tiles of 112 with 11 between them.
-    EXPECT_EQ(11u + 448 + 11 + 448 + 11 + (2 * 112 + 11) + 11, image.width);
-    EXPECT_EQ(11u + 7 + 448 + 11, image.height);
+    // 64 pixels are enlarged to 640: three rows of three tiles, 8 pixels around each.
+    EXPECT_EQ(8u + 3 * 648, image.width);
+    EXPECT_EQ(8u + 3 * 648, image.height);
     std::vector<unsigned char> pixels(PNG_IMAGE_SIZE(image));
     ASSERT_NE(0, png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr));
     const auto at = [&](unsigned x, unsigned y) { return int{pixels[y * image.width + x]}; };
-    for (const unsigned left : {11u, 470u}) {
-        EXPECT_EQ(0, at(left, 18)) << "left edge of the picture at " << left;
-        EXPECT_EQ(0, at(left + 223, 240));
-        EXPECT_EQ(255, at(left + 224, 240));
-        EXPECT_EQ(255, at(left + 447, 465));
+    // The frame and levels 0 to 5; level 6 is one pixel, and level 7 would be half of one.
+    for (unsigned tile = 0; tile < 9; ++tile) {
+        const unsigned left = 8 + tile % 3 * 648, top = 8 + tile / 3 * 648;
+        EXPECT_EQ(tile < 7 ? 0 : tile == 7 ? 128 : 46, at(left, top)) << "tile " << tile;
+        EXPECT_EQ(tile < 7 ? 255 : tile == 7 ? 128 : 46, at(left + 639, top + 639)) << "tile " << tile;
     }
-    EXPECT_EQ(0, at(929, 18 + 100)) << "level 1";
-    EXPECT_EQ(255, at(929 + 223, 18 + 100));
+    EXPECT_EQ(0, at(8 + 319, 300)) << "the frame";
+    EXPECT_EQ(255, at(8 + 320, 300));
+    EXPECT_EQ(46, at(4, 4)) << "margin";
 }
 #endif
 
 TEST_F(LumetraPlay, AnswersEveryMistakeWithOneLineAndAStatus) {
     const std::pair<std::string, const char*> cases[] = {
         {"--nonsense", "--nonsense is no option"},
-        {"--size 640", "--size 640"},
-        {"--format rgba", "--format rgba"},
+        {"--size 640", "--size: 640"},
+        {"--format rgba", "--format: rgba"},
         {"--fps 2000", "--fps"},
-        {"--frames x", "--frames x"},
-        {"--flags 99", "--flags 99"},
+        {"--frames x", "--frames: x"},
+        {"--flags 99", "--flags: 99"},
         {"--size 0x0", "empty"},
         {"--size 99999x99999", "too large"},
-        {"--raw rgb24", "name one"},
+        {"--raw rgb24", "--raw requires"},
         {"--command Name", "NAME:NUMBER"},
         {"--command - -", "standard input"},
         {"--library /nowhere.so", "--library"},
@@ -118,11 +117,15 @@ TEST_F(LumetraPlay, AnswersEveryMistakeWithOneLineAndAStatus) {
         EXPECT_EQ(1, play("--json " + arguments));
         EXPECT_THAT(parseJson(out)["error"].get<std::string>(), HasSubstr(says)) << out;
     }
+    EXPECT_EQ(1, run("TMPDIR=/nowhere " LUMETRA_PLAY_PROGRAM " --frames 0 --sheet sheet.png"));
+    EXPECT_THAT(err, HasSubstr("set TMPDIR"));
     // What the library prints while it is loaded comes before these.
     const std::pair<std::string, const char*> later[] = {
         {"--module Missing --frames 1", "--module-path"},
         {"--library '" FRAMEMONITOR_LIBRARY "'", "LumetraCore_initialize"},
         {"--frames 1 --sheet /nowhere/sheet.png", "/nowhere/sheet.png"},
+        {"--frames 1 --view=foo.invalid:80", "name an address of this machine"},
+        {"--frames 1 --view=192.0.2.1:8080", "Cannot assign requested address.: name an address"},
         {"--frames 1 --command Nobody:3", "no module Nobody"},
     };
     for (const auto& [arguments, says] : later) {
@@ -212,7 +215,7 @@ TEST_F(LumetraPlay, EndsWithASummaryWhenItIsInterrupted) {
             if (pid.empty()) return false;
             std::ifstream status("/proc/" + pid.substr(0, pid.find('\n')) + "/status");
             for (std::string line; std::getline(status, line);)
-                if (line.starts_with("SigBlk:")) return line.back() == '2' || line.back() == '6';
+                if (line.starts_with("SigBlk:")) return line.back() == '3' || line.back() == '7';
             return false;
         };
         while (!ready() && result.wait_for(std::chrono::milliseconds(5)) == std::future_status::timeout) {

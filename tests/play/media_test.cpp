@@ -20,7 +20,7 @@ struct Played {
     Picture picture;
     std::vector<Bytes> frames;
     std::vector<double> times;
-    std::string remark;
+    std::string remark, error;
 };
 
 class Media : public testing::Test {
@@ -36,7 +36,7 @@ protected:
     }
     // What ffmpeg makes of the clip's pictures, one behind the other.
     std::string decoded(const std::string& clip, const std::string& options) {
-        ffmpeg("-i '" + clip + "' " + options + " -f rawvideo " + folder.file("decoded"));
+        ffmpeg("-i '" + clip + "' " + options + " -vsync passthrough -f rawvideo " + folder.file("decoded"));
         return folder.read("decoded");
     }
 
@@ -44,7 +44,7 @@ protected:
         const StopRequest stop;
         options.inputs.insert(options.inputs.begin(), clip);
         const auto source = openSource(options, stop);
-        Played played{source->facts(), source->picture(), {}, {}, {}};
+        Played played{source->facts(), source->picture(), {}, {}, {}, {}};
         Bytes frame;
         double time = 0;
         while (played.frames.size() < limit && source->read(frame, time)) {
@@ -52,6 +52,7 @@ protected:
             played.times.push_back(time);
         }
         played.remark = source->remark();
+        played.error = source->error();
         return played;
     }
     std::string refusal(const std::string& clip, const Options& options = {}) {
@@ -95,6 +96,9 @@ TEST_F(Media, OfEveryKindComesAsFfmpegDecodesIt) {
         {"bgra.mkv", "size=98x62:rate=25", "-c:v ffv1 -pix_fmt bgra", LUMETRA_IMGFORMAT_BGRA, "bgra"},
         {"palette.gif", "size=98x62:rate=25", "", LUMETRA_IMGFORMAT_BGRA, "bgra"},
         {"p%02d.pgm", "size=98x62:rate=25", "-pix_fmt gray", LUMETRA_IMGFORMAT_GRAY8, "gray"},
+        {"bare.mjpeg", "size=98x62:rate=25", "-f mjpeg", LUMETRA_IMGFORMAT_RGB, "rgb24"},
+        {"slow.gif", "size=98x62:rate=25", "-vf setpts=PTS*40 -vsync vfr -final_delay 200",
+         LUMETRA_IMGFORMAT_BGRA, "bgra"},
     };
     for (const Case& test : cases) {
         const std::string clip = make(test.name, test.picture, std::string("-frames:v 8 ") + test.codec);
@@ -186,6 +190,33 @@ TEST_F(Media, KeepsItsOwnTimesAndBeginsWhereItIsTold) {
     const Played looped = playAll(clip, again, played.frames.size() + 2);
     EXPECT_EQ(played.frames[1], looped.frames.back());
     EXPECT_GT(looped.times[played.frames.size()], played.times.back());
+}
+
+TEST_F(Media, BeginsAtTheVeryPictureInContainersThatSeekLate) {
+    for (const char* name : {"a.ts", "a.mpg", "a.mkv"}) {
+        const std::string clip = make(name, "size=64x48:rate=25", "-t 8 -c:v mpeg2video -g 50 -bf 2 -b:v 2M");
+        const Played played = playAll(clip);
+        ASSERT_EQ(200u, played.frames.size()) << name;
+        for (const std::size_t frame : {10u, 60u, 123u, 199u}) {
+            Options late;
+            late.start = played.times[frame] - played.times[0] - 0.01;
+            const Played rest = playAll(clip, late);
+            EXPECT_EQ(200 - frame, rest.frames.size()) << name;
+            EXPECT_EQ(played.frames[frame], rest.frames.at(0)) << name << ", frame " << frame;
+            EXPECT_EQ("", rest.remark) << name;
+        }
+    }
+}
+
+TEST_F(Media, ThatIsMissingIsNamedBeforeOrAfterTheOthersHaveBeenPlayed) {
+    const std::string clip = make("a.png", "size=64x48", "-frames:v 1");
+    Options options;
+    options.inputs = {"/nowhere/b.png"};
+    EXPECT_THAT(refusal(clip, options), HasSubstr("/nowhere/b.png (No such file"));
+    options.inputs = {folder.write("words.txt", "no clip")};
+    const Played played = playAll(clip, options);
+    EXPECT_EQ(1u, played.frames.size());
+    EXPECT_THAT(played.error, HasSubstr("words.txt"));
 }
 
 TEST_F(Media, FollowsOneAnotherInOnePicture) {

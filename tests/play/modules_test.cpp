@@ -1,4 +1,4 @@
-// modules_test.cpp - modules driven by the player: commands in, results out, loaded anew under flowing
+// modules_test.cpp - modules driven by the player: commands in, results out, reloaded under flowing
 // frames.
 #include <gmock/gmock.h>
 #include <sys/wait.h>
@@ -7,10 +7,11 @@
 #include <thread>
 
 #include "tests/support/temporary_folder.h"
-#include "tools/lumetra-play/modules/known_modules.h"
+#include "tools/lumetra-play/modules/monitor_link.h"
 #include "tools/lumetra-play/run/engine_session.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/run/text.h"
+#include "tools/lumetra-play/view/output.h"
 
 namespace {
 
@@ -87,12 +88,27 @@ TEST_F(DrivenModules, ThatDoNotLoadSayWhyAndWhereToLook) {
 }
 
 TEST_F(DrivenModules, ThatHangAreNamedToWhoeverEndsTheProgram) {
-    EXPECT_EQ(130, play("--frames 0 --size 32x16 --module Text=hang & pid=$!; sleep 1; kill -INT $pid; "
-                        "while kill -INT $pid 2>/dev/null; do sleep 0.3; done; wait $pid"));
-    EXPECT_THAT(folder.read("err"), HasSubstr("Text"));
+    EXPECT_EQ(130,
+              play("--frames 0 --size 32x16 --module Text=hang & pid=$!; sleep 1; kill -INT $pid; sleep 1; "
+                   "while kill -INT $pid 2>/dev/null; do sleep 0.3; done; wait $pid"));
+    EXPECT_THAT(err, HasSubstr("ended at once, waiting for a frame that is still in the module Text"));
 }
 
-TEST_F(DrivenModules, AreLoadedAnewWhileTheProgramPlays) {
+TEST_F(DrivenModules, ThatHangAfterTheLastFrameKeepNoSummaryBackAndAreNamed) {
+    EXPECT_EQ(130,
+              play("--frames 3 --json --size 32x16 --module Text=hang & pid=$!; while ! grep -q 'Ctrl-C' " +
+                   folder.file("err") + "; do sleep 0.1; done; kill -INT $pid; wait $pid"));
+    EXPECT_EQ(3, parseJson(out)["frames"]["pushed"]) << out;
+    EXPECT_THAT(err, HasSubstr("waiting for a frame that is still in the module Text; Ctrl-C ends it"));
+    EXPECT_THAT(err, HasSubstr("ended at once, waiting for a frame that is still in the module Text"));
+}
+
+TEST_F(DrivenModules, SayNothingIfQuiet) {
+    EXPECT_EQ(0, play("--quiet --frames 5 --size 32x16 --module Text --command Text:1000"));
+    EXPECT_EQ("", out + err);
+}
+
+TEST_F(DrivenModules, AreReloadedWhileTheProgramPlays) {
     const auto waitFor = [this](const char* stream, const char* words) {
         for (int patience = 2000; folder.read(stream).find(words) == std::string::npos && patience > 0;
              --patience)
@@ -103,20 +119,24 @@ TEST_F(DrivenModules, AreLoadedAnewWhileTheProgramPlays) {
         std::ofstream(file + ".broken") << "no library";
         fs::rename(file + ".broken", file);
         waitFor("err", "the old one stays");
+        put(LUMETRACORE_LIBRARY);
+        waitFor("err", "getModuleID");
         put(SECOND);
     });
     EXPECT_EQ(0, play("--frames 0 --seconds 60 --size 32x16 --watch Text --module Text=abc --command -",
-                      "while ! grep -q anew " + folder.file("err") +
+                      "while ! grep -q reloaded " + folder.file("err") +
                           "; do sleep 0.1; done; echo Text:1000; echo q"));
     change.join();
     EXPECT_THAT(err, HasSubstr("file too short"));
-    EXPECT_THAT(err, HasSubstr("Text: loaded anew, "));
+    EXPECT_THAT(err, HasSubstr("Text: reloaded, "));
     EXPECT_THAT(out, HasSubstr("Text {\"version\":2,\"heard\":\"\", \"configured\":\"abc\"}"));
 }
 
 TEST_F(DrivenModules, LeakNothingOverTwoHundredSwapsUnderLoad) {
     const LibraryTable library = openLibrary(LUMETRACORE_LIBRARY);
-    EngineSession engine(library, true);
+    output::setManner({true, false, false});
+    const ScratchFolder scratch;
+    EngineSession engine(library, &scratch);
     engine.configure({{LUMETRA_IMGFORMAT_GRAY8, 64, 48}, LUMETRA_CONVERT_GRAY, false, "/tmp"});
     engine.loadModule({"FrameMonitor", std::nullopt},
                       fs::path(FRAMEMONITOR_LIBRARY).parent_path().parent_path());
@@ -128,12 +148,12 @@ TEST_F(DrivenModules, LeakNothingOverTwoHundredSwapsUnderLoad) {
         for (; !ending; std::this_thread::sleep_for(std::chrono::milliseconds(4)))
             library.pushImageData(frame.data(), 64 * 48, u"{}", pushed++);
     });
-    engine.swapModule("Text");
+    engine.reloadModule("Text");
     const auto files = entriesOf("/proc/self/fd"), threads = entriesOf("/proc/self/task");
     const auto mappings = mappingsOf("Text-");
     for (int swap = 2; swap <= 200; ++swap) {
         put(swap % 2 == 0 ? SECOND : FIRST);
-        engine.swapModule("Text");
+        engine.reloadModule("Text");
         ASSERT_EQ(swap % 2 + (swap % 2 == 0 ? 2 : 0), engine.command({"Text", 1000, ""}));
     }
     ending = true;
@@ -147,7 +167,7 @@ TEST_F(DrivenModules, LeakNothingOverTwoHundredSwapsUnderLoad) {
     EXPECT_EQ(mappings, mappingsOf("Text-"));
     EXPECT_EQ(files, entriesOf("/proc/self/fd"));
     EXPECT_EQ(threads - 1, entriesOf("/proc/self/task"));
-    EXPECT_EQ(200, engine.report()[1].swaps);
+    EXPECT_EQ(200, engine.report()[1].reloads);
 }
 
 }  // namespace

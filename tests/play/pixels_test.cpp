@@ -3,15 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "tools/lumetra-play/inputs/scene_source.h"
-#include "tools/lumetra-play/pixels/conversion.h"
-#include "tools/lumetra-play/pixels/expected_pixels.h"
 #include "tools/lumetra-play/pixels/pixel_check.h"
-#include "tools/lumetra-play/pixels/pyramid_chain.h"
 
 namespace {
 
 Bytes chainOf(const Picture& picture, Bytes frame) {
-    appendPyramidChain(picture, frame);
+    appendLevels(picture, frame);
     return frame;
 }
 
@@ -114,19 +111,6 @@ TEST(PixelCheck, CountsEveryFrameOnceAndNamesTheFirstDifference) {
     EXPECT_EQ(4u, check.result().differ);
 }
 
-TEST(Conversion, KeepsColoursOnTheWayThroughEveryFormat) {
-    const Bytes rgb = {200, 40, 90, 200, 40, 90, 10, 220, 30, 10, 220, 30};  // pairs share their chroma
-    const Picture picture{LUMETRA_IMGFORMAT_RGB, 4, 1};
-    for (const auto format : {LUMETRA_IMGFORMAT_RGB, LUMETRA_IMGFORMAT_BGR, LUMETRA_IMGFORMAT_BGRA}) {
-        const Bytes there = convertPixels(picture, rgb, format);
-        EXPECT_EQ(bytesPerPixel(format) * 4, there.size());
-        EXPECT_EQ(rgb, convertPixels({format, 4, 1}, there, LUMETRA_IMGFORMAT_RGB)) << formatName(format);
-    }
-    EXPECT_EQ((Bytes{255, 0, 0}),
-              convertPixels({LUMETRA_IMGFORMAT_BGRA, 1, 1}, {0, 0, 255, 9}, LUMETRA_IMGFORMAT_RGB));
-    EXPECT_NEAR(76, convertPixels({LUMETRA_IMGFORMAT_RGB, 1, 1}, {255, 0, 0}, LUMETRA_IMGFORMAT_GRAY8)[0], 1);
-}
-
 TEST(SceneSource, MovesAndIsTheSameEveryTime) {
     SceneSource scene({LUMETRA_IMGFORMAT_BGR, 33, 17}), again({LUMETRA_IMGFORMAT_BGR, 33, 17});
     Bytes first, second, repeated;
@@ -137,6 +121,33 @@ TEST(SceneSource, MovesAndIsTheSameEveryTime) {
     EXPECT_EQ(scene.picture().bytes(), first.size());
     EXPECT_NE(first, second);
     EXPECT_EQ(first, repeated);
+}
+
+TEST(SceneSource, IsTheSamePictureInEveryFormat) {
+    const auto frameOf = [](LUMETRA_IMGFORMATTYPE format) {
+        Bytes frame;
+        double time = 0;
+        SceneSource({format, 40, 30}).read(frame, time);
+        return frame;
+    };
+    const Bytes rgb = frameOf(LUMETRA_IMGFORMAT_RGB), bgr = frameOf(LUMETRA_IMGFORMAT_BGR),
+                bgra = frameOf(LUMETRA_IMGFORMAT_BGRA), grey = frameOf(LUMETRA_IMGFORMAT_GRAY8),
+                yuyv = frameOf(LUMETRA_IMGFORMAT_YUYV);
+    for (std::size_t k = 0; k < grey.size(); ++k) {
+        const double r = rgb[3 * k], g = rgb[3 * k + 1], b = rgb[3 * k + 2];
+        const double luma = 0.299 * r + 0.587 * g + 0.114 * b;
+        ASSERT_EQ((Bytes{rgb[3 * k + 2], rgb[3 * k + 1], rgb[3 * k]}),
+                  Bytes(bgr.begin() + static_cast<std::ptrdiff_t>(3 * k),
+                        bgr.begin() + static_cast<std::ptrdiff_t>(3 * k + 3)));
+        ASSERT_EQ(255, bgra[4 * k + 3]);
+        ASSERT_EQ(rgb[3 * k], bgra[4 * k + 2]);
+        ASSERT_NEAR(luma, grey[k], 1);
+        ASSERT_NEAR(16 + luma * 219 / 255, yuyv[2 * k], 2);
+        ASSERT_NEAR(
+            128 + 0.877 * 0.5 / 0.615 * (k % 2 == 0 ? (b - luma) * 0.564 / 0.713 : r - luma) * 224 / 255,
+            yuyv[2 * k + 1], 3)
+            << k;
+    }
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <string>
 #include <string_view>
 
-#include "tools/lumetra-play/run/log_sink.h"
 #include "tools/lumetra-play/run/options.h"
 #include "tools/lumetra-play/run/play.h"
 #include "tools/lumetra-play/run/play_error.h"
@@ -39,7 +38,7 @@ void silenceLibrary() {
 
 ExitStatus run(const Options& options) {
     if (options.quiet) silenceLibrary();
-    showLog(options.log);
+    output::setManner({options.quiet, options.log, options.json});
     StopRequest stop;
     if (options.devices || options.info) {
         printDeviceTexts(options, openLibrary(options.library));
@@ -49,15 +48,16 @@ ExitStatus run(const Options& options) {
     if (options.seconds)
         stop.stopAt(StopRequest::Clock::now() + std::chrono::duration_cast<StopRequest::Clock::duration>(
                                                     std::chrono::duration<double>(*options.seconds)));
-    const Summary summary = play(options, stop);
-    const ExitStatus status = statusOf(summary, stop.interrupted(), options.strict);
-    std::string text = summaryText(summary);
-    text.pop_back();
-    if (options.json)
-        output::writeLine(summaryJson(summary, status));
-    else if (!options.quiet)
-        output::writeLine(text);
-    output::requireWritten();
+    ExitStatus status = EXIT_ERROR;
+    play(options, stop, [&](const Summary& summary) {
+        status = statusOf(summary, stop.interrupted(), options.strict);
+        if (options.json)
+            output::writeLine(summaryJson(summary, status));
+        else if (!options.quiet)
+            output::writeLine(summaryText(summary));
+        output::requireWritten();
+        if (!summary.error.empty()) output::complain(summary.error);
+    });
     return status;
 }
 

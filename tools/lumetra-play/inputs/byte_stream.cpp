@@ -5,9 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <new>
 
 extern "C" {
 #include <libavformat/avio.h>
@@ -53,38 +53,21 @@ ByteStream::~ByteStream() {
     close(m_file);
 }
 
-const std::string& ByteStream::peek() {
-    std::string bytes(4096, '\0');
-    const int got = read(reinterpret_cast<std::uint8_t*>(bytes.data()), static_cast<int>(bytes.size()));
-    bytes.resize(static_cast<std::size_t>(std::max(got, 0)));
-    return m_peeked = bytes;
-}
-
-int ByteStream::read(std::uint8_t* target, int count) {
-    if (!m_peeked.empty()) {
-        const auto taken = std::min(m_peeked.size(), static_cast<std::size_t>(count));
-        std::copy_n(m_peeked.begin(), taken, target);
-        m_peeked.erase(0, taken);
-        return static_cast<int>(taken);
-    }
+int ByteStream::onRead(void* self, std::uint8_t* target, int count) {
+    const auto* const stream = static_cast<ByteStream*>(self);
     for (;;) {
-        if (!m_stop.waitReadable(m_file)) return AVERROR_EXIT;
-        const ssize_t got = ::read(m_file, target, static_cast<std::size_t>(count));
+        if (!stream->m_stop.waitReadable(stream->m_file)) return AVERROR_EXIT;
+        const ssize_t got = read(stream->m_file, target, static_cast<std::size_t>(count));
         if (got > 0) return static_cast<int>(got);
         if (got == 0) return AVERROR_EOF;
         if (errno != EINTR && errno != EAGAIN) return AVERROR(errno);
     }
 }
 
-int ByteStream::onRead(void* self, std::uint8_t* target, int count) {
-    return static_cast<ByteStream*>(self)->read(target, count);
-}
-
 std::int64_t ByteStream::onSeek(void* self, std::int64_t offset, int origin) {
-    auto* const stream = static_cast<ByteStream*>(self);
+    const auto* const stream = static_cast<ByteStream*>(self);
     struct stat status {};
     if (origin == AVSEEK_SIZE) return fstat(stream->m_file, &status) == 0 ? status.st_size : AVERROR(errno);
-    stream->m_peeked.clear();
     const off_t place = lseek(stream->m_file, offset, origin & ~AVSEEK_FORCE);
     return place < 0 ? AVERROR(errno) : place;
 }

@@ -4,7 +4,6 @@
 #define LUMETRA_PLAY_BYTE_STREAM_H
 
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include "tools/lumetra-play/run/stop_request.h"
@@ -19,19 +18,14 @@ public:
     ByteStream(const ByteStream&) = delete;
     ByteStream& operator=(const ByteStream&) = delete;
 
-    /// The first bytes, as many as come at once; they are read again afterwards. Before anything else is
-    /// read.
-    const std::string& peek();
     AVIOContext* context() const { return m_context; }
 
 private:
     static int onRead(void* self, std::uint8_t* target, int count);
     static std::int64_t onSeek(void* self, std::int64_t offset, int origin);
-    int read(std::uint8_t* target, int count);
 
     const StopRequest& m_stop;
     int m_file = -1;
-    std::string m_peeked;
     AVIOContext* m_context = nullptr;
 };
 

@@ -11,7 +11,6 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
-#include "tools/lumetra-play/pixels/conversion.h"
 #include "tools/lumetra-play/run/play_error.h"
 
 namespace {
@@ -102,9 +101,10 @@ Walk walkOf(int rotation, std::ptrdiff_t width, std::ptrdiff_t height, std::ptrd
     }
 }
 
-Picture uprightOf(Picture target, int rotation) {
+Picture unturned(Picture target, int rotation) {
+    if (rotation != 0 && target.format == LUMETRA_IMGFORMAT_YUYV)
+        throw PlayError("a clip that is turned upright cannot be pushed as yuyv: choose another --format");
     if (rotation % 180 != 0) std::swap(target.width, target.height);
-    if (rotation != 0 && target.format == LUMETRA_IMGFORMAT_YUYV) target.format = LUMETRA_IMGFORMAT_RGB;
     return target;
 }
 
@@ -115,7 +115,7 @@ void FreeFrame::operator()(AVFrame* frame) const {
 }
 
 FramePacker::FramePacker(const Picture& target, int rotation)
-    : m_target(target), m_rotation(rotation), m_upright(uprightOf(target, rotation)) {}
+    : m_target(target), m_rotation(rotation), m_unturned(unturned(target, rotation)) {}
 
 FramePacker::~FramePacker() {
     sws_freeContext(m_scaler);
@@ -123,9 +123,9 @@ FramePacker::~FramePacker() {
 
 void FramePacker::pack(const AVFrame& frame, Bytes& packed) {
     const AVFrame& source = goesAsItIs(frame) ? frame : scale(frame);
-    const auto pixel = static_cast<std::ptrdiff_t>(bytesPerPixel(m_upright.format));
-    const Walk walk = walkOf(m_rotation, m_upright.width, m_upright.height, pixel, source.linesize[0]);
-    packed.resize(static_cast<std::size_t>(pixel) * m_upright.pixels(0));
+    const auto pixel = static_cast<std::ptrdiff_t>(bytesPerPixel(m_unturned.format));
+    const Walk walk = walkOf(m_rotation, m_unturned.width, m_unturned.height, pixel, source.linesize[0]);
+    packed.resize(static_cast<std::size_t>(pixel) * m_unturned.pixels(0));
     std::uint8_t* out = packed.data();
     for (std::int32_t y = 0; y < m_target.height; ++y) {
         const std::uint8_t* in = source.data[0] + walk.first + y * walk.down;
@@ -135,34 +135,32 @@ void FramePacker::pack(const AVFrame& frame, Bytes& packed) {
         }
         for (std::int32_t x = 0; x < m_target.width; ++x, in += walk.right) out = std::copy_n(in, pixel, out);
     }
-    if (m_upright.format != m_target.format)
-        packed = convertPixels({m_upright.format, m_target.width, m_target.height}, packed, m_target.format);
 }
 
 std::string FramePacker::describe(const AVFrame& frame) const {
     const char* const turned = m_rotation == 0 ? "" : ", turned upright";
     if (!goesAsItIs(frame)) return std::string("by libswscale") + turned;
-    const bool plane = m_upright.format == LUMETRA_IMGFORMAT_GRAY8 && frame.format != AV_PIX_FMT_GRAY8;
+    const bool plane = m_unturned.format == LUMETRA_IMGFORMAT_GRAY8 && frame.format != AV_PIX_FMT_GRAY8;
     return (plane ? "the Y plane without a conversion" : "without a conversion") + std::string(turned);
 }
 
 bool FramePacker::goesAsItIs(const AVFrame& frame) const {
-    if (frame.width != m_upright.width || frame.height != m_upright.height) return false;
-    return frame.format == mediaFormat(m_upright.format) ||
-           (m_upright.format == LUMETRA_IMGFORMAT_BGRA && frame.format == AV_PIX_FMT_BGR0) ||
-           (m_upright.format == LUMETRA_IMGFORMAT_GRAY8 && hasLumaPlane(descriptorOf(frame.format)));
+    if (frame.width != m_unturned.width || frame.height != m_unturned.height) return false;
+    return frame.format == mediaFormat(m_unturned.format) ||
+           (m_unturned.format == LUMETRA_IMGFORMAT_BGRA && frame.format == AV_PIX_FMT_BGR0) ||
+           (m_unturned.format == LUMETRA_IMGFORMAT_GRAY8 && hasLumaPlane(descriptorOf(frame.format)));
 }
 
 const AVFrame& FramePacker::scale(const AVFrame& frame) {
     if (!m_scaled) {
         m_scaled.reset(av_frame_alloc());
         if (!m_scaled) throw std::bad_alloc();
-        m_scaled->format = mediaFormat(m_upright.format);
-        m_scaled->width = m_upright.width;
-        m_scaled->height = m_upright.height;
+        m_scaled->format = mediaFormat(m_unturned.format);
+        m_scaled->width = m_unturned.width;
+        m_scaled->height = m_unturned.height;
         if (av_frame_get_buffer(m_scaled.get(), 0) < 0) throw std::bad_alloc();
     }
-    const Layout layout{frame.format, frame.width, frame.height};
+    const Layout layout{frame.format, frame.width, frame.height, frame.color_range, frame.colorspace};
     if (m_scaler == nullptr || layout != m_scaledFrom) {
         sws_freeContext(std::exchange(m_scaler, nullptr));
         m_scaler = makeScaler(frame, *m_scaled);
@@ -189,28 +187,4 @@ LUMETRA_IMGFORMATTYPE cheapestFormat(int pixels, int rotation) {
 
 const char* mediaName(LUMETRA_IMGFORMATTYPE format) {
     return av_get_pix_fmt_name(mediaFormat(format));
-}
-
-Bytes convertPixels(const Picture& picture, const Bytes& frame, LUMETRA_IMGFORMATTYPE format) {
-    if (format == picture.format) return frame;
-    const std::size_t row = picture.bytes() / static_cast<std::size_t>(picture.height);
-    const FramePointer view(av_frame_alloc());
-    if (!view) throw std::bad_alloc();
-    view->format = mediaFormat(picture.format);
-    view->width = picture.width;
-    view->height = picture.height;
-    // libswscale takes chroma in whole pairs, and reads and writes by blocks.
-    if (av_frame_get_buffer(view.get(), 0) < 0) throw std::bad_alloc();
-    for (std::int32_t y = 0; y < picture.height; ++y)
-        std::copy_n(frame.data() + static_cast<std::size_t>(y) * row, row,
-                    view->data[0] + static_cast<std::ptrdiff_t>(y) * view->linesize[0]);
-    // Made once for the scene, whose frames are all alike.
-    thread_local Picture packedPicture{LUMETRA_IMGFORMAT_NONE};
-    thread_local std::unique_ptr<FramePacker> packer;
-    const Picture wanted{format, picture.width, picture.height};
-    if (!packer || packedPicture != wanted) packer = std::make_unique<FramePacker>(wanted, 0);
-    packedPicture = wanted;
-    Bytes converted;
-    packer->pack(*view, converted);
-    return converted;
 }

@@ -20,7 +20,9 @@ using FramePointer = std::unique_ptr<AVFrame, FreeFrame>;
 class FramePacker {
 public:
     /// @param target    of the packed frames, after the rotation
-    /// @param rotation  0, 90, 180 or 270 degrees clockwise
+    /// @param rotation  0, 90, 180 or 270 degrees clockwise; only 0 for packed pixels, which do not stand
+    /// alone
+    /// @throws PlayError otherwise
     FramePacker(const Picture& target, int rotation);
     ~FramePacker();
     FramePacker(const FramePacker&) = delete;
@@ -37,8 +39,8 @@ private:
 
     const Picture m_target;
     const int m_rotation;
-    const Picture m_upright;  // before the rotation, in a format whose pixels stand alone if there is one
-    using Layout = std::array<int, 3>;  // AVPixelFormat, width, height
+    const Picture m_unturned;           // before the rotation
+    using Layout = std::array<int, 5>;  // AVPixelFormat, width, height, AVColorRange, AVColorSpace
     SwsContext* m_scaler = nullptr;
     Layout m_scaledFrom{};  // what the scaler takes
     FramePointer m_scaled;

@@ -33,6 +33,8 @@ public:
     virtual bool read(Bytes& frame, double& seconds) = 0;
     /// What should be known of the end, such as a frame that was cut off; otherwise empty.
     virtual std::string remark() const { return {}; }
+    /// Why an input after the first one could not be played; otherwise empty.
+    virtual std::string error() const { return {}; }
 
 protected:
     Picture m_picture;

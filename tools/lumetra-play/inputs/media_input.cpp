@@ -18,8 +18,8 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
-#include "tools/lumetra-play/run/log_sink.h"
 #include "tools/lumetra-play/run/play_error.h"
+#include "tools/lumetra-play/view/output.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ void onMessage(void* context, int level, const char* format, va_list arguments) 
     if (const auto bracket = message.find("] "); message.starts_with("[") && bracket != std::string::npos)
         message.erase(0, bracket + 2);
     while (!message.empty() && message.back() == '\n') message.pop_back();
-    logMessage("FFmpeg: " + message);
+    output::showLog("FFmpeg: " + message);
     const std::lock_guard lock(lastMessageMutex);
     lastMessage = message;
 }
@@ -147,15 +147,9 @@ MediaInput::MediaInput(const std::string& name, const Options& options, const St
 MediaInput::~MediaInput() = default;
 
 void MediaInput::refuseContainer() {
-    std::string bytes = m_bytes->peek();
-    const std::size_t size = bytes.size();
-    bytes.resize(size + AVPROBE_PADDING_SIZE);
-    AVProbeData probe{};
-    probe.filename = "";
-    probe.buf = reinterpret_cast<unsigned char*>(bytes.data());
-    probe.buf_size = static_cast<int>(size);
-    int score = 0;
-    const AVInputFormat* const format = av_probe_input_format3(&probe, 1, &score);
+    constexpr unsigned LOOKED_AT = 4096;  // bytes, which are read again afterwards
+    const AVInputFormat* format = nullptr;
+    const int score = av_probe_input_buffer2(m_bytes->context(), &format, "", nullptr, 0, LOOKED_AT);
     if (format != nullptr && score > AVPROBE_SCORE_MAX * 3 / 4)
         throw PlayError(m_name + " is not raw video (" + format->long_name + "): leave out --raw and --size");
 }
@@ -180,9 +174,11 @@ void MediaInput::open(const Options& options) {
     int result = avformat_open_input(&format, m_bytes ? "" : m_name.c_str(), wanted, &settings.entries);
     if (result >= 0) {
         m_format.reset(format);
-        // A page of text is a film of letters to FFmpeg, and any bytes are something with a low score.
-        const bool guess = wanted == nullptr && (format->probe_score <= AVPROBE_SCORE_RETRY ||
-                                                 std::string_view(format->iformat->name) == "tty");
+        // A page of text is a film of letters to FFmpeg, and any bytes are something with a low score; but it
+        // is modest about JPEG pictures one behind the other.
+        const std::string_view found = format->iformat->name;
+        const bool doubtful = format->probe_score <= AVPROBE_SCORE_RETRY && found != "mjpeg";
+        const bool guess = wanted == nullptr && (doubtful || found == "tty");
         result = guess ? AVERROR_INVALIDDATA : avformat_find_stream_info(format, nullptr);
         if (guess) takeLastMessage();
     }
@@ -239,16 +235,20 @@ void MediaInput::openDecoder() {
 }
 
 const AVFrame* MediaInput::read() {
-    for (;;) {
+    while (!m_stop.requested()) {
         const int result = avcodec_receive_frame(m_codec.get(), m_frame.get());
         if (result >= 0) {
             if (m_frame->decode_error_flags != 0 || (m_frame->flags & AV_FRAME_FLAG_CORRUPT) != 0)
                 ++m_brokenFrames;
-            m_end = std::max(m_end, secondsOf(*m_frame) + (m_rate > 0 ? 1 / m_rate : 0));
+            const double own = static_cast<double>(m_frame->pkt_duration) * av_q2d(m_stream->time_base);
+            m_end = std::max(m_end, secondsOf(*m_frame) + std::max(own, m_rate > 0 ? 1 / m_rate : 0));
             return m_frame.get();
         }
-        if (result != AVERROR(EAGAIN) || m_stop.requested() || !feedDecoder()) return nullptr;
+        if (result == AVERROR_EOF) return nullptr;
+        if (result != AVERROR(EAGAIN)) ++m_brokenPackets;
+        if (!feedDecoder()) return nullptr;
     }
+    return nullptr;
 }
 
 // Hands it one packet, or word of the end; false if there is nothing more to hand.
@@ -278,11 +278,30 @@ double MediaInput::secondsOf(const AVFrame& frame) const {
     return static_cast<double>(time - start) * av_q2d(m_stream->time_base);
 }
 
-void MediaInput::seek(double seconds) {
+const AVFrame* MediaInput::readFrom(double seconds) {
+    constexpr double ROUNDING = 0.001;
+    // Some containers go to a place from which the decoder has to wait for the next key frame.
+    for (double back = 0;; back = 3 * back + 2) {
+        const bool fromTheBeginning = back >= seconds && seek(-1);
+        if (!fromTheBeginning && !seek(std::max(0.0, seconds - back))) break;
+        const AVFrame* const first = read();
+        const bool early = first != nullptr && secondsOf(*first) <= seconds + ROUNDING;
+        if (early && secondsOf(*first) >= seconds - ROUNDING) return first;
+        if (early || back >= seconds) break;
+    }
+    const AVFrame* frame = read();
+    while (frame != nullptr && secondsOf(*frame) < seconds - ROUNDING) frame = read();
+    return frame;
+}
+
+bool MediaInput::seek(double seconds) {
     const std::int64_t start = m_stream->start_time == AV_NOPTS_VALUE ? 0 : m_stream->start_time;
     const auto time = start + std::llround(seconds / av_q2d(m_stream->time_base));
-    if (av_seek_frame(m_format.get(), m_stream->index, time, AVSEEK_FLAG_BACKWARD) >= 0)
-        avcodec_flush_buffers(m_codec.get());
+    if (av_seek_frame(m_format.get(), m_stream->index, time, AVSEEK_FLAG_BACKWARD) < 0) return false;
+    avcodec_flush_buffers(m_codec.get());
+    m_drained = false;
+    m_brokenPackets = m_brokenFrames = 0;  // what belongs to pictures before that place
+    return true;
 }
 
 SourceFacts MediaInput::facts() const {
@@ -303,7 +322,7 @@ bool MediaInput::isLive() const {
     const AVClass* const kind = m_format->iformat->priv_class;
     const std::string_view name = m_format->iformat->name;
     return (kind != nullptr && kind->category == AV_CLASS_CATEGORY_DEVICE_VIDEO_INPUT) || name == "rtsp" ||
-           name == "sdp" || name == "rtp";
+           name == "sdp" || name == "rtp" || m_name.starts_with("udp:") || m_name.starts_with("srt:");
 }
 
 bool MediaInput::isPipe() const {

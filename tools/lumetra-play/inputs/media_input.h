@@ -28,8 +28,8 @@ public:
     const AVFrame* read();
     /// From the beginning of the stream.
     double secondsOf(const AVFrame& frame) const;
-    /// Goes to the last key frame before that time, where the input can; otherwise it stays.
-    void seek(double seconds);
+    /// The first picture at or behind that time; null if there is none. Before any read().
+    const AVFrame* readFrom(double seconds);
 
     SourceFacts facts() const;
     bool isLive() const;
@@ -53,6 +53,7 @@ private:
     void chooseStream();
     void openDecoder();
     bool feedDecoder();
+    bool seek(double seconds);
     std::string explain(int error, const Options& options) const;
 
     const std::string m_name;  // for messages

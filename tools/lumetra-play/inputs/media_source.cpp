@@ -1,6 +1,7 @@
 // media_source.cpp - whatever FFmpeg's libraries can open, one input after the other, as frames of one
 // picture.
 #include <cmath>
+#include <filesystem>
 #include <limits>
 
 #include "tools/lumetra-play/inputs/frame_packer.h"
@@ -14,6 +15,11 @@ extern "C" {
 
 namespace {
 
+// One that must exist; a numbered series is a name for many.
+bool isOrdinaryPath(const std::string& input, const Options& options) {
+    return options.inputFormat.empty() && isPath(input) && input.find('%') == std::string::npos;
+}
+
 class MediaSource : public FrameSource {
 public:
     MediaSource(const Options& options, const StopRequest& stop);
@@ -22,10 +28,11 @@ public:
     bool isLive() const override { return m_live; }
     bool read(Bytes& frame, double& seconds) override;
     std::string remark() const override { return m_remark; }
+    std::string error() const override { return m_error; }
 
 private:
-    void openNext();
-    const AVFrame* nextFrame();
+    const AVFrame* openNext();
+    bool advance();
     Picture pictureFor(const AVFrame& frame) const;
     double steadyTime(double seconds);
 
@@ -35,17 +42,18 @@ private:
     std::unique_ptr<MediaInput> m_input;
     const AVFrame* m_waiting = nullptr;  // decoded already, to know the picture
     std::unique_ptr<FramePacker> m_packer;
-    bool m_beforeStart = false;  // of this input
     SourceFacts m_facts;
-    std::string m_remark;
+    std::string m_remark, m_error;
     bool m_live = false;
     double m_shift = 0, m_last = -std::numeric_limits<double>::infinity();  // of the frames' times
 };
 
 MediaSource::MediaSource(const Options& options, const StopRequest& stop) : m_options(options), m_stop(stop) {
-    openNext();
+    for (const std::string& input : options.inputs)
+        if (isOrdinaryPath(input, options) && !std::filesystem::exists(input))
+            throw systemError("cannot open " + input, ENOENT, "check the path");
+    m_waiting = openNext();
     m_live = m_input->isLive();
-    m_waiting = nextFrame();
     if (m_stop.requested() && m_waiting == nullptr) throw Interrupted();
     if (m_waiting == nullptr) {
         const std::string damage = m_input->damage();
@@ -80,47 +88,41 @@ Picture MediaSource::pictureFor(const AVFrame& frame) const {
     return picture;
 }
 
-void MediaSource::openNext() {
+// The first picture of the next input, if it has any.
+const AVFrame* MediaSource::openNext() {
     m_input.reset();  // a device can be opened once only
+    m_packer.reset();
     m_input = std::make_unique<MediaInput>(m_options.inputs[m_next++], m_options, m_stop);
-    m_beforeStart = m_options.start > 0 && !m_input->isLive();
-    if (m_beforeStart) m_input->seek(m_options.start);
+    return m_options.start > 0 && !m_input->isLive() ? m_input->readFrom(m_options.start) : m_input->read();
 }
 
-// Of this input, from the first one at or behind the start that was asked for. Half a frame's time goes with
-// rounding; a stream whose times jump back later is played on.
-const AVFrame* MediaSource::nextFrame() {
-    for (;;) {
-        const AVFrame* const frame = m_input->read();
-        if (m_beforeStart && frame != nullptr && m_input->secondsOf(*frame) < m_options.start - 0.001)
-            continue;
-        m_beforeStart = false;
-        return frame;
-    }
-}
-
-bool MediaSource::read(Bytes& frame, double& seconds) {
+bool MediaSource::read(Bytes& frame, double& seconds) try {
     while (m_waiting == nullptr) {
-        m_waiting = nextFrame();
-        if (m_waiting != nullptr) break;
-        if (m_remark.empty()) m_remark = m_input->damage();
-        if (m_stop.requested()) return false;
-        if (m_next == m_options.inputs.size()) {
-            const bool canBeginAgain = m_options.loop && m_options.inputs[0] != "-" && !m_live;
-            if (!canBeginAgain || std::isinf(m_last)) return false;
-            m_next = 0;
-        }
-        try {
-            openNext();
-        } catch (const Interrupted&) {
-            return false;  // what has been played is something to report
-        }
-        m_packer.reset();
+        m_waiting = m_input->read();
+        if (m_waiting == nullptr && !advance()) return false;
     }
     if (!m_packer) m_packer = std::make_unique<FramePacker>(m_picture, m_input->facts().rotation);
     m_packer->pack(*m_waiting, frame);
     seconds = steadyTime(m_input->secondsOf(*m_waiting));
     m_waiting = nullptr;
+    return true;
+} catch (const Interrupted&) {
+    return false;  // what has been played is something to report
+} catch (const PlayError& error) {
+    m_error = error.what();
+    return false;
+}
+
+// From an input that has ended to the next one, if there is one.
+bool MediaSource::advance() {
+    if (m_remark.empty()) m_remark = m_input->damage();
+    if (m_stop.requested()) return false;
+    if (m_next == m_options.inputs.size()) {
+        const bool canBeginAgain = m_options.loop && m_options.inputs[0] != "-" && !m_live;
+        if (!canBeginAgain || std::isinf(m_last)) return false;
+        m_next = 0;
+    }
+    m_waiting = openNext();
     return true;
 }
 

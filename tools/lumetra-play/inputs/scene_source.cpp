@@ -1,35 +1,50 @@
-// scene_source.cpp - drawing the scene in RGB, then converting it.
+// scene_source.cpp - drawing the scene, and choosing it where the command line names no other source.
 #include "tools/lumetra-play/inputs/scene_source.h"
 
 #include <algorithm>
 #include <cmath>
 #include <numbers>
 
-#include "tools/lumetra-play/pixels/conversion.h"
+#include "tools/lumetra-play/run/play_error.h"
 
 namespace {
 
 constexpr double FRAMES_PER_SECOND = 30;
-constexpr float TURN = 2 * std::numbers::pi_v<float>;
 
-using Colour = std::array<std::uint8_t, 3>;
+using Colour = std::array<int, 3>;  // red, green, blue
 
-struct Disc {
-    float size, speedX, speedY, phase;  // parts of the picture's height; turns a frame; turns
-    Colour colour;
-};
+// The palette: the waves' colours, then these.
+constexpr Colour OTHERS[] = {{255, 214, 92},  {240, 98, 110}, {110, 222, 190}, {245, 245, 250},  // discs
+                             {235, 235, 235}, {235, 220, 60}, {60, 210, 220},  {70, 200, 90},    // bars
+                             {205, 80, 200},  {215, 70, 60},  {60, 80, 210},   {20, 20, 24}};
+constexpr int WAVES = 256 - static_cast<int>(std::size(OTHERS)), DISCS = WAVES, DISC_COUNT = 4,
+              BARS = DISCS + DISC_COUNT, BAR_COUNT = 8;
 
-constexpr Disc DISCS[] = {{0.17f, 0.0031f, 0.0047f, 0.10f, {255, 214, 92}},
-                          {0.11f, 0.0053f, 0.0038f, 0.45f, {240, 98, 110}},
-                          {0.08f, 0.0067f, 0.0071f, 0.70f, {110, 222, 190}},
-                          {0.05f, 0.0089f, 0.0060f, 0.25f, {245, 245, 250}}};
+Colour waveColour(int index) {
+    constexpr Colour STOPS[] = {{18, 26, 66}, {40, 120, 150}, {236, 160, 120}, {236, 160, 120}};
+    const int part = 2 * index / WAVES, share = 2 * index % WAVES;
+    Colour colour{};
+    for (std::size_t c = 0; c < 3; ++c)
+        colour[c] = STOPS[part][c] + (STOPS[part + 1][c] - STOPS[part][c]) * share / WAVES;
+    return colour;
+}
 
-constexpr Colour BARS[] = {{235, 235, 235}, {235, 220, 60}, {60, 210, 220}, {70, 200, 90},
-                           {205, 80, 200},  {215, 70, 60},  {60, 80, 210},  {20, 20, 24}};
-
-std::uint8_t mix(int low, int high, float share) {
-    return static_cast<std::uint8_t>(
-        std::lround(static_cast<float>(low) + share * static_cast<float>(high - low)));
+std::array<std::uint8_t, 4> encode(const Colour& colour, LUMETRA_IMGFORMATTYPE format) {
+    const auto [r, g, b] = colour;
+    const auto bytes = [](auto... values) {
+        return std::array<std::uint8_t, 4>{static_cast<std::uint8_t>(values)...};
+    };
+    switch (format) {
+        case LUMETRA_IMGFORMAT_GRAY8:
+            return bytes((299 * r + 587 * g + 114 * b + 500) / 1000);
+        case LUMETRA_IMGFORMAT_YUYV:  // as cameras do: 16 to 235, about 128
+            return bytes(16 + (66 * r + 129 * g + 25 * b + 128) / 256,
+                         128 + (112 * b - 38 * r - 74 * g) / 256, 128 + (112 * r - 94 * g - 18 * b) / 256);
+        case LUMETRA_IMGFORMAT_RGB:
+            return bytes(r, g, b);
+        default:
+            return bytes(b, g, r, 255);
+    }
 }
 
 }  // namespace
@@ -37,25 +52,14 @@ std::uint8_t mix(int low, int high, float share) {
 SceneSource::SceneSource(const Picture& picture) {
     requireUsableSize(picture.width, picture.height, picture.format);
     m_picture = picture;
+    const double turn = 2 * std::numbers::pi / static_cast<double>(m_sine.size());
     for (std::size_t k = 0; k < m_sine.size(); ++k)
-        m_sine[k] = static_cast<std::uint8_t>(
-            std::lround(127.5f + 127.5f * std::sin(TURN * static_cast<float>(k) / 1024)));
-    constexpr Colour DEEP = {18, 26, 66}, MIDDLE = {40, 120, 150}, BRIGHT = {236, 160, 120};
-    for (std::size_t k = 0; k < 256; ++k) {
-        const bool upper = k >= 128;
-        const float share = static_cast<float>(upper ? k - 128 : k) / 128;
-        for (std::size_t c = 0; c < 3; ++c)
-            m_palette[k][c] = mix(upper ? MIDDLE[c] : DEEP[c], upper ? BRIGHT[c] : MIDDLE[c], share);
-    }
-    m_fanSide = std::max(1, std::min(picture.width, picture.height) * 2 / 5);
-    const float middle = static_cast<float>(m_fanSide - 1) / 2;
-    for (int y = 0; y < m_fanSide; ++y)
-        for (int x = 0; x < m_fanSide; ++x) {
-            const float dx = static_cast<float>(x) - middle, dy = static_cast<float>(y) - middle;
-            m_fanAngle.push_back(std::atan2(dy, dx) / TURN);
-            m_fanRadius.push_back(std::sqrt(dx * dx + dy * dy) / std::max(middle, 1.0f));
-        }
-    m_rgb.resize(3 * picture.pixels(0));
+        m_sine[k] =
+            static_cast<std::uint8_t>(std::lround(127.5 + 127.5 * std::sin(turn * static_cast<double>(k))));
+    for (int k = 0; k < 256; ++k)
+        m_palette[static_cast<std::size_t>(k)] =
+            encode(k < WAVES ? waveColour(k) : OTHERS[k - WAVES], picture.format);
+    m_colours.resize(picture.pixels(0));
 }
 
 SourceFacts SceneSource::facts() const {
@@ -69,85 +73,65 @@ SourceFacts SceneSource::facts() const {
 
 bool SceneSource::read(Bytes& frame, double& seconds) {
     drawWaves();
-    drawFan();
     drawDiscs();
     drawBars();
     seconds = m_frame++ / FRAMES_PER_SECOND;
-    frame =
-        convertPixels({LUMETRA_IMGFORMAT_RGB, m_picture.width, m_picture.height}, m_rgb, m_picture.format);
+    frame.resize(m_picture.bytes());
+    const bool packed = m_picture.format == LUMETRA_IMGFORMAT_YUYV;
+    const std::size_t step = bytesPerPixel(m_picture.format);
+    const auto width = static_cast<std::size_t>(m_picture.width);
+    std::uint8_t* out = frame.data();
+    for (std::size_t k = 0; k < m_colours.size(); ++k, out += step) {
+        const auto& pixel = m_palette[m_colours[k]];
+        std::copy_n(pixel.data(), step, out);
+        if (packed && k % width % 2 == 1) out[1] = pixel[2];
+    }
     return true;
 }
 
-void SceneSource::blend(int x, int y, const Colour& colour, int share) {
-    if (x < 0 || y < 0 || x >= m_picture.width || y >= m_picture.height) return;
-    const auto at =
-        static_cast<std::size_t>(y) * static_cast<std::size_t>(m_picture.width) + static_cast<std::size_t>(x);
-    for (std::size_t c = 0; c < 3; ++c) {
-        std::uint8_t& sample = m_rgb[3 * at + c];
-        sample = static_cast<std::uint8_t>(sample + ((colour[c] - sample) * share) / 256);
-    }
+std::uint8_t& SceneSource::at(int x, int y) {
+    return m_colours[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_picture.width) +
+                     static_cast<std::size_t>(x)];
 }
 
 // Three waves add up to the index of a colour; whole numbers only, since this touches every pixel.
 void SceneSource::drawWaves() {
-    const auto width = static_cast<unsigned>(m_picture.width);
-    const auto height = static_cast<unsigned>(m_picture.height);
-    const unsigned stepX = std::max(1u, 1400 / width), stepY = std::max(1u, 1100 / height);
-    std::uint8_t* out = m_rgb.data();
-    for (unsigned y = 0; y < height; ++y) {
-        const unsigned down = m_sine[(y * stepY + 7 * m_frame) & 1023];
-        for (unsigned x = 0; x < width; ++x, out += 3) {
-            const unsigned across = m_sine[(x * stepX + 2 * down - 5 * m_frame) & 1023];
-            const unsigned slant = m_sine[(x * stepX + y * stepY + 3 * m_frame) & 1023];
-            const Colour& colour = m_palette[(2 * across + down + slant) / 4];
-            out[0] = colour[0];
-            out[1] = colour[1];
-            out[2] = colour[2];
+    const int stepX = std::max(1, 1400 / m_picture.width), stepY = std::max(1, 1100 / m_picture.height);
+    for (int y = 0; y < m_picture.height; ++y) {
+        const int down = sine(y * stepY + 7 * m_frame);
+        for (int x = 0; x < m_picture.width; ++x) {
+            const int across = sine(x * stepX + 2 * down - 5 * m_frame);
+            const int slant = sine(x * stepX + y * stepY + 3 * m_frame);
+            at(x, y) = static_cast<std::uint8_t>((2 * across + down + slant) * WAVES / 1024);
         }
     }
 }
 
 void SceneSource::drawDiscs() {
-    const auto time = static_cast<float>(m_frame);
-    const auto width = static_cast<float>(m_picture.width), height = static_cast<float>(m_picture.height);
-    for (const Disc& disc : DISCS) {
-        const float radius = disc.size * height;
-        const float centreX = width / 2 + 0.42f * width * std::sin(TURN * (disc.speedX * time + disc.phase));
-        const float centreY =
-            height * 0.45f + 0.36f * height * std::cos(TURN * (disc.speedY * time + disc.phase));
-        const auto low = [radius](float centre) { return static_cast<int>(centre - radius) - 1; };
-        const auto high = [radius](float centre) { return static_cast<int>(centre + radius) + 1; };
-        for (int y = low(centreY); y <= high(centreY); ++y)
-            for (int x = low(centreX); x <= high(centreX); ++x) {
-                const float inside =
-                    radius - std::hypot(static_cast<float>(x) - centreX, static_cast<float>(y) - centreY);
-                blend(x, y, disc.colour, static_cast<int>(std::clamp(inside, 0.0f, 1.0f) * 230));
+    for (int disc = 0; disc < DISC_COUNT; ++disc) {
+        const int radius = m_picture.height * (8 - disc) / 48;
+        const int middleX = m_picture.width * sine((3 + 2 * disc) * m_frame + 310 * disc) / 255;
+        const int middleY = m_picture.height * sine((4 + disc) * m_frame + 170 * disc) / 300;
+        for (int y = std::max(0, middleY - radius); y < std::min(m_picture.height, middleY + radius); ++y)
+            for (int x = std::max(0, middleX - radius); x < std::min(m_picture.width, middleX + radius);
+                 ++x) {
+                const int dx = x - middleX, dy = y - middleY;
+                if (dx * dx + dy * dy < radius * radius) at(x, y) = static_cast<std::uint8_t>(DISCS + disc);
             }
     }
 }
 
-// Fine lines that meet in the middle: the detail by which smoothing and shearing show.
-void SceneSource::drawFan() {
-    const float turned = static_cast<float>(m_frame) * 0.002f;
-    const int left = m_picture.width * 11 / 20, top = m_picture.height / 8;
-    std::size_t at = 0;
-    for (int y = 0; y < m_fanSide; ++y)
-        for (int x = 0; x < m_fanSide; ++x, ++at) {
-            if (m_fanRadius[at] > 1) continue;
-            const float line = (m_fanAngle[at] + turned) * 36;
-            const bool light = line - std::floor(line) < 0.5f;
-            const Colour colour = light ? Colour{248, 246, 238} : Colour{22, 22, 30};
-            blend(left + x, top + y, colour, 236);
+void SceneSource::drawBars() {
+    for (int y = m_picture.height * 22 / 25; y < m_picture.height; ++y)
+        for (int x = 0; x < m_picture.width; ++x) {
+            const long long moved = (x + 2 * m_frame) % m_picture.width;
+            at(x, y) = static_cast<std::uint8_t>(BARS + moved * BAR_COUNT / m_picture.width);
         }
 }
 
-void SceneSource::drawBars() {
-    constexpr int COUNT = static_cast<int>(std::size(BARS));
-    const int top = m_picture.height * 22 / 25;
-    const int shift = static_cast<int>(m_frame * 2u % static_cast<unsigned>(m_picture.width));
-    for (int y = top; y < m_picture.height; ++y)
-        for (int x = 0; x < m_picture.width; ++x) {
-            const int moved = (x + shift) % m_picture.width;
-            blend(x, y, BARS[static_cast<long long>(moved) * COUNT / m_picture.width], 256);
-        }
+std::unique_ptr<FrameSource> openSource(const Options& options, const StopRequest& stop) {
+    if (!options.inputs.empty()) return openMedia(options, stop);
+    const auto size = options.size.value_or(Options::Size{640, 480});
+    return std::make_unique<SceneSource>(
+        Picture{options.format.value_or(LUMETRA_IMGFORMAT_RGB), size.width, size.height});
 }

@@ -1,10 +1,11 @@
-// scene_source.h - the built-in moving scene: soft waves of colour, drifting discs, a turning fan of fine
-// lines and a row of bars. The same frame number always gives the same bytes. Endless. One thread.
+// scene_source.h - the built-in moving scene: soft waves of colour, drifting discs and a row of bars.
+// It is drawn in 256 colours, which the palette has in the format that is pushed. The same frame number
+// always gives the same bytes. Endless. One thread.
 #ifndef LUMETRA_PLAY_SCENE_SOURCE_H
 #define LUMETRA_PLAY_SCENE_SOURCE_H
 
 #include <array>
-#include <vector>
+#include <cstdint>
 
 #include "tools/lumetra-play/inputs/frame_source.h"
 
@@ -18,16 +19,14 @@ public:
 private:
     void drawWaves();
     void drawDiscs();
-    void drawFan();
     void drawBars();
-    void blend(int x, int y, const std::array<std::uint8_t, 3>& colour, int share);  // share of 256
+    int sine(int angle) const { return m_sine[static_cast<unsigned>(angle) % m_sine.size()]; }
+    std::uint8_t& at(int x, int y);
 
-    std::array<std::uint8_t, 1024> m_sine;  // one period, 0 to 255
-    std::array<std::array<std::uint8_t, 3>, 256> m_palette;
-    std::vector<float> m_fanAngle, m_fanRadius;  // of the square in which the fan turns
-    int m_fanSide = 0;
-    Bytes m_rgb;
-    unsigned m_frame = 0;
+    std::array<std::uint8_t, 1024> m_sine;                     // one turn, 0 to 255
+    std::array<std::array<std::uint8_t, 4>, 256> m_palette{};  // a pixel's bytes; of a packed one Y, U and V
+    Bytes m_colours;                                           // of the palette, a pixel each
+    int m_frame = 0;
 };
 
 #endif

@@ -1,24 +1,19 @@
 // console.cpp - lines from standard input.
 #include "tools/lumetra-play/modules/console.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
 
-#include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/view/output.h"
 
-Console::Console(EngineSession& engine, StopRequest& stop) : m_engine(engine), m_stop(stop) {
-    if (pipe2(m_end, O_CLOEXEC) != 0) throw systemError("no pipe can be made", errno, "close some files");
-    m_thread = std::thread([this] { run(); });
-}
+Console::Console(EngineSession& engine, StopRequest& stop)
+    : m_engine(engine), m_stop(stop), m_thread([this] { run(); }) {}
 
 Console::~Console() {
-    close(m_end[1]);
+    m_end.set();
     m_thread.join();
-    close(m_end[0]);
 }
 
 void Console::run() {
@@ -26,7 +21,7 @@ void Console::run() {
     for (bool open = true; open;) {
         // Who reads from the background is stopped by the system.
         const bool background = isatty(STDIN_FILENO) == 1 && tcgetpgrp(STDIN_FILENO) != getpgrp();
-        pollfd waiting[] = {{m_end[0], POLLIN, 0}, {background ? -1 : STDIN_FILENO, POLLIN, 0}};
+        pollfd waiting[] = {{m_end.descriptor(), POLLIN, 0}, {background ? -1 : STDIN_FILENO, POLLIN, 0}};
         if (poll(waiting, 2, background ? LOOK_AGAIN_MS : -1) < 0 && errno != EINTR) return;
         if (waiting[0].revents != 0) return;
         if (waiting[1].revents != 0) open = readSome();
@@ -48,13 +43,8 @@ void Console::obey(const std::string& line) {
     if (line.empty()) return;
     if (line == "q") return m_stop.stop();
     try {
-        sendCommand(m_engine, parseCommand(line));
+        m_engine.command(parseCommand(line));
     } catch (const std::exception& error) {
         output::complain(error.what());
     }
-}
-
-void sendCommand(EngineSession& engine, const CommandRequest& request) {
-    const int answer = engine.command(request);
-    output::say(request.module + ":" + std::to_string(request.number) + " answers " + std::to_string(answer));
 }

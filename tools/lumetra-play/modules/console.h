@@ -23,12 +23,9 @@ private:
 
     EngineSession& m_engine;
     StopRequest& m_stop;
-    int m_end[2] = {-1, -1};  // a pipe that is closed at the end
-    std::string m_typed;      // of a line that is not complete
+    Event m_end;
+    std::string m_typed;  // of a line that is not complete
     std::thread m_thread;
 };
-
-/// Sends the command and says what the module answered.
-void sendCommand(EngineSession& engine, const CommandRequest& request);
 
 #endif

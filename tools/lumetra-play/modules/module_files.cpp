@@ -5,6 +5,8 @@
 
 #include <cstdlib>
 #include <memory>
+#include <mutex>
+#include <set>
 
 #include "LumetraCore/LumetraModule.h"
 #include "tools/lumetra-play/run/library_table.h"
@@ -12,17 +14,39 @@
 
 namespace fs = std::filesystem;
 
+namespace {
+
+std::mutex foldersMutex;
+std::set<fs::path> folders;  // that were made and are still there, guarded by the mutex above
+
+void removeFolder(const fs::path& folder) {
+    std::error_code ignored;
+    fs::remove_all(folder, ignored);
+}
+
+}  // namespace
+
 ScratchFolder::ScratchFolder() {
-    std::string pattern = (fs::temp_directory_path() / "lumetra-play-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr)
-        throw systemError("cannot make a folder in " + fs::temp_directory_path().string(), errno,
+    std::error_code error;
+    const fs::path place = fs::temp_directory_path(error);
+    std::string pattern = (place / "lumetra-play-XXXXXX").string();
+    const std::lock_guard lock(foldersMutex);
+    if (error || mkdtemp(pattern.data()) == nullptr)
+        throw systemError("cannot make a folder for temporary files", error ? error.value() : errno,
                           "set TMPDIR to one that can be written");
     m_path = pattern;
+    folders.insert(m_path);
 }
 
 ScratchFolder::~ScratchFolder() {
-    std::error_code ignored;
-    fs::remove_all(m_path, ignored);
+    const std::lock_guard lock(foldersMutex);
+    removeFolder(m_path);
+    folders.erase(m_path);
+}
+
+void ScratchFolder::removeAll() {
+    const std::lock_guard lock(foldersMutex);
+    for (const fs::path& folder : folders) removeFolder(folder);
 }
 
 fs::path moduleFile(const fs::path& folder, const std::string& name) {
@@ -45,10 +69,10 @@ std::int32_t idOfLibrary(const fs::path& file) {
     const auto close = [](void* library) { dlclose(library); };
     const std::unique_ptr<void, decltype(close)> library(dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL), close);
     if (!library) throw PlayError(dlerror());
-    const auto id = reinterpret_cast<decltype(&getModuleID)>(dlsym(library.get(), "getModuleID"));
-    if (id == nullptr) throw PlayError("it exports no getModuleID");
+    for (const char* name : {"getModuleID", "notifyNewData"})
+        if (dlsym(library.get(), name) == nullptr) throw PlayError(std::string("it exports no ") + name);
     try {
-        return id();
+        return reinterpret_cast<decltype(&getModuleID)>(dlsym(library.get(), "getModuleID"))();
     } catch (...) {  // what it throws may not outlive its library
         return -1;
     }

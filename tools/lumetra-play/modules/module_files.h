@@ -1,7 +1,8 @@
-// module_files.h - where modules lie, copies of those that are loaded anew, and why one cannot be loaded.
+// module_files.h - where modules lie, folders for copies of them, and why one cannot be loaded. Any thread.
 #ifndef LUMETRA_PLAY_MODULE_FILES_H
 #define LUMETRA_PLAY_MODULE_FILES_H
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -14,6 +15,7 @@ public:
     ScratchFolder& operator=(const ScratchFolder&) = delete;
 
     const std::filesystem::path& path() const { return m_path; }
+    static void removeAll();  ///< of all that there are, right before the process ends
 
 private:
     std::filesystem::path m_path;
@@ -22,12 +24,13 @@ private:
 /// FOLDER/NAME.framework/NAME
 std::filesystem::path moduleFile(const std::filesystem::path& folder, const std::string& name);
 
-/// The absolute path of the folder that has the module: `requested` if that has it or nothing else does, else
-/// one beside the program. @param requested  the user's choice; empty for none
-/// @throws PlayError if there is no folder to try
+/// The absolute path of the folder that has the module: `requested` if that has it, else one beside the
+/// program.
+/// @param requested  the user's choice; empty for none. @throws PlayError if neither has it
 std::string folderOfModule(const std::string& name, const std::string& requested);
 
-/// The id that the library of a module gives. @throws PlayError with the loader's words
+/// The id that the library of a module gives. @throws PlayError with the reason if it is no module that takes
+/// frames
 std::int32_t idOfLibrary(const std::filesystem::path& file);
 
 /// Whether code of that library is still mapped.

@@ -1,29 +1,20 @@
-// module_watch.cpp - inotify on the modules' folders and on the folders that hold those.
+// module_watch.cpp - comparing what stat() says of the files.
 #include "tools/lumetra-play/modules/module_watch.h"
 
-#include <fcntl.h>
 #include <poll.h>
-#include <sys/inotify.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
-#include <cerrno>
+#include <chrono>
 #include <cstdio>
-#include <utility>
 
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/view/output.h"
 
 namespace {
 
-using namespace std::chrono_literals;
-
-// What writes a library in steps, such as a linker and then a tool that strips it, is let finish.
-constexpr auto QUIET_BEFORE_LOADING = 30ms;
-
-std::string seconds(std::chrono::steady_clock::duration time) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.2f s", std::chrono::duration<double>(time).count());
-    return text;
+std::int64_t nanosecondsNow() {
+    using namespace std::chrono;
+    return duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count();
 }
 
 }  // namespace
@@ -31,87 +22,59 @@ std::string seconds(std::chrono::steady_clock::duration time) {
 ModuleWatch::ModuleWatch(EngineSession& engine, const MonitorLink& monitor,
                          const std::vector<ModuleRequest>& modules)
     : m_engine(engine), m_monitor(monitor) {
-    bool any = false;
-    for (const ModuleRequest& module : modules) any = any || module.watched;
-    if (!any) return;
-    m_events = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-    if (m_events < 0 || pipe2(m_end, O_CLOEXEC) != 0)
-        throw systemError("cannot watch modules", errno, "leave out --watch or close other programs");
-    for (const ModuleRequest& module : modules)
-        if (module.watched) watch(module.name);
-    m_thread = std::thread([this] { run(); });
+    for (const ModuleRequest& module : modules) {
+        if (!module.watched) continue;
+        const auto file = engine.fileOf(module.name);
+        m_places.push_back({module.name, file, stampOf(file), stampOf(file)});
+    }
+    if (!m_places.empty()) m_thread = std::thread([this] { run(); });
 }
 
 ModuleWatch::~ModuleWatch() {
-    if (m_end[1] >= 0) close(m_end[1]);
+    m_end.set();
     if (m_thread.joinable()) m_thread.join();
-    if (m_end[0] >= 0) close(m_end[0]);
-    if (m_events >= 0) close(m_events);
 }
 
-// The folder NAME.framework may itself be replaced, so the one that holds it is watched too.
-void ModuleWatch::watch(const std::string& module) {
-    const std::filesystem::path file = m_engine.fileOf(module), folder = file.parent_path();
-    const int inside = inotify_add_watch(m_events, folder.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO);
-    const int around = inotify_add_watch(m_events, folder.parent_path().c_str(), IN_CREATE | IN_MOVED_TO);
-    if (inside >= 0) {
-        m_places.erase(inside);
-        m_places.emplace(inside, Place{module, module});
-    }
-    const std::string entry = folder.filename().string();
-    const auto [first, last] = m_places.equal_range(around);
-    for (auto place = first; place != last; ++place)
-        if (place->second.entry == entry) return;
-    if (around >= 0) m_places.emplace(around, Place{module, entry});
+ModuleWatch::Stamp ModuleWatch::stampOf(const std::filesystem::path& file) {
+    struct stat status {};
+    if (stat(file.c_str(), &status) != 0) return {};
+    return {status.st_ino, status.st_size,
+            std::int64_t{status.st_ctim.tv_sec} * 1'000'000'000 + status.st_ctim.tv_nsec};
 }
 
+// What writes a library in steps, such as a linker and then a tool that strips it, is let finish: a change
+// counts when the file is the same at the next look.
 void ModuleWatch::run() {
-    for (;;) {
-        pollfd waiting[] = {{m_end[0], POLLIN, 0}, {m_events, POLLIN, 0}};
-        const int timeout = m_changed.empty() ? -1 : static_cast<int>(QUIET_BEFORE_LOADING / 1ms);
-        const int ready = poll(waiting, 2, timeout);
-        if (waiting[0].revents != 0) return;
-        if (ready > 0) {
-            readEvents();
-            continue;
+    constexpr int LOOK_AGAIN_MS = 50;
+    while (!endsWithin(LOOK_AGAIN_MS))
+        for (Place& place : m_places) {
+            const Stamp now = stampOf(place.file);
+            const bool complete = now == place.seen && now != Stamp{};
+            place.seen = now;
+            if (!complete || now == place.inUse) continue;
+            place.inUse = now;
+            reload(place);
         }
-        for (const auto& [module, changed] : std::exchange(m_changed, {})) swap(module, changed);
-    }
 }
 
-void ModuleWatch::readEvents() {
-    alignas(inotify_event) char buffer[4096];
-    const ssize_t size = read(m_events, buffer, sizeof buffer);
-    for (ssize_t at = 0; at + static_cast<ssize_t>(sizeof(inotify_event)) <= size;) {
-        const auto* const event = reinterpret_cast<const inotify_event*>(buffer + at);
-        at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
-        std::vector<std::string> concerned;
-        const auto [first, last] = m_places.equal_range(event->wd);
-        for (auto place = first; place != last; ++place)
-            if (event->len > 0 && place->second.entry == event->name)
-                concerned.push_back(place->second.module);
-        for (const std::string& module : concerned) {
-            watch(module);
-            m_changed[module] = Clock::now();
-        }
-    }
-}
-
-void ModuleWatch::swap(const std::string& module, Clock::time_point changed) {
-    std::error_code error;
-    if (!std::filesystem::exists(m_engine.fileOf(module), error)) return;
+void ModuleWatch::reload(const Place& place) {
     try {
-        m_engine.swapModule(module);
+        m_engine.reloadModule(place.module);
     } catch (const std::exception& reason) {
-        output::complain("the new " + module + " does not load, the old one stays: " + reason.what());
-        return;
+        return output::complain(reason.what());
     }
     const std::int64_t before = m_monitor.delivered();
-    const auto until = Clock::now() + 2s;
-    pollfd end{m_end[0], POLLIN, 0};
-    while (m_monitor.delivered() == before && Clock::now() < until && poll(&end, 1, 1) == 0) {
+    for (int patience = 2000; m_monitor.delivered() == before && patience > 0 && !endsWithin(1); --patience) {
     }
-    const bool seen = m_monitor.delivered() != before;
-    output::say(module + ": loaded anew, " + seconds(Clock::now() - changed) + " from the change to " +
-                (seen ? "the first frame delivered" : "now, no frame delivered since"));
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%.2f s",
+                  static_cast<double>(nanosecondsNow() - std::get<2>(place.inUse)) / 1e9);
+    output::say(
+        place.module + ": reloaded, " + seconds + " from the change to " +
+        (m_monitor.delivered() != before ? "the first frame delivered" : "now, no frame delivered since"));
+}
+
+bool ModuleWatch::endsWithin(int milliseconds) const {
+    pollfd end{m_end.descriptor(), POLLIN, 0};
+    return poll(&end, 1, milliseconds) > 0;
 }

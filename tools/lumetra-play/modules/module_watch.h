@@ -1,41 +1,44 @@
-// module_watch.h - loads modules anew when their libraries change on disk, on a thread of its own that sleeps
-// until the system tells of a change. Frames go on meanwhile.
+// module_watch.h - reloads modules when their libraries change on disk, on a thread of its own that looks at
+// the files twenty times a second. Frames go on meanwhile.
 #ifndef LUMETRA_PLAY_MODULE_WATCH_H
 #define LUMETRA_PLAY_MODULE_WATCH_H
 
-#include <chrono>
-#include <map>
+#include <filesystem>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "tools/lumetra-play/modules/monitor_link.h"
 #include "tools/lumetra-play/run/engine_session.h"
+#include "tools/lumetra-play/run/stop_request.h"
 
 class ModuleWatch {
 public:
-    /// The modules are loaded. @throws PlayError if the system cannot watch them
+    /// The modules are loaded.
     ModuleWatch(EngineSession& engine, const MonitorLink& monitor, const std::vector<ModuleRequest>& modules);
     ~ModuleWatch();
     ModuleWatch(const ModuleWatch&) = delete;
     ModuleWatch& operator=(const ModuleWatch&) = delete;
 
 private:
-    using Clock = std::chrono::steady_clock;
+    using Stamp =
+        std::tuple<unsigned long long, long long, std::int64_t>;  // file, bytes, time of the change in ns
     struct Place {
-        std::string module, entry;  // a change of `entry` in the watched folder concerns the module
+        std::string module;
+        std::filesystem::path file;
+        Stamp inUse, seen;
     };
 
-    void watch(const std::string& module);
+    static Stamp stampOf(const std::filesystem::path& file);
     void run();
-    void readEvents();
-    void swap(const std::string& module, Clock::time_point changed);
+    void reload(const Place& place);
+    bool endsWithin(int milliseconds) const;
 
     EngineSession& m_engine;
     const MonitorLink& m_monitor;
-    int m_events = -1, m_end[2] = {-1, -1};              // inotify, and a pipe that is closed at the end
-    std::multimap<int, Place> m_places;                  // by inotify's number of the folder
-    std::map<std::string, Clock::time_point> m_changed;  // modules that wait for their files to be complete
+    std::vector<Place> m_places;
+    Event m_end;
     std::thread m_thread;
 };
 

@@ -5,19 +5,14 @@
 #include <charconv>
 #include <nlohmann/json.hpp>
 
-#include "tools/lumetra-play/modules/known_modules.h"
 #include "tools/lumetra-play/run/text.h"
 
 namespace {
 
 std::atomic<MonitorLink*> currentLink = nullptr;
 
-bool isLine(const Json& document, const char* kind) {
-    return document.is_object() && document.value("frameMonitor", Json()) == kind;
-}
-
 std::optional<std::uint64_t> digest(const Json& value) {
-    if (!value.is_string()) return std::nullopt;
+    if (value.is_null()) return std::nullopt;
     const auto& text = value.get_ref<const std::string&>();
     std::uint64_t number = 0;
     std::from_chars(text.data(), text.data() + text.size(), number, 16);
@@ -26,32 +21,35 @@ std::optional<std::uint64_t> digest(const Json& value) {
 
 }  // namespace
 
-bool readReport(const std::string& line, MonitorReport& report) {
-    const Json document = parseJson(line);
-    if (!isLine(document, "report")) return false;
-    const Json latency = document.value("latencyUs", Json()), newest = document.value("newest", Json());
-    report.frames = integerIn(document, "frames");
-    report.distinct = integerIn(document, "distinct");
-    report.duplicates = integerIn(document, "duplicates");
-    report.unread = integerIn(document, "unread");
-    report.framesPerSecond = numberIn(document, "fps");
-    report.medianUs = integerIn(latency, "median");
-    report.p99Us = integerIn(latency, "p99");
-    report.maxUs = integerIn(latency, "max");
-    report.meanGrey = numberIn(document, "mean");
-    report.newestFrame = integerIn(newest, "frame", -1);
-    return true;
+std::optional<MonitorReport> readReport(const std::string& line) try {
+    const Json document = Json::parse(line);
+    if (document.value("frameMonitor", "") != "report") return std::nullopt;
+    const auto number = [&document](const char* path, auto otherwise) {
+        return document.value(Json::json_pointer(path), otherwise);
+    };
+    constexpr std::int64_t NONE = 0;
+    return MonitorReport{number("/distinct", NONE),
+                         number("/duplicates", NONE),
+                         number("/unread", NONE),
+                         number("/fps", 0.0),
+                         number("/latencyUs/median", NONE),
+                         number("/latencyUs/p99", NONE),
+                         number("/latencyUs/max", NONE),
+                         number("/mean", 0.0),
+                         number("/newest/frame", std::int64_t{-1})};
+} catch (const Json::exception&) {
+    return std::nullopt;
 }
 
-bool readDigests(const std::string& line, std::int32_t& frame, LevelDigests& digests) {
-    const Json document = parseJson(line);
-    if (!isLine(document, "frame")) return false;
-    const Json list = document.value("digests", Json());
-    const std::int64_t number = integerIn(document, "frame", -1);
-    if (number < 0 || !list.is_array() || list.size() != digests.size()) return false;
-    frame = static_cast<std::int32_t>(number);
-    for (std::size_t k = 0; k < digests.size(); ++k) digests[k] = digest(list[k]);
-    return true;
+std::optional<FrameDigests> readDigests(const std::string& line) try {
+    const Json document = Json::parse(line);
+    if (document.value("frameMonitor", "") != "frame") return std::nullopt;
+    FrameDigests found{document.at("frame"), {}};
+    const Json& list = document.at("digests");
+    for (std::size_t k = 0; k < found.levels.size(); ++k) found.levels[k] = digest(list.at(k));
+    return found;
+} catch (const Json::exception&) {
+    return std::nullopt;
 }
 
 MonitorLink::MonitorLink(const LibraryTable& library, PixelCheck* check)
@@ -96,13 +94,10 @@ void MonitorLink::onLine(std::int32_t, const char16_t* text) {
 }
 
 void MonitorLink::take(const std::string& line) {
-    std::int32_t frame = 0;
-    LevelDigests digests;
-    MonitorReport report;
-    if (readReport(line, report)) {
+    if (const auto report = readReport(line)) {
         const std::lock_guard lock(m_mutex);
-        m_report = report;
-    } else if (m_check != nullptr && readDigests(line, frame, digests)) {
-        m_check->found(frame, digests);
+        m_report = *report;
+    } else if (m_check != nullptr) {
+        if (const auto found = readDigests(line)) m_check->found(found->frame, found->levels);
     }
 }

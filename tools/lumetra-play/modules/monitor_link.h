@@ -6,23 +6,37 @@
 
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "tools/lumetra-play/pixels/pixel_check.h"
 #include "tools/lumetra-play/run/library_table.h"
 
+/// The module's id and commands; its own header defines them.
+namespace frame_monitor {
+constexpr std::int32_t ID = 101;
+constexpr auto REPORT = LUMETRA_CMDTYPE(LUMETRA_CMD_MODULE_FIRST);
+constexpr auto SNAPSHOT = LUMETRA_CMDTYPE(LUMETRA_CMD_MODULE_FIRST + 2);  // text: prefix of the PGM files
+constexpr auto COUNT = LUMETRA_CMDTYPE(LUMETRA_CMD_MODULE_FIRST + 3);  // text: only frames below this number
+}  // namespace frame_monitor
+
 /// The module's figures.
 struct MonitorReport {
-    std::int64_t frames = 0, distinct = 0, duplicates = 0, unread = 0;
+    std::int64_t distinct = 0, duplicates = 0, unread = 0;
     double framesPerSecond = 0;
     std::int64_t medianUs = 0, p99Us = 0, maxUs = 0;  ///< from push to notification
     double meanGrey = 0;                              ///< 0 to 255, over all frames
     std::int64_t newestFrame = -1;                    ///< -1 before the first grey frame
 };
 
-/// What a line of the module says; nothing for a line that is not a report.
-bool readReport(const std::string& line, MonitorReport& report);
-bool readDigests(const std::string& line, std::int32_t& frame, LevelDigests& digests);
+struct FrameDigests {
+    std::int32_t frame;
+    LevelDigests levels;
+};
+
+/// What a line of the module says; nothing for a line of another kind.
+std::optional<MonitorReport> readReport(const std::string& line);
+std::optional<FrameDigests> readDigests(const std::string& line);
 
 class MonitorLink {
 public:

@@ -1,4 +1,5 @@
-// picture.h - size and pixel format of a frame, and how many bytes each of its levels has. No state.
+// picture.h - size and pixel format of a frame, how many bytes each of its levels has, and the smaller levels
+// themselves. Any thread; no state.
 #ifndef LUMETRA_PLAY_PICTURE_H
 #define LUMETRA_PLAY_PICTURE_H
 
@@ -31,5 +32,10 @@ std::optional<LUMETRA_IMGFORMATTYPE> formatByName(const std::string& name);
 
 /// @throws PlayError if the picture is empty or its frame would not fit the library's 31-bit byte counts
 void requireUsableSize(std::int64_t width, std::int64_t height, LUMETRA_IMGFORMATTYPE format);
+
+/// `frame` holds level 0; levels 1 to 7 follow behind it, each half the size of the one before (odd sizes
+/// round down), each pixel the rounded mean of its four. A packed pixel's chroma is the mean of the two
+/// samples that share its place in the pair, one above the other.
+void appendLevels(const Picture& picture, Bytes& frame);
 
 #endif

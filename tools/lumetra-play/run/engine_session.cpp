@@ -4,10 +4,11 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "tools/lumetra-play/run/log_sink.h"
+#include "tools/lumetra-play/modules/known_modules.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/run/stop_request.h"
 #include "tools/lumetra-play/run/text.h"
+#include "tools/lumetra-play/view/output.h"
 
 namespace {
 
@@ -28,8 +29,15 @@ private:
     const fs::path m_before;
 };
 
-std::string moreAbout(const fs::path& file) {
-    return "; lumetra-inspect " + file.string() + " says more";
+std::string whyNotLoaded(const fs::path& file) try {
+    idOfLibrary(file);
+    return "the library does not say why";
+} catch (const PlayError& error) {
+    return error.what();
+}
+
+void* logFunction() {
+    return reinterpret_cast<void*>(&output::onLogLine);
 }
 
 }  // namespace
@@ -43,17 +51,14 @@ std::string configurationText(const EngineSettings& settings) {
                    {"writablepath", settings.writable}});
 }
 
-EngineSession::EngineSession(const LibraryTable& library, bool resultsAside)
-    : m_library(library), m_resultsAside(resultsAside) {
+EngineSession::EngineSession(const LibraryTable& library, const ScratchFolder* scratch)
+    : m_library(library), m_scratch(scratch) {
     m_library.initialize();
-    m_library.registerCallback(ENGINE_MODULE_ID, CB_LOG, reinterpret_cast<void*>(&onLogLine), nullptr);
+    m_library.registerCallback(ENGINE_MODULE_ID, CB_LOG, logFunction(), nullptr);
 }
 
 EngineSession::~EngineSession() {
-    for (auto module = m_modules.rbegin(); module != m_modules.rend(); ++module) {
-        const WaitingFor waiting("the module " + module->request.name + " to be removed");
-        m_library.unregisterDllByID(module->id);
-    }
+    for (auto module = m_modules.rbegin(); module != m_modules.rend(); ++module) remove(*module);
     // A library that is still mapped is one whose code still runs.
     std::string busy;
     for (const Module& module : m_modules)
@@ -72,48 +77,46 @@ void EngineSession::configure(const EngineSettings& settings) {
 std::int32_t EngineSession::loadModule(const ModuleRequest& request, const std::string& folder) {
     const std::lock_guard loading(m_loading);
     Module module{request, folder, {}};
-    module.results = &m_results.emplace_back(request.name, m_resultsAside);
+    module.results = &m_results.emplace_back(request.name);
     open(module, request.watched ? copyOf(module) : moduleFile(folder, request.name));
     const std::lock_guard lock(m_mutex);
     m_modules.push_back(module);
     return module.id;
 }
 
-void EngineSession::swapModule(const std::string& name) {
+void EngineSession::reloadModule(const std::string& name) {
     const std::lock_guard loading(m_loading);
-    Module module;
-    {
-        const std::lock_guard lock(m_mutex);
-        module = find(name);
-    }
-    const fs::path before = module.loaded, file = copyOf(module);
+    Module module = find(name);
+    const fs::path before = module.loaded;
+    fs::path file;
     try {
+        file = copyOf(module);
         // While this library is only looked at, the old one goes on working.
-        const std::int32_t id = idOfLibrary(file);
-        if (id != module.id)
+        if (const std::int32_t id = idOfLibrary(file); id != module.id)
             throw PlayError("its id is now " + std::to_string(id) + " instead of " +
                             std::to_string(module.id));
-    } catch (...) {
-        fs::remove_all(file.parent_path());
-        throw;
+    } catch (const std::exception& error) {
+        if (!file.empty()) fs::remove_all(file.parent_path());
+        throw PlayError("the new " + name + " does not load, the old one stays: " + error.what());
     }
-    {
-        const WaitingFor waiting("the module " + name + " to be removed");
-        m_library.unregisterDllByID(module.id);
+    remove(module);
+    try {
+        open(module, file);
+    } catch (const std::exception& error) {
+        throw PlayError(name + " is removed and its new library not in use: " + error.what());
     }
-    open(module, file);
     fs::remove_all(before.parent_path());
-    ++module.swaps;
+    ++module.reloads;
     const std::lock_guard lock(m_mutex);
-    find(name) = module;
+    *std::find_if(m_modules.begin(), m_modules.end(),
+                  [&](const Module& candidate) { return candidate.id == module.id; }) = module;
 }
 
 // The loader gives a path that it has open again, and a file that changes under it changes the code that
 // runs.
 fs::path EngineSession::copyOf(const Module& module) {
-    if (!m_copies) m_copies.emplace();
     const std::string name = module.request.name + "-" + std::to_string(++m_copied);
-    const fs::path file = moduleFile(m_copies->path(), name);
+    const fs::path file = moduleFile(m_scratch->path(), name);
     std::error_code error;
     fs::create_directory(file.parent_path());
     fs::copy_file(moduleFile(module.folder, module.request.name), file, error);
@@ -123,24 +126,16 @@ fs::path EngineSession::copyOf(const Module& module) {
 
 void EngineSession::open(Module& module, const fs::path& file) {
     const std::string& name = module.request.name;
-    const fs::path own = moduleFile(module.folder, name);
+    const WaitingFor waiting("the module " + name + " to be loaded");
     {
-        const WaitingFor waiting("the module " + name + " to be loaded");
         const WorkingFolder folder(file.parent_path().parent_path());
         module.id = m_library.registerDllByName(toUtf16(file.filename().string()).c_str());
     }
-    if (module.id == 0) {
-        std::string reason = "the library does not say why";
-        try {
-            idOfLibrary(file);
-        } catch (const PlayError& error) {
-            reason = error.what();
-        }
-        throw PlayError("cannot load the module " + name + ": " + reason + moreAbout(own));
-    }
+    const std::string more = "; lumetra-inspect " + moduleFile(module.folder, name).string() + " says more";
+    if (module.id == 0) throw PlayError("cannot load the module " + name + ": " + whyNotLoaded(file) + more);
     if (module.id < 0)
         throw PlayError("the module " + name + " has no usable id: its getModuleID must give 1 or more" +
-                        moreAbout(own));
+                        more);
     module.loaded = file;
     {
         const std::lock_guard lock(m_mutex);
@@ -149,32 +144,48 @@ void EngineSession::open(Module& module, const fs::path& file) {
                 throw PlayError("the module " + name + " has the id " + std::to_string(module.id) +
                                 ", which " + other.request.name + " has: leave one out");
     }
-    const WaitingFor waiting("the module " + name + " to take its configuration");
-    m_library.registerCallback(module.id, CB_LOG, reinterpret_cast<void*>(&onLogLine), nullptr);
-    module.handsOutTexts = module.results->listenTo(m_library, module.id);
+    m_library.registerCallback(module.id, CB_LOG, logFunction(), nullptr);
+    const ResultTextFn function = &onResult;
+    module.handsOutTexts = m_library.command(module.id, LUMETRA_CMD_RESULTFORM, u"") == RESULT_TEXT &&
+                           m_library.registerCallback(module.id, CB_TYPE2, reinterpret_cast<void*>(function),
+                                                      module.results) == 1;
     if (module.request.configuration)
         m_library.initializeDllByID(module.id, toUtf16(*module.request.configuration).c_str());
 }
 
-EngineSession::Module& EngineSession::find(const std::string& nameOrId) {
-    const auto module = std::find_if(m_modules.begin(), m_modules.end(), [&](const Module& candidate) {
-        return candidate.request.name == nameOrId || std::to_string(candidate.id) == nameOrId;
-    });
-    if (module != m_modules.end()) return *module;
+void EngineSession::remove(const Module& module) {
+    const WaitingFor waiting("the module " + module.request.name + " to be removed");
+    m_library.unregisterDllByID(module.id);
+}
+
+EngineSession::Module EngineSession::find(const std::string& nameOrId) const {
+    const std::lock_guard lock(m_mutex);
     std::string names;
-    for (const Module& candidate : m_modules) names += (names.empty() ? "" : ", ") + candidate.request.name;
+    for (const Module& module : m_modules) {
+        if (module.request.name == nameOrId || std::to_string(module.id) == nameOrId) return module;
+        names += (names.empty() ? "" : ", ") + module.request.name;
+    }
     throw PlayError("no module " + nameOrId + " is loaded: there is " + names);
 }
 
 int EngineSession::command(const CommandRequest& request) {
-    std::int32_t id = 0;
+    const std::string name = request.module + ":" + std::to_string(request.number);
+    const std::int32_t id = find(request.module).id;
+    const WaitingFor waiting("the module " + request.module + " to answer " + name);
+    const int answer = m_library.command(id, LUMETRA_CMDTYPE(request.number), toUtf16(request.text).c_str());
+    output::say(name + " answers " + std::to_string(answer));
+    return answer;
+}
+
+void EngineSession::onResult(void* results, const char* utf8Json) {
+    auto& own = *static_cast<Results*>(results);
+    const std::string text = utf8Json == nullptr ? "" : utf8Json;
     {
-        const std::lock_guard lock(m_mutex);
-        id = find(request.module).id;
+        const std::lock_guard lock(own.mutex);
+        ++own.count;
+        own.last = text;
     }
-    const WaitingFor waiting("the module " + request.module + " to answer command " +
-                             std::to_string(request.number));
-    return m_library.command(id, LUMETRA_CMDTYPE(request.number), toUtf16(request.text).c_str());
+    output::showResult(own.module + " " + text);
 }
 
 std::vector<ModuleReport> EngineSession::report() const {
@@ -185,16 +196,16 @@ std::vector<ModuleReport> EngineSession::report() const {
     }
     std::vector<ModuleReport> reports;
     for (const Module& module : modules) {
-        const auto results = module.handsOutTexts ? std::optional(module.results->count()) : std::nullopt;
-        reports.push_back({module.request.name, module.id, m_library.getStatus(module.id), results,
-                           module.results->last(), module.swaps});
+        const WaitingFor waiting("the module " + module.request.name + " to tell its status");
+        const std::int32_t status = m_library.getStatus(module.id);
+        const std::lock_guard lock(module.results->mutex);
+        reports.push_back({module.request.name, module.id, status,
+                           module.handsOutTexts ? std::optional(module.results->count) : std::nullopt,
+                           module.results->last, module.reloads});
     }
     return reports;
 }
 
-fs::path EngineSession::fileOf(const std::string& name) const {
-    const std::lock_guard lock(m_mutex);
-    for (const Module& module : m_modules)
-        if (module.request.name == name) return moduleFile(module.folder, name);
-    return {};
+fs::path EngineSession::fileOf(const std::string& name) {
+    return moduleFile(find(name).folder, name);
 }

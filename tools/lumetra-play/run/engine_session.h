@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "tools/lumetra-play/modules/module_files.h"
-#include "tools/lumetra-play/modules/module_results.h"
 #include "tools/lumetra-play/pixels/picture.h"
 #include "tools/lumetra-play/run/library_table.h"
 #include "tools/lumetra-play/run/options.h"
@@ -35,13 +34,13 @@ struct ModuleReport {
     std::int32_t id, status;
     std::optional<std::int64_t> results;  ///< nothing if it hands out no texts
     std::string lastResult;               ///< JSON
-    int swaps;                            ///< how often it was loaded anew
+    int reloads;
 };
 
 class EngineSession {
 public:
-    /// @param resultsAside  module results go to standard error
-    EngineSession(const LibraryTable& library, bool resultsAside);
+    /// @param scratch  for copies of watched modules; null if none is watched
+    EngineSession(const LibraryTable& library, const ScratchFolder* scratch);
     ~EngineSession();
     EngineSession(const EngineSession&) = delete;
     EngineSession& operator=(const EngineSession&) = delete;
@@ -52,38 +51,47 @@ public:
     /// @throws PlayError if it cannot be loaded or has the id of another module
     std::int32_t loadModule(const ModuleRequest& request, const std::string& folder);
     /// Puts what is now in the module's file in its place, with the same configuration. The old library stays
-    /// until the new one is known to load. @throws PlayError if it does not
-    void swapModule(const std::string& name);
+    /// until the new one is known to load. @throws PlayError, which says which of the two is left
+    void reloadModule(const std::string& name);
 
-    /// Sends a command; the module's answer. @throws PlayError if there is no such module
+    /// Sends a command and says what the module answers. @throws PlayError if there is no such module
     int command(const CommandRequest& request);
     std::vector<ModuleReport> report() const;
-    /// The folder and name of a module's own file, not of a copy.
-    std::filesystem::path fileOf(const std::string& name) const;
+    /// The module's own file, not a copy.
+    std::filesystem::path fileOf(const std::string& name);
 
 private:
+    // What a module hands out as texts, until the engine is gone: it calls on any thread.
+    struct Results {
+        explicit Results(std::string name) : module(std::move(name)) {}
+        const std::string module;
+        std::mutex mutex;  // guards what follows
+        std::int64_t count = 0;
+        std::string last;
+    };
     struct Module {
         ModuleRequest request;
         std::filesystem::path folder;  // of its own file
         std::filesystem::path loaded;  // the file that the engine has opened
         std::int32_t id = 0;
-        ModuleResults* results = nullptr;  // one of m_results
+        Results* results = nullptr;  // one of m_results
         bool handsOutTexts = false;
-        int swaps = 0;
+        int reloads = 0;
     };
 
-    Module& find(const std::string& nameOrId);  // with the lock held
+    static void onResult(void* results, const char* utf8Json);
+    Module find(const std::string& nameOrId) const;
     std::filesystem::path copyOf(const Module& module);
     void open(Module& module, const std::filesystem::path& file);
+    void remove(const Module& module);
 
     const LibraryTable& m_library;
-    const bool m_resultsAside;
-    std::optional<ScratchFolder> m_copies;
+    const ScratchFolder* const m_scratch;
     int m_copied = 0;
     std::mutex m_loading;          // one module comes or goes at a time; before m_mutex
     mutable std::mutex m_mutex;    // guards m_modules
     std::deque<Module> m_modules;  // in the order of loading
-    std::deque<ModuleResults> m_results;
+    std::deque<Results> m_results;
 };
 
 #endif

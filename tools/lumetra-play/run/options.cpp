@@ -1,4 +1,4 @@
-// options.cpp - the command line by CLI11, and the small languages of single options.
+// options.cpp - the command line by CLI11: what there is to say, with its help, and what contradicts itself.
 #include "tools/lumetra-play/run/options.h"
 
 #include <LumetraCore/LumetraCore.h>
@@ -16,6 +16,47 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* BEGINNING = R"(Usage: lumetra-play [OPTION]... [SOURCE]...
+Play video through LumetraCore as a host does, and show what becomes of it.
+
+A SOURCE is a file, a URL, a device, a numbered series such as 'shots/%04d.png'
+or - for standard input; several are played one after the other. Without one the
+built-in scene plays. Frames are pushed at the clip's own pace.
+)";
+constexpr const char* END = R"(Exit status:
+  0 as asked, 1 usage or input, 2 the check failed, 3 nothing was delivered (or
+  with --strict: a frame was dropped), 130 interrupted.
+
+Examples:
+  lumetra-play                           the built-in scene, 10 seconds
+  lumetra-play --check clip.mp4          a clip, every delivered pixel checked
+  lumetra-play --view --loop clip.mp4    a clip over and over, in the browser
+  lumetra-play /dev/video0               a camera
+  lumetra-play -f lavfi testsrc2         a test picture of FFmpeg's
+  lumetra-play --json --fast clip.mp4    figures for a script)";
+
+// CLI11's help without its terms: "  -f, --input-format F   what it does", lines within 80 columns.
+class HelpForm : public CLI::Formatter {
+public:
+    HelpForm() { column_width(25); }
+    std::string make_usage(const CLI::App*, std::string) const override { return BEGINNING; }
+    std::string make_positionals(const CLI::App*) const override { return "\n"; }
+    std::string make_group(std::string group, bool, std::vector<const CLI::Option*> options) const override {
+        std::string text = group + ":\n";
+        for (const CLI::Option* option : options) text += make_option(option, false);
+        return text;
+    }
+    std::string make_option_name(const CLI::Option* option, bool) const override {
+        const auto& letters = option->get_snames();
+        std::string names = letters.empty() ? "    --" : "-" + letters.front() + ", --";
+        return names + CLI::detail::join(option->get_lnames(), ", --");
+    }
+    std::string make_option_opts(const CLI::Option* option) const override {
+        const std::string& form = option->get_option_text();
+        return form.empty() || form.starts_with("[=") ? form : " " + form;
+    }
+};
+
 std::optional<std::int32_t> wholeNumber(std::string_view text) {
     std::int32_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -23,149 +64,247 @@ std::optional<std::int32_t> wholeNumber(std::string_view text) {
     return value;
 }
 
-std::optional<double> number(const std::string& text) {
+double parseNumber(const std::string& text, double least, double most) {
     char* end = nullptr;
     const double value = std::strtod(text.c_str(), &end);
-    if (text.empty() || *end != 0 || !(value >= 0 && value <= 1e6)) return std::nullopt;
-    return value;
-}
-
-// The options as text, before they are given their meaning; what was not given stays empty.
-struct RawOptions {
-    std::string size, start, seconds, frames, rate, format, flags, view;
-    std::vector<std::string> modules, commands, watched;
-    bool pyramid = false, version = false, help = false;
-};
-
-void describe(CLI::App& app, Options& options, RawOptions& raw) {
-    app.set_help_flag();
-    app.add_option("source", options.inputs);
-    for (const auto& [name, text] : {std::pair("-f,--input-format", &options.inputFormat),
-                                     {"--raw", &options.raw},
-                                     {"--size", &raw.size},
-                                     {"--start", &raw.start},
-                                     {"--seconds", &raw.seconds},
-                                     {"--frames", &raw.frames},
-                                     {"--fps", &raw.rate},
-                                     {"--format", &raw.format},
-                                     {"--flags", &raw.flags},
-                                     {"--module-path", &options.modulePath},
-                                     {"--camera", &options.camera},
-                                     {"--save-jpeg", &options.jpegFolder},
-                                     {"--sheet", &options.sheet},
-                                     {"--writable", &options.writable},
-                                     {"--library", &options.library}})
-        app.add_option(name, *text);
-    for (const auto& [name, list] :
-         {std::pair("-m,--module", &raw.modules), {"-c,--command", &raw.commands}, {"--watch", &raw.watched}})
-        app.add_option(name, *list)->allow_extra_args(false);  // what follows is a source
-    for (const auto& [name, flag] : {std::pair("--loop", &options.loop),
-                                     {"--fast", &options.fast},
-                                     {"--pyramid,!--no-pyramid", &raw.pyramid},
-                                     {"--descriptors", &options.descriptors},
-                                     {"--check", &options.check},
-                                     {"--strict", &options.strict},
-                                     {"--json", &options.json},
-                                     {"--quiet", &options.quiet},
-                                     {"--log,!--no-log", &options.log},
-                                     {"--devices", &options.devices},
-                                     {"--info", &options.info},
-                                     {"-h,--help", &raw.help},
-                                     {"--version", &raw.version}})
-        app.add_flag(name, *flag);
-    app.add_flag("--view{0}", raw.view);
+    if (*end == 0 && value >= least && value <= most) return value;
+    char range[64];
+    std::snprintf(range, sizeof range, "%g to %g", least, most);
+    throw PlayError(text + " is no such number: use " + range);
 }
 
 LUMETRA_IMGFORMATTYPE parseFormat(const std::string& text) {
-    const auto format = formatByName(text);
-    if (!format) throw PlayError("--format " + text + " is unknown: use auto, rgb, bgr, bgra, yuyv or gray8");
-    return *format;
+    if (const auto format = formatByName(text)) return *format;
+    throw PlayError(text + " is unknown: use auto, rgb, bgr, bgra, yuyv or gray8");
 }
 
-double parseNumber(const char* option, const std::string& text, double least, double most) {
-    const auto value = number(text);
-    if (!value || *value < least || *value > most) {
-        char range[64];
-        std::snprintf(range, sizeof range, "%g to %g", least, most);
-        throw PlayError(std::string(option) + " " + text + " is no such number: use " + range);
+std::int32_t parseFrames(const std::string& text) {
+    if (const auto frames = wholeNumber(text); frames && *frames >= 0) return *frames;
+    throw PlayError(text + " is no number of frames: use 0 or more");
+}
+
+using Take = std::function<void(const std::string&)>;
+
+template <class Value, class Parse>
+Take parsed(Value& value, Parse parse) {
+    return [&value, parse](const std::string& text) { value = parse(text); };
+}
+
+template <class Value>
+Take number(Value& value, double least, double most) {
+    return parsed(value, [=](const std::string& text) { return parseNumber(text, least, most); });
+}
+
+Take text(std::string& value) {
+    return [&value](const std::string& text) { value = text; };
+}
+
+// What is given its meaning after the whole line has been read.
+struct RawOptions {
+    std::vector<std::string> watched;
+    std::string view;
+    bool pyramid = false, help = false, version = false;
+};
+
+// Adds options to the parser, in groups that the help shows.
+class Table {
+public:
+    Table(CLI::App& app, const char* group) : m_app(app) { app.option_defaults()->take_last()->group(group); }
+
+    /// @param form  what stands for the value in the help
+    CLI::Option* value(const char* name, const char* form, const char* help, const Take& take) {
+        return m_app.add_option_function<std::string>(name, named(name, take), help)->option_text(form);
     }
-    return *value;
+    /// May be repeated; what follows the value is a source.
+    void list(const char* name, const char* form, const char* help, const Take& take) {
+        const auto takeAll = [take = named(name, take)](const std::vector<std::string>& texts) {
+            for (const std::string& text : texts) take(text);
+        };
+        CLI::Option* const list = m_app.add_option_function<std::vector<std::string>>(name, takeAll, help);
+        list->allow_extra_args(false)->take_all()->option_text(form);
+    }
+    template <class Value>
+    CLI::Option* flag(const char* name, const char* help, Value& value) {
+        return m_app.add_flag(name, value, help);
+    }
+
+private:
+    // What is wrong with a value is said with the option's name.
+    static Take named(std::string name, const Take& take) {
+        name = name.substr(name.find("--"));
+        return [name, take](const std::string& text) {
+            try {
+                if (text.empty()) throw PlayError("needs a value");
+                take(text);
+            } catch (const PlayError& error) {
+                throw PlayError(name + ": " + error.what());
+            }
+        };
+    }
+
+    CLI::App& m_app;
+};
+
+void describeSource(CLI::App& app, Options& options) {
+    constexpr double MAX_FRAMES_PER_SECOND = 1000;  // the library tells frames apart by their millisecond
+    Table table(app, "Source");
+    table.value("--start", "S", "begin S seconds into the clip", number(options.start, 0, 1e6))
+        ->needs("source");
+    table.value("--seconds", "S", "end after S seconds", number(options.seconds, 0.001, 1e6));
+    table.value("--frames", "N", "end after N frames, 0 = no limit (the scene: 300)",
+                parsed(options.frames, parseFrames));
+    table.flag("--loop", "begin again at the end", options.loop);
+    table.value("--fps", "N", "N frames a second instead of the clip's own times",
+                number(options.framesPerSecond, 0.001, MAX_FRAMES_PER_SECOND));
+    table.flag("--fast", "as fast as frames can be delivered", options.fast)->excludes("--fps");
+    table.value("--size", "WxH",
+                "of raw video, of the scene, asked of a device; other\nsources are scaled to it",
+                parsed(options.size, parseSize));
+    table
+        .value("--raw", "PIXELS",
+               "raw video of this pixel format, such as nv12, and of\nthe size that --size says",
+               text(options.raw))
+        ->needs("source")
+        ->needs("--size");
+    table
+        .value("-f,--input-format", "F", "read the source by FFmpeg's reader F, such as lavfi",
+               text(options.inputFormat))
+        ->needs("source")
+        ->excludes("--raw");
+}
+
+void describeFrames(CLI::App& app, Options& options, RawOptions& raw) {
+    Table table(app, "Frames pushed");
+    const auto format = [&](const std::string& name) {
+        if (name != "auto") options.format = parseFormat(name);
+    };
+    table.value("--format", "F",
+                "auto, rgb, bgr, bgra, yuyv or gray8 (auto: what costs\nleast for the source; gray8 takes "
+                "the Y plane as it is)",
+                format);
+    table.value("--flags", "FLAGS",
+                "what the library does: a number, or names out of gray,\npyramid, flip and dump "
+                "(gray,pyramid; for yuyv gray)",
+                parsed(options.flags, parseFlags));
+    table.flag("--pyramid,!--no-pyramid",
+               "push every frame with its seven smaller levels or\nwithout (as the flags say)", raw.pyramid);
+    table.value("--writable", "DIR", "folder for --flags dump (the working folder)", text(options.writable));
+}
+
+void describeModules(CLI::App& app, Options& options, RawOptions& raw) {
+    Table table(app, "Modules");
+    const auto command = [&](const std::string& words) {
+        if (words == "-")
+            options.commandsFromInput = true;
+        else
+            options.commands.push_back(parseCommand(words));
+    };
+    table.list("-m,--module", "NAME[=CONFIGURATION]", "load this module too; may be repeated",
+               [&](const std::string& name) { options.modules.push_back(parseModule(name)); });
+    table.value("--module-path", "DIR", "folder with the NAME.framework folders", text(options.modulePath));
+    table.list("-c,--command", "NAME:NUMBER[=TEXT]",
+               "send a command before the first frame, or - to read\ncommands from standard input; may be "
+               "repeated. On a\nterminal they can be typed while it plays, q ends",
+               command);
+    table.list("--watch", "NAME", "reload the module whenever its library changes",
+               [&](const std::string& name) { raw.watched.push_back(name); });
+    CLI::Option* const camera =
+        table.value("--camera", "SOURCE",
+                    "let the module CameraSource push: scene, a device, a\nfile or a named pipe of raw video",
+                    text(options.camera));
+    for (const char* other : {"source", "--start", "--raw", "--input-format", "--fast", "--pyramid"})
+        camera->excludes(other);
+    table
+        .value("--save-jpeg", "DIR", "with --camera: keep the JPEG of every frame", text(options.jpegFolder))
+        ->needs(camera);
+    table.flag("--descriptors", "with --camera: print every frame's descriptor", options.descriptors)
+        ->needs(camera);
+}
+
+void describeResults(CLI::App& app, Options& options, RawOptions& raw) {
+    Table table(app, "Results");
+    table.flag("--view{0}", "show frames, levels and figures as a live web page", raw.view)
+        ->option_text("[=[ADDRESS:]PORT]");
+    table.value("--sheet", "FILE.png", "picture of the last frame and of its levels", text(options.sheet))
+        ->excludes("--camera");
+    table.flag("--check", "compare every pixel in the modules with the rule", options.check)
+        ->excludes("--camera");
+    table.flag("--strict", "exit status 3 if a frame is dropped", options.strict);
+    table.flag("--json", "one JSON document on standard output, nothing else", options.json);
+    table.flag("--quiet", "say nothing but what goes wrong", options.quiet);
+    table.flag("--log", "show the library's and the modules' log", options.log);
+}
+
+void describeOther(CLI::App& app, Options& options, RawOptions& raw) {
+    Table table(app, "Other");
+    table.flag("--devices", "list the capture devices as JSON", options.devices);
+    table.flag("--info", "describe this machine as JSON", options.info);
+    table.value("--library", "PATH", "play through this build of the library", text(options.library));
+    table.flag("-h,--help", "display this help and exit", raw.help);
+    table.flag("--version", "output version information and exit", raw.version);
 }
 
 // A path stays what it names when the folder changes; URLs, devices by name and - are none.
-void makeAbsolute(std::string& path) {
-    if (!path.empty()) path = fs::absolute(path).lexically_normal().string();
-}
-
 void makePathsAbsolute(Options& options) {
+    const auto makeAbsolute = [](std::string& path) {
+        if (!path.empty()) path = fs::absolute(path).lexically_normal().string();
+    };
     if (options.writable.empty()) options.writable = ".";
     for (std::string* path : {&options.modulePath, &options.writable, &options.sheet, &options.jpegFolder})
         makeAbsolute(*path);
     if (options.camera != "scene") makeAbsolute(options.camera);
     for (std::string& input : options.inputs)
-        if (input != "-" && options.inputFormat.empty() && input.find("://") == std::string::npos)
-            makeAbsolute(input);
+        if (options.inputFormat.empty() && isPath(input)) makeAbsolute(input);
 }
 
-void interpretModules(Options& options, const RawOptions& raw) {
-    for (const std::string& module : raw.modules) options.modules.push_back(parseModule(module));
-    for (const std::string& name : raw.watched) {
-        auto& modules = options.modules;
+void addWatched(Options& options, const std::vector<std::string>& names) {
+    auto& modules = options.modules;
+    for (const std::string& name : names) {
         auto module = std::find_if(modules.begin(), modules.end(), [&name](const ModuleRequest& candidate) {
             return candidate.name == name;
         });
         if (module == modules.end()) module = modules.insert(modules.end(), parseModule(name));
         module->watched = true;
     }
-    for (const std::string& command : raw.commands) {
-        if (command == "-")
-            options.commandsFromInput = true;
-        else
-            options.commands.push_back(parseCommand(command));
-    }
 }
 
-void interpret(Options& options, const CLI::App& app, const RawOptions& raw) {
-    constexpr double MAX_FRAMES_PER_SECOND = 1000;  // the library tells frames apart by their millisecond
-    const auto given = [&app](const char* name) { return app.count(name) > 0; };
-    if (given("--size")) options.size = parseSize(raw.size);
-    if (given("--start")) options.start = parseNumber("--start", raw.start, 0, 1e6);
-    if (given("--seconds")) options.seconds = parseNumber("--seconds", raw.seconds, 0.001, 1e6);
-    if (given("--fps")) options.framesPerSecond = parseNumber("--fps", raw.rate, 0, MAX_FRAMES_PER_SECOND);
-    if (options.framesPerSecond == 0) {
-        options.framesPerSecond.reset();
-        options.fast = true;
-    }
-    if (given("--frames")) {
-        options.frames = wholeNumber(raw.frames);
-        if (!options.frames || *options.frames < 0)
-            throw PlayError("--frames " + raw.frames + " is no number of frames: use 0 or more");
-    }
-    if (given("--format") && raw.format != "auto") options.format = parseFormat(raw.format);
-    if (given("--flags")) options.flags = parseFlags(raw.flags);
-    if (given("--view")) options.view = parseView(raw.view);
-    if (given("--pyramid")) options.pyramid = raw.pyramid;
-    interpretModules(options, raw);
-    makePathsAbsolute(options);
-}
-
-void requireAgreement(const Options& options) {
+void requireSense(const Options& options) {
+    if (options.loop && options.inputs.empty() && options.camera.empty())
+        throw PlayError("--loop is for a source that ends: name one, or leave it out");
     if (options.commandsFromInput && std::count(options.inputs.begin(), options.inputs.end(), "-") > 0)
         throw PlayError("standard input cannot be both the source and the commands: name a file for one");
-    if (options.camera.empty()) {
-        if (!options.jpegFolder.empty() || options.descriptors)
-            throw PlayError("--save-jpeg and --descriptors show what CameraSource pushes: add --camera");
-        return;
-    }
-    if (!options.inputs.empty() || options.check || !options.sheet.empty())
-        throw PlayError("with --camera the module pushes the frames: leave out sources, --check and --sheet");
-    if (options.pyramid.value_or(false))
-        throw PlayError("CameraSource pushes no smaller levels: leave out --pyramid");
+    for (auto module = options.modules.begin(); module != options.modules.end(); ++module)
+        if (std::any_of(options.modules.begin(), module,
+                        [&](const ModuleRequest& other) { return other.name == module->name; }))
+            throw PlayError("the module " + module->name + " is named twice: leave out one");
     if (options.jpegFolder.empty()) return;
     if (!fs::is_directory(options.jpegFolder))
         throw PlayError(options.jpegFolder + " is no folder: make it or name another by --save-jpeg");
     if (options.format.value_or(LUMETRA_IMGFORMAT_YUYV) != LUMETRA_IMGFORMAT_YUYV)
         throw PlayError("pictures are made of yuyv frames only: leave out --format or --save-jpeg");
+}
+
+// --info and --devices say what they say whatever else there is.
+void requireNothingElse(const CLI::App& app) {
+    for (const CLI::Option* option : app.get_options())
+        if (const std::string name = option->get_name();
+            option->count() > 0 && name != "--info" && name != "--devices" && name != "--json" &&
+            name != "--quiet" && name != "--log" && name != "--library")
+            throw PlayError(name + " has no meaning beside --info and --devices: leave it out");
+}
+
+void parse(CLI::App& app, int argc, const char* const* argv) try {
+    app.parse(argc, argv);
+    for (const CLI::Option* option : app.get_options())
+        if (option->count() > 1 && option->get_multi_option_policy() == CLI::MultiOptionPolicy::TakeLast)
+            throw PlayError(option->get_name() + " is given twice: give it once");
+} catch (const CLI::ExtrasError&) {
+    throw PlayError(app.remaining().front() + " is no option: see lumetra-play --help");
+} catch (const CLI::ArgumentMismatch& error) {
+    const std::string words = error.what();
+    throw PlayError(words.substr(0, words.find(':')) + " needs a value: see lumetra-play --help");
+} catch (const CLI::ParseError& error) {
+    throw PlayError(std::string(error.what()) + ": see lumetra-play --help");
 }
 
 }  // namespace
@@ -174,34 +313,49 @@ std::optional<Options> parseOptions(int argc, const char* const* argv) {
     Options options;
     RawOptions raw;
     CLI::App app;
-    describe(app, options, raw);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ExtrasError&) {
-        const auto unknown = app.remaining();
-        throw PlayError(unknown.front() + " is no option: see lumetra-play --help");
-    } catch (const CLI::ParseError& error) {
-        throw PlayError(std::string(error.what()) + ": see lumetra-play --help");
-    }
+    app.set_help_flag();
+    app.formatter(std::make_shared<HelpForm>());
+    app.footer(END);
+    app.add_option("source", options.inputs)->group("Source");
+    describeSource(app, options);
+    describeFrames(app, options, raw);
+    describeModules(app, options, raw);
+    describeResults(app, options, raw);
+    describeOther(app, options, raw);
+    parse(app, argc, argv);
     if (raw.help || raw.version) {
         std::string text =
-            raw.help ? helpText() : "lumetra-play " LUMETRA_VERSION "\n" + inputLibraries() + "\n";
+            raw.help ? app.help() : "lumetra-play " LUMETRA_VERSION "\n" + inputLibraries() + "\n";
         text.pop_back();
         output::writeLine(text);
         output::requireWritten();
         return std::nullopt;
     }
-    interpret(options, app, raw);
-    requireAgreement(options);
+    requireSense(options);
+    if (options.info || options.devices) requireNothingElse(app);
+    if (app.count("--view") > 0) options.view = parseView(raw.view);
+    if (app.count("--pyramid") > 0) options.pyramid = raw.pyramid;
+    addWatched(options, raw.watched);
+    makePathsAbsolute(options);
     return options;
+}
+
+bool isPath(const std::string& input) {
+    const std::size_t colon = input.find(':');
+    const auto partOfScheme = [](char letter) {
+        return std::isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '+' || letter == '-' ||
+               letter == '.';
+    };
+    return input != "-" &&
+           (colon == std::string::npos || colon < 2 ||
+            !std::all_of(input.begin(), input.begin() + static_cast<std::ptrdiff_t>(colon), partOfScheme));
 }
 
 std::int32_t parseFlags(const std::string& text) {
     constexpr std::int32_t ALL = LUMETRA_CONVERT_GRAY | LUMETRA_CONVERT_PYRAMID |
                                  LUMETRA_CONVERT_FLIPVERTICAL | LUMETRA_CONVERT_DEBUGDUMP;
     const auto fail = [&]() -> PlayError {
-        return PlayError("--flags " + text +
-                         " is unknown: use 0 to 15, or gray, pyramid, flip and dump joined by commas");
+        return PlayError(text + " is unknown: use 0 to 15, or gray, pyramid, flip and dump joined by commas");
     };
     if (const auto flags = wholeNumber(text)) {
         if (*flags < 0 || *flags > ALL) throw fail();
@@ -229,7 +383,7 @@ Options::Size parseSize(const std::string& text) {
     const auto width = wholeNumber(std::string_view(text).substr(0, cross));
     const auto height =
         cross == std::string::npos ? std::nullopt : wholeNumber(std::string_view(text).substr(cross + 1));
-    if (!width || !height) throw PlayError("--size " + text + " is no size: use WxH, such as 640x480");
+    if (!width || !height) throw PlayError(text + " is no size: use WxH, such as 640x480");
     return {*width, *height};
 }
 
@@ -238,9 +392,8 @@ ModuleRequest parseModule(const std::string& text) {
     ModuleRequest request{text.substr(0, equals), std::nullopt};
     if (equals != std::string::npos) request.configuration = text.substr(equals + 1);
     if (request.name.empty() || request.name.find('/') != std::string::npos)
-        throw PlayError("--module " + text + ": give the bare NAME and its folder by --module-path");
-    if (request.name == "FrameMonitor")
-        throw PlayError("--module FrameMonitor: it is always loaded, leave it out");
+        throw PlayError(text + ": give the bare NAME and its folder by --module-path");
+    if (request.name == "FrameMonitor") throw PlayError("FrameMonitor is always loaded: leave it out");
     return request;
 }
 

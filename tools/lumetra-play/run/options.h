@@ -13,7 +13,7 @@
 struct ModuleRequest {
     std::string name;
     std::optional<std::string> configuration;
-    bool watched = false;  // loaded anew when its library changes
+    bool watched = false;  // reloaded when its library changes
 };
 
 struct CommandRequest {
@@ -66,6 +66,9 @@ struct Options {
 /// @throws PlayError for a command line that does not parse or contradicts itself
 std::optional<Options> parseOptions(int argc, const char* const* argv);
 
+/// Whether an input is a path, and neither a URL (file:, concat: and their like included) nor standard input.
+bool isPath(const std::string& input);
+
 /// Names joined by commas, such as "gray,pyramid", or a number. @throws PlayError otherwise
 std::int32_t parseFlags(const std::string& text);
 /// "640x480". @throws PlayError otherwise
@@ -79,8 +82,5 @@ Options::View parseView(const std::string& text);
 
 /// The flags with which a format works out of the box: packed luma has neither flip nor supplied levels.
 std::int32_t defaultFlags(LUMETRA_IMGFORMATTYPE format);
-
-/// Everything that --help says.
-const char* helpText();
 
 #endif

@@ -1,22 +1,22 @@
 // play.cpp - everything up in its order, the play, everything down.
 #include "tools/lumetra-play/run/play.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
+#include <netdb.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
-#include "tools/lumetra-play/modules/camera_play.h"
+#include "tools/lumetra-play/modules/camera_host.h"
 #include "tools/lumetra-play/modules/console.h"
-#include "tools/lumetra-play/modules/known_modules.h"
 #include "tools/lumetra-play/modules/module_watch.h"
-#include "tools/lumetra-play/pixels/conversion.h"
 #include "tools/lumetra-play/run/engine_session.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/run/text.h"
@@ -39,34 +39,37 @@ void requireDumpFolder(const Options& options, std::int32_t flags) {
 }
 
 PlaySettings settingsFor(const Options& options, const Picture& picture) {
-    PlaySettings settings{};
     const bool camera = !options.camera.empty();
-    settings.flags = options.flags.value_or(camera ? LUMETRA_CONVERT_GRAY : defaultFlags(picture.format));
-    settings.pyramid = !camera && options.pyramid.value_or((settings.flags & LUMETRA_CONVERT_PYRAMID) != 0);
-    settings.framesPerSecond = options.framesPerSecond;
-    settings.fast = options.fast;
+    const std::int32_t flags =
+        options.flags.value_or(camera ? LUMETRA_CONVERT_GRAY : defaultFlags(picture.format));
+    const bool pyramid = !camera && options.pyramid.value_or((flags & LUMETRA_CONVERT_PYRAMID) != 0);
     const bool scene = camera ? options.camera == "scene" : options.inputs.empty();
-    settings.frames = options.frames.value_or(scene && !options.seconds ? SCENE_FRAMES : 0);
-    settings.quiet = options.quiet;
-    const bool grey =
-        picture.format == LUMETRA_IMGFORMAT_GRAY8 || (settings.flags & LUMETRA_CONVERT_GRAY) != 0;
+    const bool grey = picture.format == LUMETRA_IMGFORMAT_GRAY8 || (flags & LUMETRA_CONVERT_GRAY) != 0;
     if (options.check && !grey) throw PlayError("--check needs grey frames: add gray to --flags");
-    requireDumpFolder(options, settings.flags);
-    return settings;
+    requireDumpFolder(options, flags);
+    return {flags,
+            pyramid,
+            options.framesPerSecond,
+            options.fast,
+            options.frames.value_or(scene && !options.seconds ? SCENE_FRAMES : 0),
+            options.quiet};
 }
 
-// Why a server cannot listen there, which the module cannot say.
+// Why a server cannot listen there, which the module cannot say, and what to do.
 std::string listenError(const Options::View& view) {
-    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(view.port));
-    std::string reason;
-    if (inet_pton(AF_INET, view.address.c_str(), &address.sin_addr) == 1 &&
-        bind(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-        reason = " (" + std::generic_category().message(errno) + ")";
+    addrinfo wanted{};
+    wanted.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    const std::string otherAddress = ": name an address of this machine, such as 0.0.0.0";
+    if (const int error =
+            getaddrinfo(view.address.c_str(), std::to_string(view.port).c_str(), &wanted, &found))
+        return " (" + std::string(gai_strerror(error)) + ")" + otherAddress;
+    const int probe = socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int error = bind(probe, found->ai_addr, found->ai_addrlen) != 0 ? errno : EADDRINUSE;
     close(probe);
-    return reason;
+    freeaddrinfo(found);
+    return " (" + std::generic_category().message(error) + ")" +
+           (error == EADDRNOTAVAIL ? otherAddress : ": choose another port by --view=PORT");
 }
 
 void openInBrowser(const std::string& page) {
@@ -76,110 +79,133 @@ void openInBrowser(const std::string& page) {
     posix_spawn_file_actions_init(&quietly);
     posix_spawn_file_actions_addopen(&quietly, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_adddup2(&quietly, STDERR_FILENO, STDOUT_FILENO);
+    // The signals that this program blocks and ignores are the browser's to get.
+    sigset_t none, closedPipe;
+    sigemptyset(&none);
+    sigemptyset(&closedPipe);
+    sigaddset(&closedPipe, SIGPIPE);
+    posix_spawnattr_t usual;
+    posix_spawnattr_init(&usual);
+    posix_spawnattr_setsigmask(&usual, &none);
+    posix_spawnattr_setsigdefault(&usual, &closedPipe);
+    posix_spawnattr_setflags(&usual, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     pid_t child = 0;  // its end is of no interest
-    posix_spawnp(&child, command[0], &quietly, nullptr, const_cast<char* const*>(command), environ);
+    posix_spawnp(&child, command[0], &quietly, &usual, const_cast<char* const*>(command), environ);
+    posix_spawnattr_destroy(&usual);
     posix_spawn_file_actions_destroy(&quietly);
 }
 
 std::string loadView(const Options& options, const LibraryTable& library, EngineSession& engine) {
+    constexpr auto GET_PORT = LUMETRA_CMDTYPE(LUMETRA_CMD_MODULE_FIRST);  // 0: it does not serve
     const Options::View& view = *options.view;
     const std::string configuration = toText({{"port", view.port}, {"address", view.address}});
     const std::int32_t id =
         engine.loadModule({"LiveView", configuration}, folderOfModule("LiveView", options.modulePath));
-    const int port = library.command(id, live_view::PORT, u"");
+    const int port = library.command(id, GET_PORT, u"");
     const std::string place = view.address + ":" + std::to_string(port != 0 ? port : view.port);
-    if (port == 0)
-        throw PlayError("the live view cannot be served at " + place + listenError(view) +
-                        ": choose another port by --view=PORT");
+    if (port == 0) throw PlayError("the live view cannot be served at " + place + listenError(view));
     const std::string page = "http://" + place + "/";
-    if (options.json)
-        output::say("live view: " + page);
-    else
-        output::writeLine("live view: " + page);
+    output::showResult("live view: " + page);
     openInBrowser(page);
     return page;
 }
 
-// The sheet is made while the engine is still there to ask for the levels.
-std::string makeSheet(const Options& options, const Summary& summary, const MonitorLink& monitor,
-                      const LibraryTable& library) {
-    const Picture& picture = summary.picture;
-    if (summary.play.pushed == 0) return {};
-    const RgbImage pushed{picture.width, picture.height,
-                          convertPixels(picture, summary.play.lastFrame, LUMETRA_IMGFORMAT_RGB)};
-    writePng(options.sheet, composeSheet(pushed, formatName(picture.format), fetchLevels(monitor, library)));
-    const std::int64_t shown = summary.play.monitor.newestFrame;
-    if (shown == summary.play.pushed - 1) return options.sheet;
-    return options.sheet + " (the last frame was dropped or not grey; the levels are " +
+std::string sheetText(const std::string& path, const PlayResult& play) {
+    const std::int64_t shown = play.monitor.newestFrame;
+    if (shown == play.pushed - 1) return path;
+    return path + " (the last frame was dropped or not grey; the levels are " +
            (shown < 0 ? "missing)" : "those of frame " + std::to_string(shown) + ")");
 }
 
 SourceFacts cameraFacts(const Options& options, Picture& picture) {
-    SourceFacts facts;
-    facts.name = "the camera " + options.camera;
     const Options::Size size = options.size.value_or(Options::Size{640, 480});
     picture = {options.format.value_or(LUMETRA_IMGFORMAT_YUYV), size.width, size.height};
+    requireUsableSize(size.width, size.height, picture.format);
+    SourceFacts facts;
+    facts.name = "the camera " + options.camera;
     facts.width = size.width;
     facts.height = size.height;
-    requireUsableSize(size.width, size.height, picture.format);
     return facts;
 }
 
-PlayResult playCamera(const Options& options, const PlaySettings& settings, const Picture& picture,
-                      const LibraryTable& library, EngineSession& engine, MonitorLink& monitor,
-                      const StopRequest& stop, Summary& summary) {
-    engine.loadModule({"CameraSource", cameraConfiguration(options, picture)},
-                      folderOfModule("CameraSource", options.modulePath));
-    HostExchange exchange(library, options.jpegFolder, options.descriptors, options.json);
-    PlayResult result = CameraPlay(library, monitor, stop, settings.quiet).play(settings.frames);
-    summary.exchange = exchange.counts();
+// One play from the source to the summary; the parts come down in the opposite order.
+class Play {
+public:
+    Play(const Options& options, StopRequest& stop) : m_options(options), m_stop(stop) {
+        if (options.camera.empty()) m_source = openSource(options, stop);
+        m_summary.source = m_source ? m_source->facts() : cameraFacts(options, m_summary.picture);
+        if (m_source) m_summary.picture = m_source->picture();
+        m_settings = settingsFor(options, m_summary.picture);
+        m_summary.flags = m_settings.flags;
+        m_summary.pyramid = m_settings.pyramid;
+        const bool watched = std::any_of(options.modules.begin(), options.modules.end(),
+                                         [](const ModuleRequest& module) { return module.watched; });
+        if (watched || !options.sheet.empty()) m_scratch.emplace();
+    }
+
+    void run(const std::function<void(const Summary&)>& finish);
+
+private:
+    void loadModules(const LibraryTable& library, EngineSession& engine);
+    PlayResult playFrames(const LibraryTable& library, EngineSession& engine, MonitorLink& monitor,
+                          PixelCheck* check);
+
+    const Options& m_options;
+    StopRequest& m_stop;
+    std::optional<ScratchFolder> m_scratch;
+    std::unique_ptr<FrameSource> m_source;  // null with a camera
+    PlaySettings m_settings{};
+    Summary m_summary;
+};
+
+void Play::run(const std::function<void(const Summary&)>& finish) {
+    // Only now, so that what is refused is refused in one line: the library prints while it is loaded.
+    const LibraryTable library = openLibrary(m_options.library);
+    PixelCheck check;
+    EngineSession engine(library, m_scratch ? &*m_scratch : nullptr);
+    engine.configure({m_summary.picture, m_settings.flags, m_settings.pyramid, m_options.writable,
+                      !m_options.jpegFolder.empty()});
+    engine.loadModule({"FrameMonitor", std::nullopt}, folderOfModule("FrameMonitor", m_options.modulePath));
+    MonitorLink monitor(library, m_options.check ? &check : nullptr);
+    loadModules(library, engine);
+    m_summary.play = playFrames(library, engine, monitor, m_options.check ? &check : nullptr);
+    m_stop.stop();
+    if (m_source) m_summary.remark = m_source->remark();
+    if (m_source) m_summary.error = m_source->error();
+    if (!m_options.sheet.empty() && m_summary.play.pushed > 0) {
+        writeSheet(m_options.sheet, m_summary.picture, m_summary.play.lastFrame, monitor, library,
+                   *m_scratch);
+        m_summary.sheet = sheetText(m_options.sheet, m_summary.play);
+    }
+    m_summary.modules = engine.report();
+    m_summary.log = output::logCounts();
+    if (m_options.check) m_summary.check = check.result();
+    finish(m_summary);
+}
+
+void Play::loadModules(const LibraryTable& library, EngineSession& engine) {
+    for (const ModuleRequest& module : m_options.modules)
+        engine.loadModule(module, folderOfModule(module.name, m_options.modulePath));
+    if (m_options.view) m_summary.page = loadView(m_options, library, engine);
+    for (const CommandRequest& command : m_options.commands) engine.command(command);
+}
+
+PlayResult Play::playFrames(const LibraryTable& library, EngineSession& engine, MonitorLink& monitor,
+                            PixelCheck* check) {
+    const WaitingFor waiting("frames to be delivered");
+    const ModuleWatch watch(engine, monitor, m_options.modules);
+    std::optional<Console> console;
+    const bool typing = isatty(STDIN_FILENO) == 1 && output::onTerminal();
+    if (typing || m_options.commandsFromInput) console.emplace(engine, m_stop);
+    if (m_source) return Player(m_settings, *m_source, library, monitor, check, m_stop).play();
+    CameraHost camera(m_options, m_summary.picture, library, engine);
+    PlayResult result = camera.play(m_settings.frames, monitor, m_stop);
+    m_summary.exchange = camera.counts();
     return result;
 }
 
 }  // namespace
 
-Summary play(const Options& options, StopRequest& stop) {
-    Summary summary;
-    const auto source = options.camera.empty() ? openSource(options, stop) : nullptr;
-    if (source) {
-        summary.source = source->facts();
-        summary.picture = source->picture();
-    } else {
-        summary.source = cameraFacts(options, summary.picture);
-    }
-    const PlaySettings settings = settingsFor(options, summary.picture);
-    summary.flags = settings.flags;
-    summary.pyramid = settings.pyramid;
-
-    // Only now, so that what is refused is refused in one line: the library prints while it is loaded.
-    const LibraryTable library = openLibrary(options.library);
-    PixelCheck check;
-    PixelCheck* const checked = options.check ? &check : nullptr;
-    EngineSession engine(library, options.json);
-    engine.configure(
-        {summary.picture, settings.flags, settings.pyramid, options.writable, !options.jpegFolder.empty()});
-    engine.loadModule({"FrameMonitor", std::nullopt}, folderOfModule("FrameMonitor", options.modulePath));
-    MonitorLink monitor(library, checked);
-    for (const ModuleRequest& module : options.modules)
-        engine.loadModule(module, folderOfModule(module.name, options.modulePath));
-    if (options.view) summary.page = loadView(options, library, engine);
-    for (const CommandRequest& command : options.commands) sendCommand(engine, command);
-    std::string names;
-    for (const ModuleRequest& module : options.modules) names += " " + module.name;
-    {
-        const WaitingFor waiting("frames to be delivered" + (names.empty() ? names : " to" + names));
-        const ModuleWatch watch(engine, monitor, options.modules);
-        std::optional<Console> console;
-        const bool typing = isatty(STDIN_FILENO) == 1 && output::onTerminal();
-        if (typing || options.commandsFromInput) console.emplace(engine, stop);
-        summary.play =
-            source ? Player(settings, *source, library, monitor, checked, stop).play()
-                   : playCamera(options, settings, summary.picture, library, engine, monitor, stop, summary);
-    }
-    if (source) summary.remark = source->remark();
-    summary.modules = engine.report();
-    summary.log = logCounts();
-    if (options.check) summary.check = check.result();
-    if (!options.sheet.empty()) summary.sheet = makeSheet(options, summary, monitor, library);
-    return summary;
+void play(const Options& options, StopRequest& stop, const std::function<void(const Summary&)>& finish) {
+    Play(options, stop).run(finish);
 }

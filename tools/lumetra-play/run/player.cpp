@@ -5,8 +5,6 @@
 #include <string>
 #include <thread>
 
-#include "tools/lumetra-play/pixels/pyramid_chain.h"
-#include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/run/text.h"
 #include "tools/lumetra-play/view/output.h"
 
@@ -16,8 +14,8 @@ using namespace std::chrono_literals;
 
 // The engine drops what it has not begun to deliver 100 ms after the push.
 constexpr auto SURELY_DECIDED_AFTER = 250ms;
-constexpr auto GIVE_UP_AFTER = 2s;            // without a further frame delivered
-constexpr std::int64_t MAX_ON_THE_ROAD = 64;  // frames, when nothing else sets the pace
+constexpr auto GIVE_UP_AFTER = 2s;          // without a further frame delivered
+constexpr std::int64_t MAX_UNDECIDED = 64;  // frames, when nothing else sets the pace
 
 // Now, as a descriptor's "timestampUs".
 std::int64_t systemMicroseconds() {
@@ -27,17 +25,33 @@ std::int64_t systemMicroseconds() {
 
 }  // namespace
 
-void waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const StopRequest& stop) {
+Pacer::Clock::time_point Pacer::nextDue(Clock::time_point now, double seconds) {
+    if (m_start) {
+        const std::chrono::duration<double> since(seconds - m_first);
+        const auto due = *m_start + std::chrono::round<Clock::duration>(since);
+        if (now - due <= 100ms) return due;
+    }
+    m_start = now;
+    m_first = seconds;
+    return now;
+}
+
+Usage waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const StopRequest& stop,
+                         const ProcessMeter& meter) {
     std::int64_t delivered = monitor.delivered();
+    Usage usage = meter.usage();
     for (auto last = std::chrono::steady_clock::now(); delivered < frames;) {
         // Who interrupts does not want to wait for frames that a module holds up.
         const auto patience = stop.interrupted() ? SURELY_DECIDED_AFTER : GIVE_UP_AFTER;
-        if (std::chrono::steady_clock::now() - last > patience) return;
+        if (std::chrono::steady_clock::now() - last > patience) break;
         std::this_thread::sleep_for(1ms);
         const std::int64_t now = monitor.delivered();
-        if (now != delivered) last = std::chrono::steady_clock::now();
+        if (now == delivered) continue;
+        last = std::chrono::steady_clock::now();
+        usage = meter.usage();
         delivered = now;
     }
+    return usage;
 }
 
 Player::Player(const PlaySettings& settings, FrameSource& source, const LibraryTable& library,
@@ -47,23 +61,23 @@ Player::Player(const PlaySettings& settings, FrameSource& source, const LibraryT
       m_library(library),
       m_monitor(monitor),
       m_check(check),
-      m_stop(stop),
-      m_progress(settings.quiet) {}
+      m_stop(stop) {}
 
 PlayResult Player::play() {
     std::optional<ProcessMeter> meter;
-    while (!m_stop.requested() && (m_settings.frames == 0 || m_pushed < m_settings.frames)) {
-        if (!readFrame() || !waitForTurn() || output::failed()) break;
-        if (m_pushed == 0) meter.emplace();
-        push();
-        if (m_progress.due()) showProgress();
-    }
-    waitUntilDelivered(m_monitor, m_pushed - m_refused, m_stop);
-
     PlayResult result;
+    {
+        Progress progress(m_settings.quiet);
+        while (!m_stop.requested() && (m_settings.frames == 0 || m_pushed < m_settings.frames)) {
+            if (!readFrame() || !waitForTurn() || output::failed()) break;
+            if (!meter) meter.emplace();
+            push();
+            if (progress.due()) progress.show(m_pushed, droppedSoFar(), m_monitor.report());
+        }
+        if (meter) result.usage = waitUntilDelivered(m_monitor, m_pushed - m_refused, m_stop, *meter);
+    }
     result.pushed = m_pushed;
     result.refused = m_refused;
-    if (meter) result.usage = meter->usage();
     result.monitor = m_monitor.report();
     m_last.resize(std::min(m_last.size(), m_source.picture().bytes()));
     result.lastFrame = std::move(m_last);
@@ -73,7 +87,7 @@ PlayResult Player::play() {
 // The next frame with all that belongs to it, so that nothing is left to do between its turn and its push.
 bool Player::readFrame() {
     if (!m_source.read(m_next, m_nextSeconds)) return false;
-    if (m_settings.pyramid) appendPyramidChain(m_source.picture(), m_next);
+    if (m_settings.pyramid) appendLevels(m_source.picture(), m_next);
     if (m_check != nullptr)
         m_check->expect(m_pushed, digestsOf(expectedLevels(m_source.picture(), m_next, m_settings.flags,
                                                            m_settings.pyramid)));
@@ -87,7 +101,7 @@ bool Player::waitForTurn() {
     // Frames of one millisecond would replace one another in the engine.
     while (systemMicroseconds() / 1000 == m_lastPushMs) std::this_thread::sleep_for(50us);
     if (!m_settings.fast) return true;
-    while (m_pushed - m_monitor.delivered() - droppedSoFar() >= MAX_ON_THE_ROAD)
+    while (m_pushed - m_monitor.delivered() - droppedSoFar() >= MAX_UNDECIDED)
         if (!m_stop.waitUntil(Clock::now() + 1ms)) return false;
     return true;
 }
@@ -99,22 +113,19 @@ void Player::push() {
                                               toUtf16(descriptor).c_str(), m_pushed);
     if (taken != 1) ++m_refused;
     m_lastPushMs = systemMicroseconds() / 1000;
-    m_recent.emplace_back(Clock::now(), m_pushed);
+    m_recent.push_back(Clock::now());
     m_last.swap(m_next);
     ++m_pushed;
+    decided();
 }
 
-// Frames that are too old still to be on their way and that were not delivered.
+// Frames that are too old still to be on their way.
+std::int64_t Player::decided() {
+    while (!m_recent.empty() && Clock::now() - m_recent.front() > SURELY_DECIDED_AFTER) m_recent.pop_front();
+    return m_pushed - static_cast<std::int64_t>(m_recent.size());
+}
+
 std::int64_t Player::droppedSoFar() {
-    while (!m_recent.empty() && Clock::now() - m_recent.front().first > SURELY_DECIDED_AFTER) {
-        m_due = m_recent.front().second + 1;
-        m_recent.pop_front();
-    }
-    return std::max<std::int64_t>(0, m_due - m_monitor.deliveredBefore(m_due));
-}
-
-void Player::showProgress() {
-    const std::int64_t dropped = droppedSoFar();
-    const MonitorReport report = m_monitor.report();
-    m_progress.show({m_pushed, report.distinct, dropped, report.medianUs, report.p99Us});
+    const std::int64_t due = decided();
+    return std::max<std::int64_t>(0, due - m_monitor.deliveredBefore(due));
 }

@@ -6,13 +6,12 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
-#include <utility>
+#include <string>
 
 #include "tools/lumetra-play/inputs/frame_source.h"
 #include "tools/lumetra-play/modules/monitor_link.h"
 #include "tools/lumetra-play/pixels/pixel_check.h"
 #include "tools/lumetra-play/run/library_table.h"
-#include "tools/lumetra-play/run/pacer.h"
 #include "tools/lumetra-play/run/stop_request.h"
 #include "tools/lumetra-play/view/progress.h"
 
@@ -35,8 +34,23 @@ struct PlayResult {
     std::int64_t dropped() const { return pushed - monitor.distinct; }  ///< refused ones too
 };
 
-/// Waits until as many frames were delivered, or no further one comes.
-void waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const StopRequest& stop);
+/// When the next frame is due, on an absolute schedule of the steady clock, so that waits do not add up.
+class Pacer {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// When the frame of the time `seconds` is due, `now` being when it could go. A source that is late by
+    /// more than 0.1 s moves the schedule: the frames behind a pause should not come as one burst.
+    Clock::time_point nextDue(Clock::time_point now, double seconds);
+
+private:
+    std::optional<Clock::time_point> m_start;  // when the time `m_first` was due
+    double m_first = 0;
+};
+
+/// Waits until as many frames were delivered, or no further one comes. What was used until the last delivery.
+Usage waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const StopRequest& stop,
+                         const ProcessMeter& meter);
 
 class Player {
 public:
@@ -45,7 +59,6 @@ public:
            MonitorLink& monitor, PixelCheck* check, const StopRequest& stop);
 
     /// Until the source, a limit or the stop request ends it, and the frames have been delivered.
-    /// @throws PlayError if the source fails
     PlayResult play();
 
 private:
@@ -54,8 +67,8 @@ private:
     bool readFrame();
     bool waitForTurn();
     void push();
+    std::int64_t decided();
     std::int64_t droppedSoFar();
-    void showProgress();
 
     const PlaySettings m_settings;
     FrameSource& m_source;
@@ -64,15 +77,13 @@ private:
     PixelCheck* const m_check;
     const StopRequest& m_stop;
     Pacer m_pacer;
-    Progress m_progress;
     Bytes m_next;                   // the frame to push: level 0, then the smaller levels if they go too
     double m_nextSeconds = 0;       // its time, as the source says
     Bytes m_last;                   // the frame pushed before it, likewise
     std::int32_t m_pushed = 0;      // also the next frame's number
     std::int64_t m_refused = 0;     // of the pushed
     std::int64_t m_lastPushMs = 0;  // system clock, not before the last frame's id
-    std::deque<std::pair<Clock::time_point, std::int32_t>> m_recent;  // pushes of the last moments
-    std::int32_t m_due = 0;  // frames that must have been delivered by now
+    std::deque<Clock::time_point> m_recent;  // pushes that may still be on their way
 };
 
 #endif

@@ -1,14 +1,17 @@
-// stop_request.cpp - signals become a byte in a pipe, which poll() can wait for beside a file.
+// stop_request.cpp - a thread takes the signals; an event wakes whoever waits.
 #include "tools/lumetra-play/run/stop_request.h"
 
-#include <fcntl.h>
 #include <poll.h>
+#include <signal.h>
+#include <sys/eventfd.h>
+#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <mutex>
 
+#include "tools/lumetra-play/modules/module_files.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/view/output.h"
 
@@ -17,7 +20,34 @@ namespace {
 std::mutex waitingMutex;
 std::list<std::string> waiting;  // guarded by the mutex above
 
+sigset_t endingSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, number);
+    return signals;
+}
+
+// Who asks twice does not want to wait for what is under way.
+[[noreturn]] void endAtOnce() {
+    const std::string reason = WaitingFor::all();
+    output::complain("ended at once" + (reason.empty() ? "" : ", waiting for " + reason));
+    ScratchFolder::removeAll();
+    _exit(EXIT_INTERRUPTED);
+}
+
 }  // namespace
+
+Event::Event() : m_descriptor(eventfd(0, EFD_CLOEXEC)) {
+    if (m_descriptor < 0) throw systemError("no event can be made", errno, "close some files or programs");
+}
+
+Event::~Event() {
+    close(m_descriptor);
+}
+
+void Event::set() {
+    eventfd_write(m_descriptor, 1);
+}
 
 WaitingFor::WaitingFor(std::string what) {
     const std::lock_guard lock(waitingMutex);
@@ -37,88 +67,63 @@ std::string WaitingFor::all() {
 }
 
 StopRequest::StopRequest() {
-    if (pipe(m_pipe) != 0) throw PlayError("no pipe can be made: close some files or programs");
-    for (const int end : m_pipe) {
-        fcntl(end, F_SETFL, O_NONBLOCK);
-        fcntl(end, F_SETFD, FD_CLOEXEC);
-    }
-    sigemptyset(&m_signals);
-    for (const int signalNumber : {SIGINT, SIGTERM}) sigaddset(&m_signals, signalNumber);
-    pthread_sigmask(SIG_BLOCK, &m_signals, &m_maskBefore);
+    const sigset_t signals = endingSignals();
+    m_signals = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (m_signals < 0) throw systemError("signals cannot be taken", errno, "close some files or programs");
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     m_receiver = std::thread([this] { receiveSignals(); });
 }
 
 StopRequest::~StopRequest() {
-    m_ending = true;
-    pthread_kill(m_receiver.native_handle(), SIGTERM);
+    m_end.set();
     m_receiver.join();
-    pthread_sigmask(SIG_SETMASK, &m_maskBefore, nullptr);
-    for (const int end : m_pipe) close(end);
+    close(m_signals);
+    const sigset_t signals = endingSignals();
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }
 
 void StopRequest::receiveSignals() {
-    constexpr timespec PATIENCE{2, 0};
-    bool hinted = false;
-    while (!m_ending) {
-        const bool patient = !m_interrupted || hinted;
-        const int received =
-            patient ? sigwaitinfo(&m_signals, nullptr) : sigtimedwait(&m_signals, nullptr, &PATIENCE);
-        if (m_ending) return;
-        if (received > 0 && m_interrupted) endAtOnce();
-        if (received > 0) {
+    constexpr int PATIENCE_MS = 2000;
+    for (bool told = false;;) {
+        const bool ending = m_stopped;
+        pollfd files[] = {{m_end.descriptor(), POLLIN, 0},
+                          {m_signals, POLLIN, 0},
+                          {ending ? -1 : m_stop.descriptor(), POLLIN, 0}};
+        const int ready = poll(files, std::size(files), ending && !told ? PATIENCE_MS : -1);
+        if (files[0].revents != 0) return;
+        signalfd_siginfo signal;
+        if (ready > 0 && read(m_signals, &signal, sizeof signal) == sizeof signal) {
+            if (ending) endAtOnce();
             m_interrupted = true;
             stop();
-        } else if (errno == EAGAIN && !WaitingFor::all().empty()) {
-            hinted = true;
-            output::say("waiting for " + WaitingFor::all() + "; Ctrl-C again ends at once");
+        } else if (ready == 0) {
+            const std::string reason = WaitingFor::all();
+            told = !reason.empty();
+            if (told) output::complain("waiting for " + reason + "; Ctrl-C ends it");
         }
     }
-}
-
-// Who asks twice does not want to wait for what is under way.
-void StopRequest::endAtOnce() {
-    const std::string waiting = WaitingFor::all();
-    output::complain("ended at once" + (waiting.empty() ? "" : ", waiting for " + waiting));
-    _exit(EXIT_INTERRUPTED);
 }
 
 void StopRequest::stop() {
-    // A full pipe already says all there is to say.
-    [[maybe_unused]] const auto written = write(m_pipe[1], "", 1);
+    m_stopped = true;
+    m_stop.set();
 }
 
 bool StopRequest::requested() const {
-    if (m_deadline && Clock::now() >= *m_deadline) return true;
-    pollfd wake{m_pipe[0], POLLIN, 0};
-    return poll(&wake, 1, 0) > 0;
+    return m_stopped || Clock::now() >= m_deadline;
 }
 
-bool StopRequest::waitReadable(int file) const {
-    using std::chrono::milliseconds;
-    for (;;) {
-        int timeout = -1;
-        if (m_deadline) {
-            const auto left = std::chrono::ceil<milliseconds>(*m_deadline - Clock::now());
-            timeout = static_cast<int>(std::clamp(left, milliseconds(0), milliseconds(1'000'000)).count());
-        }
-        pollfd waiting[] = {{m_pipe[0], POLLIN, 0}, {file, POLLIN, 0}};
-        const int ready = poll(waiting, 2, timeout);
-        if (requested()) return false;
-        if (ready > 0 && waiting[1].revents != 0) return true;
+bool StopRequest::wait(int file, Clock::time_point until) const {
+    using namespace std::chrono;
+    constexpr nanoseconds LONGEST = hours(1);
+    while (!requested()) {
+        const auto now = Clock::now();
+        if (now >= until) return true;
+        const auto left = std::min<nanoseconds>(std::min(until, m_deadline) - now, LONGEST);
+        const timespec timeout{left / seconds(1), (left % seconds(1)).count()};
+        pollfd files[] = {{m_stop.descriptor(), POLLIN, 0}, {file, POLLIN, 0}};
+        if (ppoll(files, std::size(files), &timeout, nullptr) > 0 && files[1].revents != 0)
+            return !requested();
     }
-}
-
-bool StopRequest::waitUntil(Clock::time_point time) const {
-    using namespace std::chrono_literals;
-    for (;;) {
-        if (requested()) return false;
-        const auto left = time - Clock::now();
-        if (left <= 0s) return true;
-        if (left < 2ms) {  // finer than poll() can wait
-            std::this_thread::sleep_for(left);
-            continue;
-        }
-        pollfd wake{m_pipe[0], POLLIN, 0};
-        poll(&wake, 1, static_cast<int>(std::min<long long>(left / 1ms - 1, 1'000'000)));
-    }
+    return false;
 }

@@ -1,51 +1,64 @@
-// stop_request.h - the wish to end: Ctrl-C, a termination signal, or a point in time.
+// stop_request.h - the wish to end: Ctrl-C, a termination signal, a hang-up, or a point in time.
 // One object at a time, made by main() before any other thread, so that all of them leave the signals to its
 // own: a handler would run on whichever thread the system picks, between any two of its instructions.
 // requested() and the waits: any thread. A signal also wakes a wait.
 #ifndef LUMETRA_PLAY_STOP_REQUEST_H
 #define LUMETRA_PLAY_STOP_REQUEST_H
 
-#include <signal.h>
-
 #include <atomic>
 #include <chrono>
 #include <list>
-#include <optional>
 #include <string>
 #include <thread>
+
+/// A flag that poll() can wait for. Any thread.
+class Event {
+public:
+    Event();  ///< @throws PlayError if the process has too many files open
+    ~Event();
+    Event(const Event&) = delete;
+    Event& operator=(const Event&) = delete;
+
+    void set();
+    int descriptor() const { return m_descriptor; }  ///< readable once it is set
+
+private:
+    int m_descriptor;
+};
 
 class StopRequest {
 public:
     using Clock = std::chrono::steady_clock;
 
-    StopRequest();  ///< takes over SIGINT and SIGTERM; the second of them ends the process at once
+    StopRequest();
     ~StopRequest();
     StopRequest(const StopRequest&) = delete;
     StopRequest& operator=(const StopRequest&) = delete;
 
     void stopAt(Clock::time_point time) { m_deadline = time; }  ///< before any wait
-    void stop();                                                ///< as asked, from inside the program
+    /// As asked, from inside the program. From then on, as after the first signal, another one ends the
+    /// process at once, and who waits for two seconds is told what for.
+    void stop();
     bool requested() const;
     bool interrupted() const { return m_interrupted; }  ///< by a signal
 
     /// Waits until `file` can be read or has ended; false if the stop came first.
-    bool waitReadable(int file) const;
+    bool waitReadable(int file) const { return wait(file, Clock::time_point::max()); }
     /// Waits until `time`; false if the stop came first.
-    bool waitUntil(Clock::time_point time) const;
+    bool waitUntil(Clock::time_point time) const { return wait(-1, time); }
 
 private:
     void receiveSignals();
-    [[noreturn]] static void endAtOnce();
+    bool wait(int file, Clock::time_point until) const;
 
-    std::optional<Clock::time_point> m_deadline;
-    int m_pipe[2] = {-1, -1};
-    sigset_t m_signals{};
-    sigset_t m_maskBefore{};
-    std::atomic<bool> m_ending{false}, m_interrupted{false};
+    Clock::time_point m_deadline = Clock::time_point::max();
+    Event m_stop, m_end;  // the wish; the object's own end
+    std::atomic<bool> m_stopped = false, m_interrupted = false;
+    int m_signals = -1;  // a signalfd
     std::thread m_receiver;
 };
 
-/// What the program waits for as long as this lives: whoever ends it meanwhile by a second signal is told.
+/// What the program waits for as long as this lives: whoever waits too long, or ends it by a signal, is told.
 class WaitingFor {
 public:
     explicit WaitingFor(std::string what);  ///< "the module NAME to be loaded"

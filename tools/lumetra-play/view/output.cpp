@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,18 +11,22 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <mutex>
 #include <thread>
 
 #include "tools/lumetra-play/run/play_error.h"
+#include "tools/lumetra-play/run/text.h"
 
 namespace output {
 
 namespace {
 
+Manner manner;
 std::mutex outputMutex;  // guards what follows, and whole lines
 int realOutput = STDOUT_FILENO;
-int failure = 0;             // errno of the first write that failed
+int failure = 0;  // errno of the first write that failed
+LogCounts counts;
 std::size_t shownWidth = 0;  // of the progress line; 0: there is none
 
 bool writeAll(int descriptor, std::string_view text) {
@@ -50,11 +53,6 @@ std::string printable(std::string_view text) {
         line.begin(), line.end(),
         [](char letter) { return static_cast<unsigned char>(letter) < ' ' || letter == '\177'; }, ' ');
     return line;
-}
-
-bool isOrdinary(const std::string& path) {
-    struct stat status {};
-    return stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode);
 }
 
 }  // namespace
@@ -90,7 +88,19 @@ void requireWritten() {
         throw systemError("cannot write to standard output", failure, "the results are not complete");
 }
 
+void setManner(const Manner& wanted) {
+    manner = wanted;
+}
+
+void showResult(std::string_view line) {
+    if (manner.document)
+        say(line);
+    else if (!manner.quiet)
+        writeLine(printable(line));
+}
+
 void say(std::string_view line) {
+    if (manner.quiet) return;
     const std::lock_guard lock(outputMutex);
     writeAll(STDERR_FILENO, eraseProgress() + printable(line) + "\n");
 }
@@ -105,6 +115,29 @@ void complain(std::string_view message) {
     writeAll(STDERR_FILENO, (lock.owns_lock() ? eraseProgress() : "\n") +
                                 (colour ? "\033[31mlumetra-play:\033[0m " : "lumetra-play: ") +
                                 printable(message) + "\n");
+}
+
+void onLogLine(std::int32_t, const char16_t* text) {
+    const std::string line = toUtf8(text);
+    {
+        const std::lock_guard lock(outputMutex);
+        ++counts.lines;
+        const auto begins = [&line](const char* word) { return line.starts_with(word); };
+        if (begins("Warning") || begins("Error") || begins("NOT IMPLEMENTED")) {
+            ++counts.warnings;
+            counts.lastWarning = line;
+        }
+    }
+    showLog(line);
+}
+
+void showLog(const std::string& line) {
+    if (manner.log) say("log: " + line);
+}
+
+LogCounts logCounts() {
+    const std::lock_guard lock(outputMutex);
+    return counts;
 }
 
 void showProgress(std::string_view text) {
@@ -144,26 +177,15 @@ unsigned columns() {
     return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : USUAL;
 }
 
-bool resultsOnScreen() {
-    return isatty(realOutput) == 1;
-}
-
 void writeFile(const std::string& path, std::span<const std::uint8_t> bytes) {
-    // A device is written to as it is: it must not be replaced.
-    const bool direct = !isOrdinary(path);
+    const bool direct = std::filesystem::exists(path) && !std::filesystem::is_regular_file(path);
     const std::string name = direct ? path : path + ".part";
     const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    bool written = file >= 0 && writeAll(file, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-    int error = errno;
-    if (file >= 0 && close(file) != 0 && written) {
-        written = false;
-        error = errno;
-    }
-    if (written && !direct && std::rename(name.c_str(), path.c_str()) != 0) {
-        written = false;
-        error = errno;
-    }
-    if (written) return;
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    int error = file >= 0 && writeAll(file, text) ? 0 : errno;
+    if (file >= 0 && close(file) != 0 && error == 0) error = errno;
+    if (error == 0 && !direct && std::rename(name.c_str(), path.c_str()) != 0) error = errno;
+    if (error == 0) return;
     if (file >= 0 && !direct) unlink(name.c_str());
     throw systemError("cannot write " + path, error, "name a file that can be written");
 }

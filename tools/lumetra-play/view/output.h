@@ -1,7 +1,8 @@
 // output.h - where the program writes: results to standard output, everything said meanwhile to standard
-// error, with the progress line that stands below it on a terminal. Any thread; there is one of each in a
-// process. The library prints lines of its own to standard output, some of them while it is loaded: after
-// takeOverStandardOutput() they go to standard error, and only writeLine() reaches the real one.
+// error, the log included, with the progress line that stands below it on a terminal. Any thread; there is
+// one of each in a process. The library prints lines of its own to standard output, some of them while it is
+// loaded: after takeOverStandardOutput() they go to standard error, and only writeLine() reaches the real
+// one.
 #ifndef LUMETRA_PLAY_OUTPUT_H
 #define LUMETRA_PLAY_OUTPUT_H
 
@@ -22,21 +23,40 @@ bool failed();
 /// @throws PlayError with the reason if something could not be written
 void requireWritten();
 
+/// What is said beside the summary, quiet or not, and whether log lines are shown. Before any other thread.
+struct Manner {
+    bool quiet = false, log = false;
+    bool document = false;  ///< standard output takes the final document only
+};
+void setManner(const Manner& manner);
+
+/// A result that comes while it plays: to standard output, or with a document there to standard error.
+void showResult(std::string_view line);
 /// A line on standard error, above the progress line. Control characters become blanks.
 void say(std::string_view line);
-/// The same, beginning "lumetra-play: ", in red on a terminal.
+/// The same even if quiet, beginning "lumetra-play: ", in red on a terminal.
 void complain(std::string_view message);
+
+/// The log callback for the library and modules: counts the lines and shows them if asked. They are counted
+/// for the whole program, since a log callback carries no user pointer.
+void onLogLine(std::int32_t level, const char16_t* text);
+/// A line of another library's log, shown but not counted.
+void showLog(const std::string& line);
+struct LogCounts {
+    std::uint64_t lines = 0, warnings = 0;  ///< warnings: errors too, and what the library says it cannot do
+    std::string lastWarning;
+};
+LogCounts logCounts();
 
 /// Replaces the progress line, cut to the terminal's present width.
 void showProgress(std::string_view text);
-void endProgress();      ///< leaves the line as it is
-bool onTerminal();       ///< whether standard error is one
-bool coloured();         ///< whether it takes colours
-unsigned columns();      ///< its present width
-bool resultsOnScreen();  ///< whether the real standard output is a terminal
+void endProgress();  ///< leaves the line as it is
+bool onTerminal();   ///< whether standard error is one
+bool coloured();     ///< whether it takes colours
+unsigned columns();  ///< its present width
 
 /// Writes the whole file under another name and then gives it its own, so that a failure leaves no half file.
-/// @throws PlayError with the reason
+/// A device is written to as it is. @throws PlayError with the reason
 void writeFile(const std::string& path, std::span<const std::uint8_t> bytes);
 
 }  // namespace output

@@ -4,13 +4,13 @@
 #include <sys/resource.h>
 
 #include <cstdio>
-#include <vector>
 
 #include "tools/lumetra-play/view/output.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
 
 Usage usedSoFar() {
     rusage usage{};
@@ -21,35 +21,30 @@ Usage usedSoFar() {
     return {0, seconds(usage.ru_utime) + seconds(usage.ru_stime), usage.ru_nvcsw};
 }
 
-template <class... Values>
-std::string formatted(const char* format, Values... values) {
-    char text[200];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
+Clock::time_point nextTurn(bool terminal) {
+    return Clock::now() + (terminal ? 250ms : 5000ms);
 }
 
 }  // namespace
 
-ProcessMeter::ProcessMeter() : m_start(std::chrono::steady_clock::now()), m_before(usedSoFar()) {}
+ProcessMeter::ProcessMeter() : m_start(Clock::now()), m_before(usedSoFar()) {}
 
 Usage ProcessMeter::usage() const {
     Usage now = usedSoFar();
-    now.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
+    now.seconds = std::chrono::duration<double>(Clock::now() - m_start).count();
     now.processorSeconds -= m_before.processorSeconds;
     now.wakeUps -= m_before.wakeUps;
     return now;
 }
 
-std::string millisecondsText(std::int64_t microseconds) {
-    return formatted("%.2f ms", static_cast<double>(microseconds) / 1000);
-}
-
-std::string progressText(const LiveFigures& figures, const Usage& usage, std::size_t columns, bool coloured) {
+std::string progressText(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor,
+                         const Usage& usage, std::size_t columns, bool coloured) {
+    const auto ms = [](std::int64_t microseconds) { return static_cast<double>(microseconds) / 1000; };
     const std::string parts[] = {
-        formatted("delivered %lld/%lld", static_cast<long long>(figures.delivered),
-                  static_cast<long long>(figures.pushed)),
-        formatted("dropped %lld", static_cast<long long>(figures.dropped)),
-        "latency " + millisecondsText(figures.medianUs) + " (p99 " + millisecondsText(figures.p99Us) + ")",
+        formatted("delivered %lld/%lld", static_cast<long long>(monitor.distinct),
+                  static_cast<long long>(pushed)),
+        formatted("dropped %lld", static_cast<long long>(dropped)),
+        formatted("latency %.2f ms (p99 %.2f ms)", ms(monitor.medianUs), ms(monitor.p99Us)),
         formatted("cpu %.0f %%", usage.processorPercent()),
         formatted("wake-ups %.0f/s", usage.wakeUpsPerSecond())};
     std::string line;
@@ -58,32 +53,33 @@ std::string progressText(const LiveFigures& figures, const Usage& usage, std::si
         const std::size_t gap = width == 0 ? 0 : 2;
         if (width + gap + part.size() > columns) break;
         width += gap + part.size();
-        const bool alarming = coloured && figures.dropped > 0 && &part == &parts[1];
+        const bool alarming = coloured && dropped > 0 && &part == &parts[1];
         line += std::string(gap, ' ') + (alarming ? "\033[33m" + part + "\033[0m" : part);
     }
     return width == 0 ? parts[0].substr(0, columns) : line;
 }
 
 Progress::Progress(bool quiet)
-    : m_quiet(quiet),
-      m_terminal(output::onTerminal()),
-      m_next(std::chrono::steady_clock::now() + (m_terminal ? 250ms : 5000ms)) {}
+    : m_quiet(quiet), m_terminal(output::onTerminal()), m_next(nextTurn(m_terminal)) {}
 
 Progress::~Progress() {
     output::endProgress();
 }
 
 bool Progress::due() const {
-    return !m_quiet && std::chrono::steady_clock::now() >= m_next;
+    return !m_quiet && Clock::now() >= m_next;
 }
 
-void Progress::show(const LiveFigures& figures) {
-    m_next += m_terminal ? 250ms : 5000ms;
+void Progress::show(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor) {
+    m_next = nextTurn(m_terminal);
     const Usage usage = m_meter.usage();
     m_meter = ProcessMeter();
     // The last column stays free: a full row would move the cursor to the next.
+    const std::size_t columns = m_terminal ? output::columns() - 1 : SIZE_MAX;
+    const std::string text =
+        progressText(pushed, dropped, monitor, usage, columns, m_terminal && output::coloured());
     if (m_terminal)
-        output::showProgress(progressText(figures, usage, output::columns() - 1, output::coloured()));
+        output::showProgress(text);
     else
-        output::say(progressText(figures, usage, SIZE_MAX, false));
+        output::say(text);
 }

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "tools/lumetra-play/modules/monitor_link.h"
+
 /// What this program, all threads, took of the machine.
 struct Usage {
     double seconds = 0;           ///< real time
@@ -27,16 +29,17 @@ private:
     Usage m_before;
 };
 
-struct LiveFigures {
-    std::int64_t pushed, delivered, dropped;
-    std::int64_t medianUs, p99Us;
-};
+/// By snprintf, into at most 199 bytes.
+template <class... Values>
+std::string formatted(const char* format, Values... values) {
+    char text[200];
+    std::snprintf(text, sizeof text, format, values...);
+    return text;
+}
 
 /// The figures in as many columns, those that matter most first; what does not fit whole is left out.
-std::string progressText(const LiveFigures& figures, const Usage& usage, std::size_t columns, bool coloured);
-
-/// Microseconds as "1.23 ms".
-std::string millisecondsText(std::int64_t microseconds);
+std::string progressText(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor,
+                         const Usage& usage, std::size_t columns, bool coloured);
 
 class Progress {
 public:
@@ -47,7 +50,7 @@ public:
     Progress& operator=(const Progress&) = delete;
 
     bool due() const;
-    void show(const LiveFigures& figures);
+    void show(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor);
 
 private:
     const bool m_quiet, m_terminal;

@@ -1,141 +1,97 @@
-// sheet.cpp - fetching levels, and laying out tiles in columns of rows.
+// sheet.cpp - tiles, each pixel the nearest of its picture.
 #include "tools/lumetra-play/view/sheet.h"
 
+#include <png.h>
+
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <memory>
-#include <vector>
 
-#include "tools/lumetra-play/modules/module_files.h"
-#include "tools/lumetra-play/pixels/conversion.h"
 #include "tools/lumetra-play/run/play_error.h"
+#include "tools/lumetra-play/view/output.h"
 
 namespace {
 
-constexpr RgbColour BACKGROUND = {44, 46, 50}, LABEL = {196, 200, 206};
-constexpr int COMFORTABLE_SIDE = 480, LARGEST_SIDE = 1920;     // pixels on the sheet
-constexpr int SHARES[LEVEL_COUNT] = {1, 2, 4, 4, 8, 8, 8, 8};  // a level's part of the side: one half, ...
+constexpr int TILE_SIDE = 640, GAP = 8, COLUMNS = 3, ROWS = 3;  // pixels, tiles
+constexpr std::uint8_t BACKGROUND = 46;
 
-struct Tile {
-    std::string label;
-    const RgbImage* image;
-    Scale scale;
+struct Sheet {
+    int tileWidth, tileHeight, width, height;
+    Bytes pixels;  // RGB
 };
 
-using Row = std::vector<Tile>;
-using Column = std::vector<Row>;
+using Colour = std::array<std::uint8_t, 3>;
 
-struct Layout {
-    int dot, gap;
-
-    int tileWidth(const Tile& tile) const {
-        return std::max(tile.scale.of(tile.image->width), Canvas::textWidth(tile.label, dot));
-    }
-    int tileHeight(const Tile& tile) const { return labelHeight() + tile.scale.of(tile.image->height); }
-    int labelHeight() const { return Canvas::textHeight(dot) + 2 * dot; }
-
-    int rowWidth(const Row& row) const {
-        int width = 0;
-        for (const Tile& tile : row) width += tileWidth(tile) + (&tile == &row.front() ? 0 : gap);
-        return width;
-    }
-    int rowHeight(const Row& row) const {
-        int height = 0;
-        for (const Tile& tile : row) height = std::max(height, tileHeight(tile));
-        return height;
-    }
-    int columnWidth(const Column& column) const {
-        int width = 0;
-        for (const Row& row : column) width = std::max(width, rowWidth(row));
-        return width;
-    }
-    int columnHeight(const Column& column) const {
-        int height = 0;
-        for (const Row& row : column) height += rowHeight(row) + (&row == &column.front() ? 0 : gap);
-        return height;
-    }
-};
-
-// The whole-numbered scale that comes nearest to `target` for the longer side without exceeding it.
-Scale fit(const RgbImage& image, int target) {
-    const int side = std::max(image.width, image.height);
-    if (side <= target) return {target / side, 1};
-    return {1, (side + target - 1) / target};
+Colour colourOf(const Picture& picture, const Bytes& frame, int x, int y) {
+    const std::size_t step = bytesPerPixel(picture.format);
+    const std::uint8_t* const pixel =
+        frame.data() + step * (static_cast<std::size_t>(y) * static_cast<std::size_t>(picture.width) +
+                               static_cast<std::size_t>(x));
+    if (picture.format == LUMETRA_IMGFORMAT_RGB) return {pixel[0], pixel[1], pixel[2]};
+    if (picture.format == LUMETRA_IMGFORMAT_GRAY8) return {pixel[0], pixel[0], pixel[0]};
+    if (picture.format != LUMETRA_IMGFORMAT_YUYV) return {pixel[2], pixel[1], pixel[0]};
+    // The other kind of chroma is in the neighbour; a last pixel without one has none.
+    const std::uint8_t other = x % 2 == 1 ? pixel[-1] : x + 1 < picture.width ? pixel[3] : 128;
+    const int luma = 298 * (pixel[0] - 16) + 128;
+    const int u = (x % 2 == 0 ? pixel[1] : other) - 128, v = (x % 2 == 0 ? other : pixel[1]) - 128;
+    const auto sample = [](int value) { return static_cast<std::uint8_t>(std::clamp(value / 256, 0, 255)); };
+    return {sample(luma + 409 * v), sample(luma - 100 * u - 208 * v), sample(luma + 516 * u)};
 }
 
-std::string sizeLabel(const RgbImage& image) {
-    return std::to_string(image.width) + "X" + std::to_string(image.height);
+Sheet blankSheet(const Picture& picture) {
+    const int longer = std::max(picture.width, picture.height);
+    const int side = longer > TILE_SIDE ? TILE_SIDE : TILE_SIDE / longer * longer;
+    Sheet sheet{
+        std::max(1, picture.width * side / longer), std::max(1, picture.height * side / longer), 0, 0, {}};
+    sheet.width = COLUMNS * (sheet.tileWidth + GAP) + GAP;
+    sheet.height = ROWS * (sheet.tileHeight + GAP) + GAP;
+    sheet.pixels.assign(3 * static_cast<std::size_t>(sheet.width) * static_cast<std::size_t>(sheet.height),
+                        BACKGROUND);
+    return sheet;
 }
 
-Column smallLevels(const ShownLevels& levels, int side) {
-    Column column;
-    for (const auto& [first, last] : {std::pair{1, 1}, {2, 3}, {4, 7}}) {
-        Row row;
-        for (int k = first; k <= last; ++k)
-            if (const auto& level = levels[static_cast<std::size_t>(k)])
-                row.push_back({"L" + std::to_string(k) + " " + sizeLabel(*level), &*level,
-                               fit(*level, std::max(1, side / SHARES[k]))});
-        if (!row.empty()) column.push_back(std::move(row));
-    }
-    return column;
-}
-
-void drawColumn(Canvas& canvas, const Layout& layout, const Column& column, int left) {
-    int top = layout.gap;
-    for (const Row& row : column) {
-        int x = left;
-        for (const Tile& tile : row) {
-            canvas.write(x, top, tile.label, layout.dot, LABEL);
-            canvas.draw(x, top + layout.labelHeight(), *tile.image, tile.scale);
-            x += layout.tileWidth(tile) + layout.gap;
+void drawTile(Sheet& sheet, int tile, const Picture& picture, const Bytes& frame) {
+    const int left = GAP + tile % COLUMNS * (sheet.tileWidth + GAP);
+    const int top = GAP + tile / COLUMNS * (sheet.tileHeight + GAP);
+    for (int y = 0; y < sheet.tileHeight; ++y)
+        for (int x = 0; x < sheet.tileWidth; ++x) {
+            const Colour colour = colourOf(picture, frame, x * picture.width / sheet.tileWidth,
+                                           y * picture.height / sheet.tileHeight);
+            std::copy(colour.begin(), colour.end(),
+                      sheet.pixels.begin() + 3 * ((top + y) * sheet.width + left + x));
         }
-        top += layout.rowHeight(row) + layout.gap;
-    }
+}
+
+void writePng(const std::string& path, const Sheet& sheet) {
+    png_image header{};
+    header.version = PNG_IMAGE_VERSION;
+    header.width = static_cast<png_uint_32>(sheet.width);
+    header.height = static_cast<png_uint_32>(sheet.height);
+    header.format = PNG_FORMAT_RGB;
+    png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(header);
+    Bytes png(size);
+    if (png_image_write_to_memory(&header, png.data(), &size, 0, sheet.pixels.data(), 0, nullptr) == 0)
+        throw PlayError("cannot make " + path + " (" + header.message + "): leave out --sheet");
+    png.resize(size);
+    output::writeFile(path, png);
 }
 
 }  // namespace
 
-ShownLevels fetchLevels(const MonitorLink& monitor, const LibraryTable& library) {
-    const ScratchFolder folder;
-    const std::string prefix = (folder.path() / "frame").string();
-    ShownLevels levels;
-    if (monitor.snapshot(prefix) == 0) return levels;
-    for (int k = 0; k < LEVEL_COUNT; ++k) {
-        Picture picture{LUMETRA_IMGFORMAT_GRAY8, 0, 0};
-        const std::string path = prefix + "_lvl_" + std::to_string(k) + ".pgm";
+void writeSheet(const std::string& path, const Picture& picture, const Bytes& pushed,
+                const MonitorLink& monitor, const LibraryTable& library, const ScratchFolder& scratch) {
+    Sheet sheet = blankSheet(picture);
+    drawTile(sheet, 0, picture, pushed);
+    const std::string prefix = (scratch.path() / "frame").string();
+    const int files = monitor.snapshot(prefix);
+    for (int level = 0; level < LEVEL_COUNT && files > 0; ++level) {
+        Picture grey{LUMETRA_IMGFORMAT_GRAY8, 0, 0};
+        const std::string file = prefix + "_lvl_" + std::to_string(level) + ".pgm";
         const std::unique_ptr<unsigned char, decltype(&std::free)> samples(
-            library.readPgm(path.c_str(), &picture.width, &picture.height), &std::free);
-        if (samples == nullptr) continue;
-        const Bytes grey(samples.get(), samples.get() + picture.bytes());
-        levels[static_cast<std::size_t>(k)] =
-            RgbImage{picture.width, picture.height, convertPixels(picture, grey, LUMETRA_IMGFORMAT_RGB)};
+            library.readPgm(file.c_str(), &grey.width, &grey.height), &std::free);
+        if (samples != nullptr)
+            drawTile(sheet, level + 1, grey, Bytes(samples.get(), samples.get() + grey.bytes()));
     }
-    return levels;
-}
-
-RgbImage composeSheet(const RgbImage& pushed, const char* formatName, const ShownLevels& levels) {
-    const int longer = std::max(pushed.width, pushed.height);
-    const int wanted = std::min(std::max(longer, COMFORTABLE_SIDE), LARGEST_SIDE);
-    const Scale scale = fit(pushed, wanted);
-    const int side = scale.of(longer);
-    const Layout layout{std::max(1, side / 320), std::max(4, side / 40)};
-
-    std::vector<Column> columns;
-    columns.push_back({{{std::string("PUSHED ") + formatName + " " + sizeLabel(pushed), &pushed, scale}}});
-    if (levels[0]) columns.push_back({{{"L0 " + sizeLabel(*levels[0]), &*levels[0], scale}}});
-    columns.push_back(smallLevels(levels, side));
-
-    int width = layout.gap;
-    int height = 0;
-    for (const Column& column : columns) {
-        if (!column.empty()) width += layout.columnWidth(column) + layout.gap;
-        height = std::max(height, layout.columnHeight(column));
-    }
-    Canvas canvas(width, height + 2 * layout.gap, BACKGROUND);
-    int left = layout.gap;
-    for (const Column& column : columns) {
-        drawColumn(canvas, layout, column, left);
-        left += layout.columnWidth(column) + layout.gap;
-    }
-    return canvas.image();
+    writePng(path, sheet);
 }

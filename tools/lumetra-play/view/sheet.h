@@ -1,25 +1,18 @@
-// sheet.h - the contact sheet: the last frame in colour beside the levels that modules received. One thread.
+// sheet.h - the contact sheet: the last frame in colour and the levels that modules received, nine tiles of
+// one size in three rows: the frame and levels 0 and 1, levels 2 to 4, levels 5 to 7. One thread.
 #ifndef LUMETRA_PLAY_SHEET_H
 #define LUMETRA_PLAY_SHEET_H
 
-#include <array>
-#include <optional>
 #include <string>
 
+#include "tools/lumetra-play/modules/module_files.h"
 #include "tools/lumetra-play/modules/monitor_link.h"
-#include "tools/lumetra-play/pixels/picture.h"
-#include "tools/lumetra-play/run/library_table.h"
-#include "tools/lumetra-play/view/canvas.h"
 
-/// Grey levels as modules have them, in RGB; nothing for a level that is absent or empty.
-using ShownLevels = std::array<std::optional<RgbImage>, LEVEL_COUNT>;
-
-/// The newest frame's levels, by way of files in a temporary folder that is gone afterwards.
-/// @throws PlayError if no folder can be made
-ShownLevels fetchLevels(const MonitorLink& monitor, const LibraryTable& library);
-
-/// Colour | level 0 | level 1 above 2 and 3 above 4 to 7. Small pictures and small levels are enlarged by
-/// whole numbers, so that every pixel can be seen; very large ones are thinned out.
-RgbImage composeSheet(const RgbImage& pushed, const char* formatName, const ShownLevels& levels);
+/// Asks the module for the newest frame's levels, by way of files in `scratch`. Every pixel is enlarged or
+/// left out alike; a level that is missing stays blank.
+/// @param pushed  level 0 of the last frame, of `picture`
+/// @throws PlayError if the file at `path` cannot be written
+void writeSheet(const std::string& path, const Picture& picture, const Bytes& pushed,
+                const MonitorLink& monitor, const LibraryTable& library, const ScratchFolder& scratch);
 
 #endif

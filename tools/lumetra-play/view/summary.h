@@ -7,12 +7,12 @@
 #include <vector>
 
 #include "tools/lumetra-play/inputs/frame_source.h"
-#include "tools/lumetra-play/modules/host_exchange.h"
+#include "tools/lumetra-play/modules/camera_host.h"
 #include "tools/lumetra-play/pixels/pixel_check.h"
 #include "tools/lumetra-play/run/engine_session.h"
-#include "tools/lumetra-play/run/log_sink.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/run/player.h"
+#include "tools/lumetra-play/view/output.h"
 
 struct Summary {
     SourceFacts source;
@@ -21,15 +21,15 @@ struct Summary {
     bool pyramid = false;
     PlayResult play;
     std::vector<ModuleReport> modules;
-    LogCounts log;
+    output::LogCounts log;
     std::optional<PixelCheck::Result> check;
     std::string sheet;                       ///< path; empty if none was asked for
     std::string page;                        ///< of the live view; empty without
-    std::string remark;                      ///< of the source; may be empty
+    std::string remark, error;               ///< of the source; may be empty
     std::optional<ExchangeCounts> exchange;  ///< with a camera
 };
 
-/// Lines for people.
+/// Lines for people, without the last line's end.
 std::string summaryText(const Summary& summary);
 /// One JSON document, in one line.
 std::string summaryJson(const Summary& summary, ExitStatus status);

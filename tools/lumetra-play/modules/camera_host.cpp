@@ -1,0 +1,130 @@
+// camera_host.cpp - starting the camera, answering, keeping pictures, stopping it.
+#include "tools/lumetra-play/modules/camera_host.h"
+
+#include <resolv.h>
+
+#include <atomic>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "tools/lumetra-play/run/play_error.h"
+#include "tools/lumetra-play/run/text.h"
+#include "tools/lumetra-play/view/output.h"
+
+namespace {
+
+constexpr std::int32_t STATUS_FAILED = 5;  // as the module defines it
+
+std::atomic<CameraHost*> currentHost = nullptr;
+
+std::string configurationOf(const Options& options, const Picture& picture) {
+    const bool grey = picture.format == LUMETRA_IMGFORMAT_GRAY8;
+    Json configuration = {{"source", options.camera},
+                          {"width", picture.width},
+                          {"height", picture.height},
+                          {"format", grey ? "gray" : formatName(picture.format)},
+                          {"loop", options.loop}};
+    if (options.framesPerSecond) configuration["fps"] = *options.framesPerSecond;
+    return toText(configuration);
+}
+
+}  // namespace
+
+std::string answerTo(const std::string& descriptor, std::string& seen, Bytes& jpeg) {
+    Json document = parseJson(descriptor);
+    jpeg.clear();
+    if (const auto image = document.find("image"); image != document.end() && image->is_string()) {
+        const auto& text = image->get_ref<const std::string&>();
+        jpeg.resize(text.size());
+        jpeg.resize(static_cast<std::size_t>(std::max(0, b64_pton(text.c_str(), jpeg.data(), jpeg.size()))));
+        document.erase("image");
+    }
+    seen = toText(document);
+    Json answer = {{"host", "lumetra-play"}};
+    for (const char* kept : {"frame", "timestampUs"})
+        if (document.contains(kept)) answer[kept] = document[kept];
+    return toText(answer);
+}
+
+CameraHost::CameraHost(const Options& options, const Picture& picture, const LibraryTable& library,
+                       EngineSession& engine)
+    : m_options(options),
+      m_library(library),
+      m_module(engine.loadModule({"CameraSource", configurationOf(options, picture)},
+                                 folderOfModule("CameraSource", options.modulePath))) {
+    currentHost = this;
+    m_library.registerCallback(m_module, CB_PUSHNATIVEIMAGE, nullptr, nullptr);
+    m_library.registerCallback(ENGINE_MODULE_ID, CB_HOSTTEXT, reinterpret_cast<void*>(&onText), nullptr);
+}
+
+CameraHost::~CameraHost() {
+    m_library.command(m_module, LUMETRA_CMD_STOP, u"");
+    m_library.unregisterCallback(m_module, CB_PUSHNATIVEIMAGE);
+    m_library.unregisterCallback(ENGINE_MODULE_ID, CB_HOSTTEXT);
+    currentHost = nullptr;
+}
+
+PlayResult CameraHost::play(std::int64_t frames, MonitorLink& monitor, const StopRequest& stop) {
+    using namespace std::chrono_literals;
+    Progress progress(m_options.quiet);
+    const ProcessMeter meter;
+    const bool started = m_library.command(m_module, LUMETRA_CMD_START, u"") == 1;
+    while (m_library.getStatus(m_module) == STATUS_READY && !output::failed()) {
+        const std::int64_t pushed = counts().descriptors;
+        if (frames > 0 && pushed >= frames) break;
+        if (progress.due()) progress.show(pushed, 0, monitor.report());
+        if (!stop.waitUntil(StopRequest::Clock::now() + 2ms)) break;
+    }
+    const bool failed = m_library.getStatus(m_module) == STATUS_FAILED;
+    m_library.command(m_module, LUMETRA_CMD_STOP,
+                      u"");  // returns after the last frame, or word of the failure
+    if (failed || !started)
+        throw PlayError("the camera does not work (" + output::logCounts().lastWarning +
+                        "): check its name, --size and --format");
+    PlayResult result;
+    result.pushed = counts().descriptors;
+    if (result.pushed == 0 && !stop.requested())
+        throw PlayError("the camera gave no whole frame: check --size and --format against it");
+    result.usage = waitUntilDelivered(monitor, result.pushed, stop, meter);
+    result.monitor = monitor.report();
+    return result;
+}
+
+ExchangeCounts CameraHost::counts() {
+    const std::lock_guard lock(m_mutex);
+    return m_counts;
+}
+
+// The answer has to live until the library has copied it, which it does on this thread right after the call.
+const char16_t* CameraHost::onText(void*, const char16_t* text) {
+    thread_local std::u16string answer;
+    CameraHost* const host = currentHost;
+    answer = host == nullptr ? std::u16string(text) : toUtf16(host->answer(toUtf8(text)));
+    return answer.c_str();
+}
+
+std::string CameraHost::answer(const std::string& text) {
+    std::string seen;
+    Bytes jpeg;
+    const std::string answer = answerTo(text, seen, jpeg);
+    if (m_options.descriptors) output::showResult("descriptor " + seen);
+    if (!jpeg.empty() && !m_options.jpegFolder.empty()) savePicture(jpeg);
+    const std::lock_guard lock(m_mutex);
+    ++m_counts.descriptors;
+    return answer;
+}
+
+// Numbered as they come, which is on one thread.
+void CameraHost::savePicture(const Bytes& jpeg) {
+    char name[48];
+    std::snprintf(name, sizeof name, "/frame_%06lld.jpg", static_cast<long long>(counts().descriptors));
+    bool written = true;
+    try {
+        output::writeFile(m_options.jpegFolder + name, jpeg);
+    } catch (const PlayError& error) {
+        output::complain(error.what());
+        written = false;
+    }
+    const std::lock_guard lock(m_mutex);
+    ++(written ? m_counts.pictures : m_counts.failedWrites);
+}
