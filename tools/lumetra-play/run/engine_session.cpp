@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "tools/lumetra-play/modules/known_modules.h"
+#include "LumetraCore/TextResults.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/run/stop_request.h"
 #include "tools/lumetra-play/run/text.h"
@@ -145,10 +145,11 @@ void EngineSession::open(Module& module, const fs::path& file) {
                                 ", which " + other.request.name + " has: leave one out");
     }
     m_library.registerCallback(module.id, CB_LOG, logFunction(), nullptr);
-    const ResultTextFn function = &onResult;
-    module.handsOutTexts = m_library.command(module.id, LUMETRA_CMD_RESULTFORM, u"") == RESULT_TEXT &&
-                           m_library.registerCallback(module.id, CB_TYPE2, reinterpret_cast<void*>(function),
-                                                      module.results) == 1;
+    const LUMETRA_TEXTRESULTFN function = &onResult;
+    module.handsOutTexts =
+        m_library.command(module.id, LUMETRA_CMD_RESULTFORM, u"") == LUMETRA_RESULTFORM_TEXT &&
+        m_library.registerCallback(module.id, CB_TYPE2, reinterpret_cast<void*>(function), module.results) ==
+            1;
     if (module.request.configuration)
         m_library.initializeDllByID(module.id, toUtf16(*module.request.configuration).c_str());
 }
