@@ -103,6 +103,11 @@ TEST_F(DrivenModules, ThatHangAfterTheLastFrameKeepNoSummaryBackAndAreNamed) {
     EXPECT_THAT(err, HasSubstr("ended at once, waiting for a frame that is still in the module Text"));
 }
 
+TEST_F(DrivenModules, ThatAreSlowDropFramesWhichStrictMakesAFailure) {
+    EXPECT_EQ(3, play("--strict --json --frames 40 --fps 100 --size 32x16 --module Text=slow")) << err;
+    EXPECT_GT(parseJson(out)["frames"]["dropped"]["byEngine"], 0) << out;
+}
+
 TEST_F(DrivenModules, SayNothingIfQuiet) {
     EXPECT_EQ(0, play("--quiet --frames 5 --size 32x16 --module Text --command Text:1000"));
     EXPECT_EQ("", out + err);

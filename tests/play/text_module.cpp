@@ -14,7 +14,7 @@
 namespace {
 
 lumetra::TextResults results;
-std::atomic<bool> hanging = false;
+std::atomic<bool> hanging = false, slow = false;
 // A plain array: the end of a library's text and the beginning of the next one's, which may lie at the same
 // address, are in an order that the loader keeps and the thread sanitizer does not see.
 char configured[64];
@@ -28,6 +28,7 @@ std::int32_t getModuleID() {
 void initialize(const char* configuration) {
     std::snprintf(configured, sizeof configured, "%s", configuration);
     hanging = std::string_view(configured) == "hang";
+    slow = std::string_view(configured) == "slow";
 }
 
 int registerCallback(LUMETRA_CBTYPE kind, void* function, void* user) {
@@ -47,6 +48,7 @@ int command(LUMETRA_CMDTYPE number, const char* text) {
 
 void notifyNewData(std::uint64_t, std::shared_ptr<IChnk> chunk) {
     while (hanging) std::this_thread::sleep_for(std::chrono::hours(1));
+    if (slow) std::this_thread::sleep_for(std::chrono::milliseconds(200));
     results.write(("{\"frame\":" + std::to_string(chunk->frameIndex) + "}").c_str());
 }
 
