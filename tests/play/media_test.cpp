@@ -267,9 +267,6 @@ TEST_F(Media, RawIsCutIntoFramesUnlessItIsAContainer) {
                     HasSubstr("is not raw video"));
     options.raw = "nv99";
     EXPECT_THAT(refusal(clip, options), HasSubstr("--raw nv99"));
-    options.raw = "yuyv";
-    options.size.reset();
-    EXPECT_THAT(refusal(clip, options), HasSubstr("--size"));
 }
 
 TEST_F(Media, ThatCannotBePlayedIsRefusedInOneLineThatSaysWhatToDo) {

@@ -92,6 +92,7 @@ TEST(Options, ThatMakeNoSenseAreRefusedInOwnWords) {
          "--raw excludes --input-format: see lumetra-play --help"},
         {{"--camera", "scene", "--fast"}, "--fast excludes --camera: see lumetra-play --help"},
         {{"--camera", "scene", "clip.mp4"}, "source excludes --camera: see lumetra-play --help"},
+        {{"--raw", "gray", "-"}, "--raw requires --size: see lumetra-play --help"},
         {{"--loop"}, "--loop is for a source that ends: name one, or leave it out"},
         {{"--start", "1"}, "--start requires source: see lumetra-play --help"},
         {{"--nonsense"}, "--nonsense is no option: see lumetra-play --help"},

@@ -9,12 +9,6 @@
 #include <cstdio>
 #include <new>
 
-extern "C" {
-#include <libavformat/avio.h>
-#include <libavutil/error.h>
-#include <libavutil/mem.h>
-}
-
 #include "tools/lumetra-play/run/play_error.h"
 
 namespace {

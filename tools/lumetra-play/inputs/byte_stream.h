@@ -6,9 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include "tools/lumetra-play/inputs/ffmpeg.h"
 #include "tools/lumetra-play/run/stop_request.h"
-
-struct AVIOContext;
 
 class ByteStream {
 public:

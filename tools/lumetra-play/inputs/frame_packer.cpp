@@ -4,13 +4,6 @@
 #include <algorithm>
 #include <utility>
 
-extern "C" {
-#include <libavutil/frame.h>
-#include <libavutil/opt.h>
-#include <libavutil/pixdesc.h>
-#include <libswscale/swscale.h>
-}
-
 #include "tools/lumetra-play/run/play_error.h"
 
 namespace {
@@ -109,10 +102,6 @@ Picture unturned(Picture target, int rotation) {
 }
 
 }  // namespace
-
-void FreeFrame::operator()(AVFrame* frame) const {
-    av_frame_free(&frame);
-}
 
 FramePacker::FramePacker(const Picture& target, int rotation)
     : m_target(target), m_rotation(rotation), m_unturned(unturned(target, rotation)) {}

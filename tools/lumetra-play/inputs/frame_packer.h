@@ -4,18 +4,10 @@
 #define LUMETRA_PLAY_FRAME_PACKER_H
 
 #include <array>
-#include <memory>
 #include <string>
 
+#include "tools/lumetra-play/inputs/ffmpeg.h"
 #include "tools/lumetra-play/pixels/picture.h"
-
-struct AVFrame;
-struct SwsContext;
-
-struct FreeFrame {
-    void operator()(AVFrame* frame) const;
-};
-using FramePointer = std::unique_ptr<AVFrame, FreeFrame>;
 
 class FramePacker {
 public:

@@ -9,15 +9,7 @@
 #include <thread>
 #include <utility>
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavdevice/avdevice.h>
-#include <libavformat/avformat.h>
-#include <libavutil/display.h>
-#include <libavutil/opt.h>
-#include <libavutil/pixdesc.h>
-}
-
+#include "tools/lumetra-play/inputs/frame_packer.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/view/output.h"
 
@@ -114,18 +106,6 @@ int rotationBy(const AVFrame& frame, const AVStream& stream) {
 
 }  // namespace
 
-void MediaInput::CloseFormat::operator()(AVFormatContext* format) const {
-    avformat_close_input(&format);
-}
-
-void MediaInput::CloseCodec::operator()(AVCodecContext* codec) const {
-    avcodec_free_context(&codec);
-}
-
-void MediaInput::FreePacket::operator()(AVPacket* packet) const {
-    av_packet_free(&packet);
-}
-
 MediaInput::MediaInput(const std::string& name, const Options& options, const StopRequest& stop)
     : m_name(name == "-" ? "standard input" : name), m_stop(stop) {
     prepareLibraries();
@@ -133,8 +113,6 @@ MediaInput::MediaInput(const std::string& name, const Options& options, const St
     if (stat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
         throw PlayError(name + " is a folder: name the files in it, such as '" + name + "/%04d.png'");
     if (isByteStream(name, options)) m_bytes = std::make_unique<ByteStream>(name, stop);
-    if (!options.raw.empty() && !options.size)
-        throw PlayError("raw video does not know its size: say --size WxH as well");
     if (!options.raw.empty()) refuseContainer();
     open(options);
     chooseStream();
@@ -143,8 +121,6 @@ MediaInput::MediaInput(const std::string& name, const Options& options, const St
     m_frame.reset(av_frame_alloc());
     if (!m_packet || !m_frame) throw std::bad_alloc();
 }
-
-MediaInput::~MediaInput() = default;
 
 void MediaInput::refuseContainer() {
     constexpr unsigned LOOKED_AT = 4096;  // bytes, which are read again afterwards

@@ -7,22 +7,13 @@
 #include <string>
 
 #include "tools/lumetra-play/inputs/byte_stream.h"
-#include "tools/lumetra-play/inputs/frame_packer.h"
+#include "tools/lumetra-play/inputs/ffmpeg.h"
 #include "tools/lumetra-play/inputs/frame_source.h"
-
-struct AVCodecContext;
-struct AVDictionary;
-struct AVFormatContext;
-struct AVPacket;
-struct AVStream;
 
 class MediaInput {
 public:
     /// @throws PlayError if it cannot be opened or holds no video; Interrupted
     MediaInput(const std::string& name, const Options& options, const StopRequest& stop);
-    ~MediaInput();
-    MediaInput(const MediaInput&) = delete;
-    MediaInput& operator=(const MediaInput&) = delete;
 
     /// The next picture, which is there until the next call; null at the end.
     const AVFrame* read();
@@ -38,16 +29,6 @@ public:
     std::string damage() const;
 
 private:
-    struct CloseFormat {
-        void operator()(AVFormatContext* format) const;
-    };
-    struct CloseCodec {
-        void operator()(AVCodecContext* codec) const;
-    };
-    struct FreePacket {
-        void operator()(AVPacket* packet) const;
-    };
-
     void open(const Options& options);
     void refuseContainer();
     void chooseStream();
@@ -59,9 +40,9 @@ private:
     const std::string m_name;  // for messages
     const StopRequest& m_stop;
     std::unique_ptr<ByteStream> m_bytes;  // outlives the format, which reads from it
-    std::unique_ptr<AVFormatContext, CloseFormat> m_format;
-    std::unique_ptr<AVCodecContext, CloseCodec> m_codec;
-    std::unique_ptr<AVPacket, FreePacket> m_packet;
+    FormatPointer m_format;
+    CodecPointer m_codec;
+    PacketPointer m_packet;
     FramePointer m_frame;
     AVStream* m_stream = nullptr;  // the format's
     bool m_drained = false;

@@ -9,10 +9,6 @@
 #include "tools/lumetra-play/inputs/media_input.h"
 #include "tools/lumetra-play/run/play_error.h"
 
-extern "C" {
-#include <libavutil/frame.h>
-}
-
 namespace {
 
 // One that must exist; a numbered series is a name for many.

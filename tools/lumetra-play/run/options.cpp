@@ -6,6 +6,8 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <filesystem>
+#include <map>
+#include <sstream>
 #include <string_view>
 
 #include "tools/lumetra-play/inputs/frame_source.h"
@@ -352,28 +354,19 @@ bool isPath(const std::string& input) {
 }
 
 std::int32_t parseFlags(const std::string& text) {
-    constexpr std::int32_t ALL = LUMETRA_CONVERT_GRAY | LUMETRA_CONVERT_PYRAMID |
-                                 LUMETRA_CONVERT_FLIPVERTICAL | LUMETRA_CONVERT_DEBUGDUMP;
-    const auto fail = [&]() -> PlayError {
-        return PlayError(text + " is unknown: use 0 to 15, or gray, pyramid, flip and dump joined by commas");
-    };
-    if (const auto flags = wholeNumber(text)) {
-        if (*flags < 0 || *flags > ALL) throw fail();
-        return *flags;
-    }
-    constexpr std::pair<std::string_view, std::int32_t> NAMES[] = {{"gray", LUMETRA_CONVERT_GRAY},
-                                                                   {"pyramid", LUMETRA_CONVERT_PYRAMID},
-                                                                   {"flip", LUMETRA_CONVERT_FLIPVERTICAL},
-                                                                   {"dump", LUMETRA_CONVERT_DEBUGDUMP}};
+    static const std::map<std::string, std::int32_t> NAMES = {{"gray", LUMETRA_CONVERT_GRAY},
+                                                              {"pyramid", LUMETRA_CONVERT_PYRAMID},
+                                                              {"flip", LUMETRA_CONVERT_FLIPVERTICAL},
+                                                              {"dump", LUMETRA_CONVERT_DEBUGDUMP}};
+    if (const auto number = wholeNumber(text); number && *number >= 0 && *number <= 15) return *number;
     std::int32_t flags = 0;
-    for (std::size_t begin = 0; begin <= text.size();) {
-        const std::size_t end = std::min(text.find(',', begin), text.size());
-        const std::string_view name = std::string_view(text).substr(begin, end - begin);
-        const auto* known = std::find_if(std::begin(NAMES), std::end(NAMES),
-                                         [name](const auto& candidate) { return candidate.first == name; });
-        if (known == std::end(NAMES)) throw fail();
+    std::istringstream names(text + ",");
+    for (std::string name; std::getline(names, name, ',');) {
+        const auto known = NAMES.find(name);
+        if (known == NAMES.end())
+            throw PlayError(text +
+                            " is unknown: use 0 to 15, or gray, pyramid, flip and dump joined by commas");
         flags |= known->second;
-        begin = end + 1;
     }
     return flags;
 }
