@@ -1,5 +1,6 @@
 /* Compiled as C11: every declaration that a C host needs is usable as C. */
 #include <LumetraCore/LumetraCore.h>
+#include <LumetraCore/LumetraTap.h>
 #include <LumetraCore/PGM_FUNCTIONS.h>
 
 _Static_assert(sizeof(LUMETRA_CMDTYPE) == 4 && sizeof(LUMETRA_CBTYPE) == 4, "enumerations cross as 32 bits");

@@ -2,6 +2,7 @@
 #include <LumetraCore/LumetraCore.h>
 #include <LumetraCore/FrameMailbox.h>
 #include <LumetraCore/LumetraModule.h>
+#include <LumetraCore/LumetraTap.h>
 #include <LumetraCore/PGM_FUNCTIONS.h>
 #include <LumetraCore/TextResults.h>
 #include <LumetraCore/utf_conversion.h>
