@@ -2,6 +2,9 @@
 #include <LumetraCore/LumetraCore.h>
 #include <LumetraCore/LumetraTap.h>
 #include <LumetraCore/PGM_FUNCTIONS.h>
+#if __STDC_HOSTED__ /* it copies with the C library */
+#include <LumetraCore/PackPixels.h>
+#endif
 
 _Static_assert(sizeof(LUMETRA_CMDTYPE) == 4 && sizeof(LUMETRA_CBTYPE) == 4, "enumerations cross as 32 bits");
 _Static_assert(sizeof(LUMETRA_IMGFORMATTYPE) == 4 && sizeof(LUMETRA_CONVERSIONMODIFIER) == 4, "likewise");
@@ -13,7 +16,10 @@ static void logSink(int32_t level, const char16_t* text) {
 
 int useFromC(LUMETRA_LOGFN* sink, LUMETRA_CBTYPE kinds[4]);
 int useFromC(LUMETRA_LOGFN* sink, LUMETRA_CBTYPE kinds[4]) {
-    const unsigned char pixel[1] = {0};
+    unsigned char pixel[1] = {0};
+#if __STDC_HOSTED__
+    lumetra_pack_pixels(pixel, 1, pixel, 1, 1, 1, 1);
+#endif
     *sink = logSink;
     LumetraCore_initialize();
     LumetraCore_command(ENGINE_MODULE_ID, LUMETRA_CMD_CONFIGURE, u"{}");

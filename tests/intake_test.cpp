@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <new>
 
+#include "LumetraCore/PackPixels.h"
 #include "base/clock.h"
 #include "image/pixel_formats.h"
 #include "tests/support/configurations.h"
@@ -55,6 +57,48 @@ TEST(PixelFormats, CountBytesWithoutWrapping) {
     };
     for (const auto& [format, width, height, bytes] : cases)
         EXPECT_EQ(bytes, pictureBytes(static_cast<LUMETRA_IMGFORMATTYPE>(format), width, height)) << format;
+}
+
+TEST(PackPixels, DropsPaddingAndTurnsBottomUpRows) {
+    const Bytes padded = {1, 2, 3, 4, 0xEE, 5, 6, 7, 8};  // nothing behind the last row
+    const struct {
+        const char* name;
+        std::size_t top;
+        std::ptrdiff_t stride;
+        std::int32_t width, height, bytesPerPixel;
+        Bytes expected;
+    } cases[] = {
+        {"padded", 0, 5, 4, 2, 1, {1, 2, 3, 4, 5, 6, 7, 8}},
+        {"bottom row first", 5, -5, 4, 2, 1, {5, 6, 7, 8, 1, 2, 3, 4}},
+        {"two bytes a pixel", 0, 5, 2, 2, 2, {1, 2, 3, 4, 5, 6, 7, 8}},
+        {"a detail", 0, 5, 1, 2, 3, {1, 2, 3, 5, 6, 7}},
+        {"without padding", 0, 4, 4, 2, 1, {1, 2, 3, 4, 0xEE, 5, 6, 7}},
+        {"without padding, bottom row first", 4, -4, 1, 2, 4, {0xEE, 5, 6, 7, 1, 2, 3, 4}},
+        {"a single row of any stride", 5, -1000, 1, 1, 4, {5, 6, 7, 8}},
+        {"row longer than the stride", 0, 3, 4, 2, 1, {}},
+        {"pixels wider than the stride", 0, 5, 2, 2, 3, {}},
+        {"the same, bottom row first", 5, -3, 4, 2, 1, {}},
+        {"no stride", 0, 0, 1, 1, 1, {}},
+        {"no width", 0, 5, 0, 2, 1, {}},
+        {"no height", 0, 5, 4, 0, 1, {}},
+        {"no pixels", 0, 5, 4, 2, -1, {}},
+        {"sizes that wrap", 0, PTRDIFF_MAX, INT32_MAX, INT32_MAX, 4, {}},
+        {"a stride without a counterpart", 5, PTRDIFF_MIN, INT32_MAX, INT32_MAX, INT32_MAX, {}},
+    };
+    for (const auto& [name, top, stride, width, height, bytesPerPixel, expected] : cases) {
+        Bytes packed(8, 0xAA);
+        const unsigned char* const row = padded.data() + top;
+        const std::size_t size =
+            lumetra_pack_pixels(packed.data(), packed.size(), row, stride, width, height, bytesPerPixel);
+        EXPECT_EQ(expected, Bytes(packed.begin(), packed.begin() + std::ptrdiff_t(size))) << name;
+        EXPECT_EQ(8 - std::ptrdiff_t(size), std::count(packed.begin(), packed.end(), 0xAA)) << name;
+    }
+    Bytes inPlace = padded;
+    EXPECT_EQ(8u, lumetra_pack_pixels(inPlace.data(), inPlace.size(), inPlace.data(), 5, 4, 2, 1));
+    EXPECT_EQ((Bytes{1, 2, 3, 4, 5, 6, 7, 8, 8}), inPlace);
+    EXPECT_EQ(0u, lumetra_pack_pixels(inPlace.data(), 7, padded.data(), 5, 4, 2, 1));
+    EXPECT_EQ(0u, lumetra_pack_pixels(nullptr, 8, padded.data(), 5, 4, 2, 1));
+    EXPECT_EQ(0u, lumetra_pack_pixels(inPlace.data(), 8, nullptr, 5, 4, 2, 1));
 }
 
 TEST_F(Intake, SizesTheBufferAndCopiesWhatFits) {

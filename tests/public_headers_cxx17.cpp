@@ -4,6 +4,7 @@
 #include <LumetraCore/LumetraModule.h>
 #include <LumetraCore/LumetraTap.h>
 #include <LumetraCore/PGM_FUNCTIONS.h>
+#include <LumetraCore/PackPixels.h>
 #include <LumetraCore/TextResults.h>
 #include <LumetraCore/utf_conversion.h>
 

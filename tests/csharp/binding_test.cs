@@ -28,7 +28,8 @@ static class BindingTest
             CarriesTextWholeToTheLog, TellsTheOldLogOfItsReplacement, KeepsARawDelegateAlive,
             ListsCallbacksAndStatuses, TakesAFrameToAModule, SurvivesCollectionsUnderForeignThreads,
             ContainsWhatLogHandlersThrow, ExchangesDescriptors, KeepsTheDescriptorWhenAHandlerFails,
-            ChangesTheHostTextWhileItsChangeIsLogged, GivesNoPlaceToARefusedModuleLog
+            ChangesTheHostTextWhileItsChangeIsLogged, GivesNoPlaceToARefusedModuleLog,
+            PacksPaddedAndBottomUpRows
         };
         foreach (Action test in tests)
         {
@@ -305,6 +306,37 @@ static class BindingTest
         Same("1", Engine.RegisterLog(Monitor, (level, text) => { }).ToString());
         Engine.UnregisterLog(Monitor);
         Engine.UnregisterModule(Monitor);
+    }
+
+    static void PacksPaddedAndBottomUpRows()
+    {
+        byte[] padded = { 1, 2, 3, 4, 0xEE, 5, 6, 7, 8 };  // nothing behind the last row
+        // where the top row begins, stride, width, height, bytes of a pixel
+        var cases = new Dictionary<string, int[]> {
+            { "1 2 3 4 5 6 7 8", new[] { 0, 5, 4, 2, 1 } }, { "5 6 7 8 1 2 3 4", new[] { 5, -5, 2, 2, 2 } },
+            { "1 2 3 5 6 7", new[] { 0, 5, 1, 2, 3 } }, { "2 3 4 238", new[] { 1, 4, 4, 1, 1 } }
+        };
+        GCHandle pinned = GCHandle.Alloc(padded, GCHandleType.Pinned);
+        foreach (KeyValuePair<string, int[]> entry in cases)
+        {
+            int[] c = entry.Value;
+            byte[] packed = new byte[9];
+            int end = PackPixels.Pack(padded, c[0], c[1], c[2], c[3], c[4], packed, 1);
+            Same("0 " + entry.Key, string.Join(" ", packed.Take(end)));
+            IntPtr top = IntPtr.Add(pinned.AddrOfPinnedObject(), c[0]);
+            Expect(PackPixels.Pack(top, c[1], c[2], c[3], c[4], packed) == end - 1, "end of " + entry.Key);
+            Same(entry.Key, string.Join(" ", packed.Take(end - 1)));
+        }
+        pinned.Free();
+        int[][] refused = {
+            new[] { 0, 5, 0, 2, 1 }, new[] { 0, 5, 4, 0, 1 }, new[] { 0, 5, 4, 2, 0 }, new[] { 0, 3, 4, 2, 1 },
+            new[] { 0, 5, 2, 2, 3 }, new[] { 1, 5, 4, 2, 1 }, new[] { 4, -5, 4, 2, 1 }, new[] { -1, 5, 4, 2, 1 },
+            new[] { 0, 5, 4, 3, 1 }, new[] { 0, int.MinValue, int.MaxValue, int.MaxValue, int.MaxValue }
+        };
+        foreach (int[] c in refused)
+            Throws<ArgumentException>(() => PackPixels.Pack(padded, c[0], c[1], c[2], c[3], c[4], new byte[16]),
+                string.Join(" ", c));
+        Throws<ArgumentException>(() => PackPixels.Pack(padded, 0, 5, 4, 2, 1, new byte[8], 1), "too little room");
     }
 
     static string ReportAfterCameraFrames(HostTextHandler handler)
