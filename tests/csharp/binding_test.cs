@@ -29,7 +29,8 @@ static class BindingTest
             ListsCallbacksAndStatuses, TakesAFrameToAModule, SurvivesCollectionsUnderForeignThreads,
             ContainsWhatLogHandlersThrow, ExchangesDescriptors, KeepsTheDescriptorWhenAHandlerFails,
             ChangesTheHostTextWhileItsChangeIsLogged, GivesNoPlaceToARefusedModuleLog,
-            PacksPaddedAndBottomUpRows
+            PacksPaddedAndBottomUpRows,
+            SeesFramesWithoutACopyAsLongAsItLikes, GoesOnAfterAReceiverThrew
         };
         foreach (Action test in tests)
         {
@@ -337,6 +338,60 @@ static class BindingTest
             Throws<ArgumentException>(() => PackPixels.Pack(padded, c[0], c[1], c[2], c[3], c[4], new byte[16]),
                 string.Join(" ", c));
         Throws<ArgumentException>(() => PackPixels.Pack(padded, 0, 5, 4, 2, 1, new byte[8], 1), "too little room");
+    }
+
+    static void SeesFramesWithoutACopyAsLongAsItLikes()
+    {
+        var frames = new List<TapFrame>();
+        StartTapped(frames.Add, ConversionFlags.Gray);
+        for (int frame = 0; frame < 3; ++frame) PushAndWait(frame, () => frames.Count == frame + 1);
+        Same("3", Engine.Send(Tap.ModuleId, Tap.HeldCommand, "").ToString());
+        Engine.UnregisterModule(Tap.ModuleId);
+        Engine.Destroy();
+        for (int frame = 0; frame < 3; ++frame)
+        {
+            TapFrame tapped = frames[frame];
+            Same(frame + " 4x2 Gray8 {\"frame\":" + frame + "} 8 0 0", tapped.FrameIndex + " " + tapped.Width + "x" +
+                tapped.Height + " " + tapped.Format + " " + tapped.Descriptor + " " + tapped.Size(0) + " " +
+                tapped.Size(1) + " " + tapped.Pixels(1));
+            Expect(tapped.CopyPixels(0).All(grey => grey == 76), "pixels of frame " + frame);  // pure red
+            Same("76", Marshal.ReadByte(tapped.Pixels(0), 7).ToString());
+            tapped.Dispose();
+            tapped.Dispose();
+            Throws<ObjectDisposedException>(() => tapped.Pixels(0), "a disposed frame");
+        }
+        StartTapped(frames.Add, ConversionFlags.Gray);
+        Same("0", Engine.Send(Tap.ModuleId, Tap.HeldCommand, "").ToString());
+        Engine.UnregisterModule(Tap.ModuleId);
+    }
+
+    static void GoesOnAfterAReceiverThrew()
+    {
+        CallbackFailure told = null;
+        Action<CallbackFailure> subscriber = failure => told = failure;
+        Engine.CallbackFailed += subscriber;
+        int calls = 0;
+        StartTapped(frame => { ++calls; frame.Dispose(); throw new FormatException("tap"); }, ConversionFlags.None);
+        for (int frame = 0; frame < 2; ++frame) PushAndWait(frame, () => calls == frame + 1);
+        Tap.Stop();
+        Engine.CallbackFailed -= subscriber;
+        Same("105 Type2 tap", told.ModuleId + " " + told.Kind + " " + told.Exception.Message);
+        Engine.UnregisterModule(Tap.ModuleId);
+    }
+
+    static void StartTapped(FrameReceiver receiver, ConversionFlags flags)
+    {
+        Start();
+        Expect(Engine.Configure(4, 2, ImageFormat.Rgb, flags), "configure");
+        Same("105", Engine.RegisterModule("Tap").ToString());
+        Expect(Tap.Start(receiver), "the tap");
+    }
+
+    static void PushAndWait(int frame, Func<bool> condition)
+    {
+        byte[] red = Enumerable.Range(0, 4 * 2 * 3).Select(at => (byte)(at % 3 == 0 ? 255 : 0)).ToArray();
+        Expect(Engine.PushImage(red, "{\"frame\":" + frame + "}", frame), "push");
+        WaitUntil(condition, "frame " + frame);
     }
 
     static string ReportAfterCameraFrames(HostTextHandler handler)
