@@ -343,8 +343,10 @@ static class BindingTest
     static void SeesFramesWithoutACopyAsLongAsItLikes()
     {
         var frames = new List<TapFrame>();
-        StartTapped(frames.Add, ConversionFlags.Gray);
-        for (int frame = 0; frame < 3; ++frame) PushAndWait(frame, () => frames.Count == frame + 1);
+        FrameReceiver keep = frame => { if (frame.FrameIndex == frames.Count) frames.Add(frame); else frame.Dispose(); };
+        StartTapped(keep, ConversionFlags.Gray);
+        for (int frame = 0; frame < 3; ++frame) PushUntil(frame, () => frames.Count > frame);
+        Tap.Stop();
         Same("3", Engine.Send(Tap.ModuleId, Tap.HeldCommand, "").ToString());
         Engine.UnregisterModule(Tap.ModuleId);
         Engine.Destroy();
@@ -360,7 +362,7 @@ static class BindingTest
             tapped.Dispose();
             Throws<ObjectDisposedException>(() => tapped.Pixels(0), "a disposed frame");
         }
-        StartTapped(frames.Add, ConversionFlags.Gray);
+        StartTapped(keep, ConversionFlags.Gray);
         Same("0", Engine.Send(Tap.ModuleId, Tap.HeldCommand, "").ToString());
         Engine.UnregisterModule(Tap.ModuleId);
     }
@@ -372,7 +374,7 @@ static class BindingTest
         Engine.CallbackFailed += subscriber;
         int calls = 0;
         StartTapped(frame => { ++calls; frame.Dispose(); throw new FormatException("tap"); }, ConversionFlags.None);
-        for (int frame = 0; frame < 2; ++frame) PushAndWait(frame, () => calls == frame + 1);
+        for (int frame = 0; frame < 2; ++frame) PushUntil(frame, () => calls > frame);
         Tap.Stop();
         Engine.CallbackFailed -= subscriber;
         Same("105 Type2 tap", told.ModuleId + " " + told.Kind + " " + told.Exception.Message);
@@ -387,11 +389,16 @@ static class BindingTest
         Expect(Tap.Start(receiver), "the tap");
     }
 
-    static void PushAndWait(int frame, Func<bool> condition)
+    // A frame is dropped where the machine is too busy, so one that does not come is pushed again.
+    static void PushUntil(int frame, Func<bool> condition)
     {
         byte[] red = Enumerable.Range(0, 4 * 2 * 3).Select(at => (byte)(at % 3 == 0 ? 255 : 0)).ToArray();
-        Expect(Engine.PushImage(red, "{\"frame\":" + frame + "}", frame), "push");
-        WaitUntil(condition, "frame " + frame);
+        for (int tries = 0; tries < 100 && !condition(); ++tries)
+        {
+            Expect(Engine.PushImage(red, "{\"frame\":" + frame + "}", frame), "push");
+            for (int i = 0; i < 100 && !condition(); ++i) Thread.Sleep(2);
+        }
+        Expect(condition(), "waited in vain for frame " + frame);
     }
 
     static string ReportAfterCameraFrames(HostTextHandler handler)
