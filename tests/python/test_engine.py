@@ -1,0 +1,218 @@
+"""The engine and modules from Python: what crosses the border and what must not."""
+
+import pathlib
+import subprocess
+import sys
+import threading
+
+import numpy as np
+import pytest
+from conftest import push_until
+from lumetracore import Engine, ImageFormat, LumetraError, ModuleError, Status, _native
+from lumetracore import device_info, list_devices, pack_pixels
+
+COUNT, REPORT = 1003, 1000  # of FrameMonitor
+SMILE = "\U0001f600"
+BAD_TEXTS = ["\ud83d", "a\ud83db", "\ude00\ud83d", "a\0b"]
+
+
+def test_binds_every_exported_function():
+    names = (pathlib.Path(__file__).parents[1] / "exported_names.txt").read_text().split()
+    exported = {name[len("LumetraCore_"):] for name in names if name.startswith("LumetraCore_")}
+    assert exported == set(_native._FUNCTIONS)
+
+
+# An engine is there, so that a text that slips through ends the process.
+@pytest.mark.parametrize("text", BAD_TEXTS)
+def test_refuses_bad_texts_before_the_call(text):
+    with Engine(2, 1) as engine:
+        monitor = engine.register_module("FrameMonitor")
+        for call in [
+            engine.log,
+            engine.register_module,
+            monitor.initialize,
+            lambda text: monitor.command(REPORT, text),
+            lambda text: engine.push(b"ab", text),
+            lambda text: engine.set_native_texture(None, text),
+        ]:
+            with pytest.raises(ValueError):
+                call(text)
+        with pytest.raises(TypeError):
+            engine.log(b"bytes")
+
+
+@pytest.mark.parametrize(
+    "width, height, format, pixels",
+    [
+        (4, 2, ImageFormat.RGB, np.zeros((4, 2, 3), np.uint8)),  # the sides changed about
+        (4, 2, ImageFormat.RGB, np.zeros((2, 4, 4), np.uint8)),
+        (4, 2, ImageFormat.GRAY8, np.zeros((4, 2), np.uint8)),
+        (4, 2, ImageFormat.GRAY8, np.zeros((2, 4), np.float32)),
+        (4, 2, ImageFormat.GRAY8, np.zeros((2, 4), np.int8)),
+        (4, 2, ImageFormat.YUV420, bytes(11)),
+        (4, 2, ImageFormat.YUYV, bytes(17)),
+    ],
+)
+def test_refuses_what_is_no_frame(width, height, format, pixels):
+    with Engine(width, height, format) as engine:
+        with pytest.raises(ValueError):
+            engine.push(pixels)
+
+
+def test_refuses_sizes_states_and_numbers():
+    engine = Engine()
+    with pytest.raises(LumetraError):
+        Engine()
+    for width, height in [(0, 1), (1, -1), (1.5, 1), (2**31, 1), (41000, 41000)]:  # the last throws at a push
+        with pytest.raises(ValueError):
+            engine.configure(width, height)
+    with pytest.raises(LumetraError):
+        engine.push(b"a")  # not configured
+    engine.configure(1, 1)
+    for number in (2**31, -(2**31) - 1):
+        with pytest.raises(ValueError):
+            engine.push(b"a", frame_index=number)
+    engine.push(b"a", frame_index=2**31 - 1)
+    engine.invalidate()
+    with pytest.raises(LumetraError):
+        engine.push(b"a")
+    engine.close()
+    engine.close()
+    for call in [lambda: engine.log(""), lambda: engine.configure(1, 1), lambda: engine.register_module("Tap")]:
+        with pytest.raises(LumetraError):
+            call()
+    with pytest.raises(ValueError):
+        Engine(0, 0)
+    Engine().close()  # one that failed is not in the way
+
+
+def test_carries_texts_whole_to_the_log():
+    lines = []
+    with Engine(log=lambda level, text: lines.append((level, text))) as engine:
+        for text in ["", "Grüße " + SMILE, "x" * 10000 + SMILE]:  # pages long
+            lines.clear()
+            engine.log(text)
+            assert lines == [(0, text)]
+
+
+def test_hands_what_log_handlers_raise_to_the_excepthook(raised):
+    def fail(level, text):
+        raise FormatError(text)
+
+    class FormatError(Exception):
+        pass
+
+    with Engine(log=fail) as engine:
+        raised.clear()
+        engine.log("one")
+        assert [type(value) for value in raised] == [FormatError]
+        engine.on_log(lambda level, text: engine.close())
+        raised.clear()
+        engine.log("two")
+        assert [type(value) for value in raised] == [LumetraError]
+        lines = []
+        engine.on_log(lambda level, text: lines.append(text))
+        engine.log("still there")
+        assert lines == ["still there"]
+        engine.on_log(None)
+
+
+def test_loads_commands_and_removes_modules(tmp_path):
+    lines = []
+    with Engine(16, 8, modules=".") as engine:
+        for folder, name in [(None, "NoSuchModule"), (tmp_path, "FrameMonitor")]:
+            with pytest.raises(ModuleError):
+                engine.register_module(name, folder)
+        monitor = engine.register_module("FrameMonitor")
+        assert (monitor.id, monitor.status, monitor.supported_callbacks) == (101, 2, [1])
+        with pytest.raises(ModuleError):
+            engine.register_module("FrameMonitor")
+        with pytest.raises(ModuleError):
+            monitor.enable_push()
+        monitor.initialize({"histogram": False})
+        monitor.on_log(lambda level, text: lines.append(text))
+        push_until(lambda: engine.push(bytes(16 * 8), frame_index=7), lambda: monitor.command(COUNT) == 1)
+        assert (monitor.command(COUNT, "7"), monitor.status) == (0, Status.READY)
+        assert monitor.command(REPORT) == 1 and '"frame":7' in lines[0] and '"histogram"' not in lines[0]
+        monitor.remove()
+        for call in [monitor.remove, lambda: monitor.status, lambda: monitor.command(COUNT)]:
+            with pytest.raises(ModuleError):
+                call()
+        engine.register_module("FrameMonitor")
+
+
+def test_ends_after_the_calls_under_way_and_refuses_later_ones():
+    for _ in range(10):
+        engine = Engine(64, 48, log=lambda level, text: None)
+        refused, started = [], threading.Barrier(3)
+
+        def push():
+            started.wait()
+            try:
+                while True:
+                    engine.push(bytes(64 * 48))
+            except LumetraError as reason:
+                refused.append(str(reason))
+
+        threads = [threading.Thread(target=push) for _ in range(2)]
+        for thread in threads:
+            thread.start()
+        started.wait()
+        engine.close()
+        for thread in threads:
+            thread.join()
+        assert refused == ["the engine is closed"] * 2
+
+
+def test_ends_with_the_interpreter():
+    program = "import lumetracore as l; e = l.Engine(log=print); e.log('here'); m = e.register_module('FrameMonitor')"
+    ended = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, timeout=60)
+    assert ended.returncode == 0, ended.stderr
+    assert "0 here" in ended.stdout and "Unregistering FrameMonitor" in ended.stdout
+
+
+def test_finds_modules_beside_the_library(tmp_path):
+    library, installed = tmp_path / "libLumetraCore.so.0", tmp_path / "LumetraCore" / "modules"
+    library.symlink_to(pathlib.Path("../lib/libLumetraCore.so.0").resolve())
+    installed.parent.mkdir()
+    installed.symlink_to(pathlib.Path.cwd())
+    program = "import lumetracore as l; l.load_library('./libLumetraCore.so.0'); import os; os.chdir('/'); " \
+        "l.Engine().register_module('FrameMonitor'); assert os.getcwd() == '/'"
+    ended = subprocess.run([sys.executable, "-c", program], cwd=tmp_path, capture_output=True, text=True, timeout=60)
+    assert ended.returncode == 0, ended.stderr
+
+
+def test_reads_device_texts():
+    assert device_info()["name"] != ""
+    assert isinstance(list_devices()["videoInputDevices"], list)
+
+
+PADDED = bytes([1, 2, 3, 4, 0xEE, 5, 6, 7, 8])  # nothing behind the last row
+
+
+@pytest.mark.parametrize(
+    "width, height, depth, stride, top, expected",
+    [
+        (4, 2, 1, 5, 0, [[1, 2, 3, 4], [5, 6, 7, 8]]),
+        (4, 2, 1, -5, 5, [[5, 6, 7, 8], [1, 2, 3, 4]]),
+        (2, 2, 2, 5, 0, [[[1, 2], [3, 4]], [[5, 6], [7, 8]]]),
+        (1, 2, 3, 5, 0, [[[1, 2, 3]], [[5, 6, 7]]]),
+        (3, 3, 1, None, 0, [[1, 2, 3], [4, 0xEE, 5], [6, 7, 8]]),
+        (0, 2, 1, 5, 0, None),
+        (4, 0, 1, 5, 0, None),
+        (4, 2, 0, 5, 0, None),
+        (4, 2, 1, 3, 0, None),
+        (2, 2, 3, -5, 5, None),
+        (4, 2, 1, 5, 1, None),
+        (4, 2, 1, -5, 4, None),
+        (4, 2, 1, 5, -1, None),
+        (4, 3, 1, 5, 0, None),
+    ],
+)
+def test_packs_padded_and_bottom_up_rows(width, height, depth, stride, top, expected):
+    if expected is None:
+        with pytest.raises(ValueError):
+            pack_pixels(PADDED, width, height, depth, stride=stride, top=top)
+        return
+    packed = pack_pixels(PADDED, width, height, depth, stride=stride, top=top)
+    assert packed.tolist() == expected and packed.flags.c_contiguous
