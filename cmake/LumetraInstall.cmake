@@ -1,5 +1,5 @@
-# What `cmake --install` puts where, by components: Runtime, Development, Documentation; the tools' and the modules' own
-# rules are with them. All of it finds its parts relative to itself, so that a folder may be moved after installing.
+# What `cmake --install` puts where, by components: Runtime, Development, Python, Documentation; the rules of tools and
+# modules are with them. All of it finds its parts relative to itself, so that a folder may be moved after installing.
 include(CMakePackageConfigHelpers)
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
     message(FATAL_ERROR "the installation may be moved: CMAKE_INSTALL_LIBDIR and CMAKE_INSTALL_INCLUDEDIR are "
@@ -40,6 +40,12 @@ if(NOT APPLE)
         COMPONENT Development)
 endif()
 
+# Where Debian's Python looks below /usr.
+if(EXISTS ${PROJECT_SOURCE_DIR}/bindings/python)
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/bindings/python/lumetracore DESTINATION lib/python3/dist-packages
+        COMPONENT Python FILES_MATCHING PATTERN "*.py" PATTERN py.typed PATTERN __pycache__ EXCLUDE)
+endif()
+
 # As in the sources, so that links between the documents hold.
 set(documents ${CMAKE_INSTALL_DATADIR}/doc/lumetracore)
 install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${documents}
@@ -47,7 +53,7 @@ install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples ${PROJECT_SOURCE_DIR}/bindings
     ${PROJECT_SOURCE_DIR}/plugins
     DESTINATION ${documents} COMPONENT Documentation
-    PATTERN Doxyfile EXCLUDE PATTERN reference.md EXCLUDE PATTERN "__pycache__" EXCLUDE)
+    PATTERN Doxyfile EXCLUDE PATTERN reference.md EXCLUDE PATTERN python EXCLUDE)
 if(TARGET reference)
     install(DIRECTORY ${PROJECT_BINARY_DIR}/reference DESTINATION ${documents} COMPONENT Documentation OPTIONAL)
 endif()

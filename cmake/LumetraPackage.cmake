@@ -18,7 +18,7 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
 set(CPACK_LUMETRA_MULTIARCH ${CMAKE_LIBRARY_ARCHITECTURE})
 set(CPACK_LUMETRA_LICENCE ${PROJECT_SOURCE_DIR}/LICENSE)
-set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/debian_files.cmake)
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/debian/files.cmake)
 # The library's number is in its package's name, so that two of them can be installed at once.
 set(runtime_package liblumetracore${PROJECT_VERSION_MAJOR})
 
@@ -60,6 +60,13 @@ lumetra_debian_package(Documentation lumetracore-doc doc "guides, reference page
 "Guides, reference pages, hosts and modules to copy, and the bindings for other
 languages.")
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
+lumetra_debian_package(Python python3-lumetracore python "LumetraCore for hosts in Python"
+"The engine, its modules and the frames that modules see, as numpy arrays."
+    "${runtime_package} (= ${PROJECT_VERSION})" "lumetracore-modules (= ${PROJECT_VERSION})" "python3:any"
+    "python3-numpy")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+    ${CMAKE_CURRENT_LIST_DIR}/debian/python/postinst ${CMAKE_CURRENT_LIST_DIR}/debian/python/prerm)
 foreach(component RUNTIME TOOLS MODULES)
     set(CPACK_DEBIAN_${component}_PACKAGE_SHLIBDEPS ON)
 endforeach()

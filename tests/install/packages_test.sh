@@ -34,10 +34,13 @@ film -t 1 fixtures/clip.mp4
 film -t 1 fixtures/clip.mkv
 film -frames:v 3 fixtures/shots/%04d.png
 
+# A new user's, without what leads to this build.
+set -- env -i HOME="$HOME" PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin LANG=C.UTF-8 \
+    install/installed_test.sh
 if unshare --mount install/clean_root.sh layers "$source" "$build" -- true 2> refused; then
     echo "in a clean root: this machine's files, overlaid"
-    unshare --mount install/clean_root.sh layers "$source" "$build" -- install/installed_test.sh
+    unshare --mount install/clean_root.sh layers "$source" "$build" -- "$@"
 else
     echo "in the unpacked archive, for there is no clean root: $(cat refused)"
-    install/installed_test.sh "$HOME/lumetra"
+    "$@" "$HOME/lumetra"
 fi
