@@ -73,6 +73,16 @@ for host in host_c11 host_cxx17; do
     runs "$temporary/consumer/build/$host" "$modules"
 done
 
+# Installed, too, the tools find it by its bare name.
+echo 'lumetra_install_module(MyModule)' >> "$temporary/module/CMakeLists.txt"
+quietly cmake --build "$temporary/module/build"
+quietly cmake --install "$temporary/module/build" --prefix "$prefix"
+module=$libraries/LumetraCore/modules/MyModule.framework/MyModule
+if [ -x "$prefix/bin/lumetra-play" ]; then
+    quietly "$prefix/bin/lumetra-play" --quiet --frames 5 --module MyModule
+fi
+rm "$module"
+
 # The same three without CMake.
 bin=$temporary/pkg-config
 mkdir -p "$bin/MyModule.framework"
