@@ -3,9 +3,10 @@
 
 Usage: documented_commands.py [--after-a-build] [--prefix FOLDER] WORK FIXTURES PAGE...
 
-Every block marked sh runs as a script that ends at the first failure, in a folder of its page's own below WORK: a copy of
-FIXTURES, and of the page's folder if that is an example. Those that run after a build do so in a call of their own, with --after-a-build. With --prefix "/usr/share" stands
-for FOLDER/share. A comment in the line before a block changes that; readers do not see it:
+Every block marked sh runs as a script that ends at the first failure, in a folder of its page's own below WORK: a copy
+of FIXTURES, and of the page's folder if that is an example. Those that run after a build do so in a call of their own,
+with --after-a-build. With --prefix "/usr/share" stands for FOLDER/share. A comment in the line before a block changes
+that; readers do not see it:
 
     <!-- not run: REASON -->                  left out and listed
     <!-- run: in the sources, after a build -->

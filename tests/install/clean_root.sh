@@ -1,6 +1,7 @@
 #!/bin/sh
-# Usage: unshare --mount clean_root.sh LAYERS HIDDEN... -- COMMAND... - runs the command where what it changes in /etc, /usr
-# and /var is gone afterwards, the folders HIDDEN are empty, and packages install whole. LAYERS is an empty folder.
+# Usage: unshare --mount clean_root.sh LAYERS HIDDEN... -- COMMAND... - runs the command where what it changes in
+# /etc, /usr and /var is gone afterwards, the folders HIDDEN are empty, and packages install whole. LAYERS is an empty
+# folder.
 set -eu
 layers=$1
 shift

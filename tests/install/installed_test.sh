@@ -1,7 +1,7 @@
 #!/bin/sh
-# Usage: installed_test.sh [PREFIX] - for packages_test.sh, in its folder: installs its packages over older ones, runs the
-# documented commands and the hosts to copy, looks at the shells' completion, and removes the packages. With PREFIX, where
-# the same is unpacked, no packages.
+# Usage: installed_test.sh [PREFIX] - for packages_test.sh, in its folder: installs its packages over older ones, runs
+# the documented commands and the hosts to copy, looks at the shells' completion, and removes the packages. With
+# PREFIX, where the same is unpacked, no packages.
 set -eu
 prefix=${1:-}
 fail() {

@@ -1,7 +1,7 @@
 #!/bin/sh
-# Usage: packages_test.sh SOURCE BUILD TEXT-MODULE - makes the packages by the commands that the documents show, holds them
-# against lintian, and runs installed_test.sh with them in a clean root. Where this machine's files cannot be overlaid, for
-# want of root or of the kernel's leave, the documents' commands run in the unpacked archive instead.
+# Usage: packages_test.sh SOURCE BUILD TEXT-MODULE - makes the packages by the commands that the documents show, holds
+# them against lintian, and runs installed_test.sh with them in a clean root. Where this machine's files cannot be
+# overlaid, for want of root or of the kernel's leave, the documents' commands run in the unpacked archive instead.
 set -eu
 source=$1
 build=$2

@@ -1,7 +1,7 @@
 #!/bin/sh
-# Usage: plain_configuration_test.sh SOURCE - configures without a preset where nothing but RapidJSON is installed: that has
-# to succeed, as an optimised build whose warnings are no errors, and name each part that it leaves out. Then holds the
-# table of options against the build's files.
+# Usage: plain_configuration_test.sh SOURCE - configures without a preset where nothing but RapidJSON is installed:
+# that has to succeed, as an optimised build whose warnings are no errors, and name each part that it leaves out. Then
+# holds the table of options against the build's files.
 set -eu
 source=$1
 build=$(mktemp -d)
