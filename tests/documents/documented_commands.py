@@ -102,7 +102,7 @@ def check_page(page: pathlib.Path, arguments: argparse.Namespace) -> "tuple[int,
             file = folder / block.note.split(": ", 1)[1]
             file.unlink(missing_ok=True)  # in the sources' folder a link to one of theirs
             file.write_text(block.text)
-        elif block.language == "" and COMMAND.match(block.text) and not block.note.startswith("not run: "):
+        elif block.language in ("", "bash", "console", "shell") and COMMAND.match(block.text):
             return ran, [f"{block.place}: a command that is not marked sh: {block.text.splitlines()[0].strip()}"]
         if block.language != "sh" or (block.note == AFTER_A_BUILD) != arguments.after_a_build:
             continue
