@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "LumetraCore/TextResults.h"
+#include "tools/lumetra-play/modules/view_link.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/run/stop_request.h"
 #include "tools/lumetra-play/run/text.h"
@@ -36,8 +37,13 @@ std::string whyNotLoaded(const fs::path& file) try {
     return error.what();
 }
 
+void onLogLine(std::int32_t level, const char16_t* text) {
+    ViewLink::handOnLine(text);
+    output::onLogLine(level, text);
+}
+
 void* logFunction() {
-    return reinterpret_cast<void*>(&output::onLogLine);
+    return reinterpret_cast<void*>(&onLogLine);
 }
 
 }  // namespace
@@ -186,6 +192,7 @@ void EngineSession::onResult(void* results, const char* utf8Json) {
         ++own.count;
         own.last = text;
     }
+    ViewLink::handOnResult(own.module, text);
     output::showResult(own.module + " " + text);
 }
 

@@ -17,6 +17,7 @@
 #include "tools/lumetra-play/modules/camera_host.h"
 #include "tools/lumetra-play/modules/console.h"
 #include "tools/lumetra-play/modules/module_watch.h"
+#include "tools/lumetra-play/modules/view_link.h"
 #include "tools/lumetra-play/run/engine_session.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/run/text.h"
@@ -167,6 +168,7 @@ void Play::run(const std::function<void(const Summary&)>& finish) {
                       !m_options.jpegFolder.empty()});
     engine.loadModule({"FrameMonitor", std::nullopt}, folderOfModule("FrameMonitor", m_options.modulePath));
     MonitorLink monitor(library, m_options.check ? &check : nullptr);
+    const auto viewLink = m_options.view ? std::make_unique<ViewLink>(library) : nullptr;
     loadModules(library, engine);
     m_summary.play = playFrames(library, engine, monitor, m_options.check ? &check : nullptr);
     m_stop.stop();
