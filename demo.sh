@@ -4,7 +4,7 @@
 set -eu
 here=$(dirname "$(readlink -f "$0")")
 "$here/tools/install_packages.sh" g++ cmake ninja-build rapidjson-dev nlohmann-json3-dev libcli11-dev \
-    libcpp-httplib-dev pkg-config libjpeg-dev libpng-dev >&2
+    libmicrohttpd-dev libapriltag-dev libjpeg-dev libpng-dev >&2
 
 build="$here/build/demo"
 log="$build/build.log"

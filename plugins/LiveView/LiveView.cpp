@@ -4,10 +4,12 @@
 
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include <LumetraCore/LumetraModule.h>
 
 #include "live_frames.h"
+#include "live_texts.h"
 #include "support/host_log.h"
 #include "support/json_members.h"
 #include "view_server.h"
@@ -18,7 +20,8 @@ constexpr int USUAL_PORT = 8080;
 constexpr const char* USUAL_ADDRESS = "127.0.0.1";
 
 LiveFrames frames;
-ViewServer server(frames);
+LiveTexts texts;
+ViewServer server(frames, texts);
 std::mutex serverMutex;  // one configuration or end at a time; guards the next
 bool configured = false;
 
@@ -29,13 +32,13 @@ std::string placeOf(const std::string& address, int port) {
     return (hasColons ? "[" + address + "]" : address) + ":" + std::to_string(port);
 }
 
-// The port on which it serves from now on, 0 if it does not.
-int start(const std::string& address, int port) {
+// Why it does not serve from now on; empty if it does.
+std::string start(const ViewServer::Place& place) {
     const std::lock_guard lock(serverMutex);
     configured = true;
-    if (port >= 0 && port <= 65535 && server.start(address, port)) return server.port();
     server.stop();
-    return 0;
+    frames.forget();
+    return server.start(place);
 }
 
 }  // namespace
@@ -46,15 +49,16 @@ std::int32_t getModuleID() {
 
 void initialize(const char* configuration) {
     const JsonMembers members(configuration);
-    const int port = members.integer<int>("port").value_or(USUAL_PORT);
-    const std::string address = members.string("address").value_or(USUAL_ADDRESS);
-    const int served = start(address, port);
+    const ViewServer::Place place{members.string("address").value_or(USUAL_ADDRESS),
+                                  members.integer<int>("port").value_or(USUAL_PORT),
+                                  members.string("name").value_or("")};
+    const std::string failure = start(place);
     // Without the server's lock: whoever reads the line may ask us.
-    if (served != 0)
-        hostLog.write(0, "LiveView: http://" + placeOf(address, served) + "/");
+    if (failure.empty())
+        hostLog.write(0, "LiveView: http://" + placeOf(place.address, server.port()) + "/");
     else
-        hostLog.write(1, "LiveView: " + placeOf(address, port) +
-                             " cannot be opened: configure another \"port\" or \"address\"");
+        hostLog.write(1, "LiveView: " + placeOf(place.address, place.port) + " cannot be opened (" + failure +
+                             "): configure another \"port\" or \"address\"");
 }
 
 int registerCallback(LUMETRA_CBTYPE kind, void* function, void*) {
@@ -74,8 +78,19 @@ int getSupportedCallbacks(LUMETRA_CBTYPE* kinds) {
     return 1;
 }
 
-int command(LUMETRA_CMDTYPE command, const char*) {
-    return static_cast<std::int32_t>(command) == LIVEVIEW_CMD_PORT ? server.port() : 0;
+int command(LUMETRA_CMDTYPE command, const char* text) {
+    const std::string_view given = text == nullptr ? "" : text;
+    switch (static_cast<std::int32_t>(command)) {
+        case LIVEVIEW_CMD_PORT:
+            return server.port();
+        case LIVEVIEW_CMD_RESULT:
+            return texts.addResult(given) ? 1 : 0;
+        case LIVEVIEW_CMD_LOG:
+            texts.addLine(given);
+            return 1;
+        default:
+            return 0;
+    }
 }
 
 void notifyNewData(std::uint64_t chunkId, std::shared_ptr<IChnk> chunk) {
@@ -92,5 +107,6 @@ void destroy() {
     hostLog.set(nullptr);
     const std::lock_guard lock(serverMutex);
     server.stop();
+    texts.forget();
     frames.forget();  // a notification that still runs may leave its frame, which goes with the library
 }

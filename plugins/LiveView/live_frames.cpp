@@ -1,6 +1,8 @@
 // live_frames.cpp - recording a frame, and computing what somebody asks for.
 #include "live_frames.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <vector>
 
@@ -27,6 +29,11 @@ std::string beginningOf(const std::string& text) {
     return text.substr(0, end);
 }
 
+std::int64_t millisecondsSince(std::chrono::steady_clock::time_point time) {
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(steady_clock::now() - time).count();
+}
+
 void describePixels(const IChnk& chunk, ordered_json& frame) {
     const auto level = findLevel(chunk, 0);
     if (!level) return;
@@ -43,7 +50,10 @@ void describePixels(const IChnk& chunk, ordered_json& frame) {
 }
 
 ordered_json describeFrame(const IChnk& chunk) {
-    ordered_json frame = {{"frame", chunk.frameIndex}, {"width", chunk.width}, {"height", chunk.height}};
+    ordered_json frame = {{"frame", chunk.frameIndex},
+                          {"width", chunk.width},
+                          {"height", chunk.height},
+                          {"format", static_cast<std::int32_t>(chunk.format)}};
     describePixels(chunk, frame);
     frame["descriptor"] = beginningOf(chunk.descriptor);
     return frame;
@@ -51,23 +61,22 @@ ordered_json describeFrame(const IChnk& chunk) {
 
 }  // namespace
 
+LiveFrames::LiveFrames()
+    : m_instance(std::to_string(std::chrono::system_clock::now().time_since_epoch().count()) + "-" +
+                 std::to_string(getpid())) {}
+
 void LiveFrames::take(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk) {
     const bool watched = isWatched();
-    Arrival arrival{};
-    if (watched) {
-        arrival.at = Clock::now();
-        arrival.latencyUs = systemMicroseconds() - pushTime(chunkId, chunk->descriptor);
-    }
+    Arrival arrival{Clock::now(), 0};
+    if (watched) arrival.latencyUs = systemMicroseconds() - pushTime(chunkId, chunk->descriptor);
     std::shared_ptr<IChnk> replaced = chunk;  // released after the lock, since that may free a whole buffer
-    {
-        const std::lock_guard lock(m_mutex);
-        if (watched) count(*chunk, arrival);
-        if (m_newest.chunk != nullptr && wasOvertaken(chunkId, m_newest.chunkId)) return;
-        m_newest.chunkId = chunkId;
-        m_newest.chunk.swap(replaced);
-        ++m_number;
-    }
-    m_arrived.notify_all();
+    const std::lock_guard lock(m_mutex);
+    if (watched) count(*chunk, arrival);
+    if (m_newest.chunk != nullptr && wasOvertaken(chunkId, m_newest.chunkId)) return;
+    m_newest.chunkId = chunkId;
+    ++m_newest.number;
+    m_newest.at = arrival.at;
+    m_newest.chunk.swap(replaced);
 }
 
 void LiveFrames::count(const IChnk& chunk, Arrival arrival) {
@@ -83,12 +92,10 @@ void LiveFrames::forget() {
     {
         const std::lock_guard lock(m_mutex);
         m_newest.chunk.swap(forgotten);
-        ++m_number;
         m_frames = 0;
         m_arrivals.clear();
     }
     m_lookedAt = Clock::time_point();
-    m_arrived.notify_all();
     for (Encoded& encoded : m_encoded) {
         const std::lock_guard lock(encoded.mutex);
         encoded.file = nullptr;
@@ -116,29 +123,38 @@ LiveFrames::Newest LiveFrames::newest() {
     return m_newest;
 }
 
-std::shared_ptr<const std::string> LiveFrames::picture(int level) {
+LivePicture LiveFrames::picture(int level, std::string_view seen) {
     look();
-    if (level < 0 || level >= LEVEL_COUNT) return nullptr;
+    const Newest newest = this->newest();
+    LivePicture picture;
+    if (newest.chunk == nullptr) return picture;
+    const IChnk& chunk = *newest.chunk;
+    picture.token = m_instance + "-" + std::to_string(newest.number);
+    picture.frame = chunk.frameIndex;
+    picture.width = chunk.width;
+    picture.height = chunk.height;
+    picture.ageMs = millisecondsSince(newest.at);
+    const auto pixels = level >= 0 && level < LEVEL_COUNT ? findLevel(chunk, level) : std::nullopt;
+    picture.state = !findLevel(chunk, 0)    ? LivePicture::State::NotGrey
+                    : !pixels               ? LivePicture::State::NoLevel
+                    : seen == picture.token ? LivePicture::State::Seen
+                                            : LivePicture::State::New;
+    if (picture.state != LivePicture::State::New) return picture;
+    picture.file = encode(level, *pixels, newest.chunk);
+    if (picture.file == nullptr) picture.state = LivePicture::State::NoLevel;
+    return picture;
+}
+
+std::shared_ptr<const std::string> LiveFrames::encode(int level, const GreyLevel& pixels,
+                                                      const std::shared_ptr<IChnk>& chunk) {
     Encoded& encoded = m_encoded[static_cast<std::size_t>(level)];
-    // Before the frame is chosen, so that none is encoded after a newer one.
     const std::lock_guard lock(encoded.mutex);
-    const std::shared_ptr<IChnk> chunk = newest().chunk;
-    if (chunk == nullptr) return nullptr;
-    const auto pixels = findLevel(*chunk, level);
-    if (!pixels) return nullptr;
     if (encoded.of.lock() != chunk) {
-        encoded.file = encodeJpeg(*pixels, QUALITY);
+        encoded.file = encodeJpeg(pixels, QUALITY);
         encoded.of = chunk;
         ++m_encodings;
     }
     return encoded.file;
-}
-
-std::uint64_t LiveFrames::waitForNext(std::uint64_t seen, std::chrono::milliseconds most) {
-    look();
-    std::unique_lock lock(m_mutex);
-    m_arrived.wait_for(lock, most, [&] { return m_number != seen; });
-    return m_number;
 }
 
 std::string LiveFrames::statistics() {
@@ -155,7 +171,10 @@ std::string LiveFrames::statistics() {
 std::string LiveFrames::describe() {
     ordered_json text = figures();
     text["encodings"] = m_encodings.load();
-    if (const std::shared_ptr<IChnk> chunk = newest().chunk) text["newest"] = describeFrame(*chunk);
+    if (const Newest newest = this->newest(); newest.chunk != nullptr) {
+        text["newest"] = describeFrame(*newest.chunk);
+        text["newest"]["ageMs"] = millisecondsSince(newest.at);
+    }
     // A descriptor may hold what is no text.
     return text.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }

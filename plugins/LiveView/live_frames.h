@@ -1,36 +1,45 @@
 // live_frames.h - the newest frame, and what is computed of it for those who look: once, however many they
-// are. Any thread. m_mutex is held to record, to copy or to sum up; pixels are looked at under the lock of
-// what they make.
+// are, and on the thread that asks, so that a frame costs the engine's workers no more than a pointer. Any
+// thread. m_mutex is held to record, to copy or to sum up; pixels are looked at under the lock of what they
+// make.
 #ifndef LUMETRA_LIVEVIEW_LIVE_FRAMES_H
 #define LUMETRA_LIVEVIEW_LIVE_FRAMES_H
 
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include <LumetraCore/IChnk.h>
 #include <nlohmann/json_fwd.hpp>
 
 #include "support/grey_levels.h"
 
+/// The newest frame as a viewer gets it.
+struct LivePicture {
+    enum class State { New, Seen, NoFrame, NotGrey, NoLevel };
+    State state = State::NoFrame;
+    std::string token;  ///< tells this picture from all others, those of earlier hosts included
+    std::int32_t frame = 0, width = 0, height = 0;  ///< of the frame, whichever level is shown
+    std::int64_t ageMs = 0;                         ///< since the frame came
+    std::shared_ptr<const std::string> file;        ///< a JPEG file, if the state is New
+};
+
 class LiveFrames {
 public:
+    LiveFrames();
     void take(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk);
-    void forget();  ///< the newest frame and all figures; who waits is woken
+    void forget();  ///< the newest frame and all figures
 
-    /// A JPEG file of the newest frame's level, null if there is none.
-    std::shared_ptr<const std::string> picture(int level);
+    /// Level `level` of the newest frame.
+    /// @param seen  the token of the picture that the viewer has; it is not encoded again
+    LivePicture picture(int level, std::string_view seen = {});
     std::string statistics();
-
-    /// Waits until there is a frame with another number of arrival than `seen`, or `most` has passed.
-    /// @return the number of the newest arrival
-    std::uint64_t waitForNext(std::uint64_t seen, std::chrono::milliseconds most);
 
 private:
     using Clock = std::chrono::steady_clock;  // that nobody sets
@@ -41,6 +50,8 @@ private:
     };
     struct Newest {
         std::uint64_t chunkId = 0;
+        std::uint64_t number = 0;  // of its arrival
+        Clock::time_point at;
         std::shared_ptr<IChnk> chunk;
     };
     struct Encoded {
@@ -55,14 +66,15 @@ private:
     Newest newest();
     nlohmann::ordered_json figures();
     std::string describe();
+    std::shared_ptr<const std::string> encode(int level, const GreyLevel& pixels,
+                                              const std::shared_ptr<IChnk>& chunk);
 
+    const std::string m_instance;  // differs from one loading of the module to the next
     std::atomic<Clock::time_point> m_lookedAt{};
     std::atomic<std::uint64_t> m_encodings{0};
 
     std::mutex m_mutex;  // guards all down to m_arrivals
-    std::condition_variable m_arrived;
     Newest m_newest;
-    std::uint64_t m_number = 0;  // of the newest's arrival
     std::uint64_t m_frames = 0;
     std::int64_t m_leastIndex = 0, m_greatestIndex = 0;
     std::deque<Arrival> m_arrivals;

@@ -1,226 +1,256 @@
-// view_server.cpp - routes, and what keeps strangers and other sites out.
+// view_server.cpp - libmicrohttpd, its limits, and the routes.
 #include "view_server.h"
 
-#include <arpa/inet.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <pthread.h>
 #include <signal.h>
 
 #include <charconv>
+#include <cstdarg>
+#include <cstdio>
+#include <memory>
 #include <system_error>
 
-#include <httplib.h>
+#include <microhttpd.h>
 
-#include "page.h"
+#include "page_files.h"
 
 namespace {
 
-using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
 
-constexpr int MOST_STREAMS = 8;
-constexpr std::size_t OTHER_REQUESTS = 4;  // at once
-constexpr auto BETWEEN_PICTURES = 33ms;    // a stream shows no more than a screen needs
-constexpr const char* BOUNDARY = "--picture\r\n";
+constexpr unsigned MOST_CONNECTIONS = 128;  // above Connections::MOST, which ends the slow ones before
+constexpr std::size_t LARGEST_REQUEST = 16 * 1024;  // bytes, of a request's lines and all of its headers
+constexpr int MOST_HEADERS = 64;                    // and parameters
+constexpr unsigned SILENT_SECONDS = 5;              // until a connection without a byte is closed
+constexpr std::size_t STACK_BYTES =
+    1024 * 1024;  // for an encoder and a figure's JSON, whatever the host's are
 
-// Level 0 unless the request names another; -1 for what is no number.
-int levelOf(const httplib::Request& request) {
-    if (!request.has_param("level")) return 0;
-    const std::string text = request.get_param_value("level");
-    int level = -1;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), level);
-    return error == std::errc() && end == text.data() + text.size() ? level : -1;
+std::string_view valueOf(MHD_Connection* connection, MHD_ValueKind kind, const char* key) {
+    const char* const value = MHD_lookup_connection_value(connection, kind, key);
+    return value == nullptr ? std::string_view() : value;
 }
 
-// A page from elsewhere can give its own name this machine's address, and so read what it should not; it
-// cannot make a browser ask for an address, for "localhost" or for the name that was configured.
-bool namesThisMachine(std::string host, const std::string& address) {
-    const std::size_t colon = host.rfind(':');
-    if (colon != std::string::npos && host.back() != ']') host.erase(colon);
-    if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
-    in6_addr parsed{};
-    return host == "localhost" || (!address.empty() && host == address) ||
-           inet_pton(AF_INET, host.c_str(), &parsed) == 1 || inet_pton(AF_INET6, host.c_str(), &parsed) == 1;
+std::string_view parameter(MHD_Connection* connection, const char* name) {
+    return valueOf(connection, MHD_GET_ARGUMENT_KIND, name);
 }
 
-// Why a request is not answered, null if it is: nothing but looking, and only for pages of this server.
-const char* refusalOf(const httplib::Request& request, const std::string& address) {
-    if (!namesThisMachine(request.get_header_value("Host"), address))
-        return "call this machine localhost or by its address\n";
-    const std::string site = request.get_header_value("Sec-Fetch-Site");
-    if (site == "cross-site" || site == "same-site") return "this is not for other sites\n";
-    if (request.method != "GET" && request.method != "HEAD") return "this is to look at\n";
-    // The library answers many ranges with as many copies.
-    if (request.has_header("Range") || request.has_header("Content-Length"))
-        return "this is to be had whole\n";
-    return nullptr;
+// `missing` where there is no such parameter, nothing for what is no number.
+template <class Number>
+std::optional<Number> numberOf(MHD_Connection* connection, const char* name, Number missing) {
+    if (MHD_lookup_connection_value(connection, MHD_GET_ARGUMENT_KIND, name) == nullptr) return missing;
+    const std::string_view text = parameter(connection, name);
+    Number number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    return number;
 }
 
-// The library ignores SIGPIPE for the whole process, which is the host's to decide.
-std::unique_ptr<httplib::Server> makeServer() {
-    struct sigaction before {};
-    sigaction(SIGPIPE, nullptr, &before);
-    auto server = std::make_unique<httplib::Server>();
-    sigaction(SIGPIPE, &before, nullptr);
-    return server;
-}
-
-// But for those that say that this thread itself has gone wrong.
-void blockSignals() {
-    sigset_t all;
-    sigfillset(&all);
-    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) sigdelset(&all, fault);
-    pthread_sigmask(SIG_BLOCK, &all, nullptr);
-}
-
-// What leaves a task would end the process.
-class GuardedPool final : public httplib::TaskQueue {
+// The host's signals are not for the server's thread, which inherits the mask; but those are that say that
+// this thread itself has gone wrong.
+class SignalsBlocked {
 public:
-    void enqueue(std::function<void()> task) override {
-        m_pool.enqueue([task = std::move(task)] {
-            try {
-                task();
-            } catch (...) {
-                // Lack of memory, most likely: the viewer asks again.
-            }
-        });
+    SignalsBlocked() {
+        sigset_t all;
+        sigfillset(&all);
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) sigdelset(&all, fault);
+        pthread_sigmask(SIG_BLOCK, &all, &m_before);
     }
-    void shutdown() override { m_pool.shutdown(); }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
 
 private:
-    httplib::ThreadPool m_pool{MOST_STREAMS + OTHER_REQUESTS};
+    sigset_t m_before{};
 };
 
-bool writePart(httplib::DataSink& sink, const std::string& file) {
-    const std::string head =
-        "Content-Type: image/jpeg\r\nContent-Length: " + std::to_string(file.size()) + "\r\n\r\n";
-    // The next part's boundary at once: browsers show a part when they see its end.
-    return sink.write(head.data(), head.size()) && sink.write(file.data(), file.size()) &&
-           sink.write("\r\n", 2) && sink.write(BOUNDARY, std::char_traits<char>::length(BOUNDARY));
+using Addresses = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
+
+Addresses resolve(const ViewServer::Place& place, std::string& failure) {
+    addrinfo wanted{};
+    wanted.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
+    wanted.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    const int error = getaddrinfo(place.address.c_str(), std::to_string(place.port).c_str(), &wanted, &found);
+    if (error != 0) failure = gai_strerror(error);
+    return {error == 0 ? found : nullptr, &freeaddrinfo};
+}
+
+int portOf(MHD_Daemon* daemon) {
+    const MHD_DaemonInfo* const info = MHD_get_daemon_info(daemon, MHD_DAEMON_INFO_LISTEN_FD);
+    sockaddr_storage address{};
+    socklen_t size = sizeof address;
+    if (info == nullptr || getsockname(info->listen_fd, reinterpret_cast<sockaddr*>(&address), &size) != 0)
+        return 0;
+    return address.ss_family == AF_INET6 ? ntohs(reinterpret_cast<const sockaddr_in6&>(address).sin6_port)
+                                         : ntohs(reinterpret_cast<const sockaddr_in&>(address).sin_port);
 }
 
 }  // namespace
 
-ViewServer::ViewServer(LiveFrames& frames) : m_frames(frames) {}
+struct ViewServer::Answer {
+    unsigned status;
+    const char* type;
+    std::string body;
+    std::vector<std::pair<const char*, std::string>> headers = {};
+};
 
-ViewServer::~ViewServer() {
+struct ViewServer::Callbacks {
+    static ViewServer& of(void* self) { return *static_cast<ViewServer*>(self); }
+
+    // While it starts: afterwards there is nobody to tell.
+    static void onMessage(void* self, const char* format, va_list arguments) {
+        char text[200];
+        std::vsnprintf(text, sizeof text, format, arguments);
+        if (of(self).m_port == 0) of(self).m_failure = text;
+    }
+
+    static MHD_Result onAccept(void* self, const sockaddr*, socklen_t) {
+        of(self).m_connections.endSlow(Clock::now());
+        return MHD_YES;
+    }
+
+    static void onConnection(void* self, MHD_Connection* connection, void**,
+                             MHD_ConnectionNotificationCode code) {
+        Connections& connections = of(self).m_connections;
+        if (code == MHD_CONNECTION_NOTIFY_CLOSED) return connections.closed(connection);
+        const MHD_ConnectionInfo* const info =
+            MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+        if (info != nullptr) connections.opened(connection, info->connect_fd, Clock::now());
+    }
+
+    static void onCompleted(void* self, MHD_Connection* connection, void**, MHD_RequestTerminationCode) {
+        of(self).m_connections.advanced(connection, Clock::now());
+    }
+
+    // First once the headers are there, then with what bodies bring, and then to be answered.
+    static MHD_Result onRequest(void* self, MHD_Connection* connection, const char* path, const char* method,
+                                const char*, const char*, std::size_t*, void** state) {
+        ViewServer& server = of(self);
+        try {
+            if (*state == nullptr) {
+                *state = self;
+                const char* const refusal = server.refusalOf(connection, method);
+                if (refusal != nullptr) return send(connection, {MHD_HTTP_FORBIDDEN, "text/plain", refusal});
+                return MHD_YES;
+            }
+            server.m_connections.advanced(connection, Clock::now());
+            return send(connection, server.answerTo(connection, path));
+        } catch (...) {
+            return MHD_NO;  // lack of memory, most likely: the connection is closed, and the viewer asks
+                            // again
+        }
+    }
+
+    static MHD_Result send(MHD_Connection* connection, const Answer& answer) {
+        const std::unique_ptr<MHD_Response, decltype(&MHD_destroy_response)> response(
+            MHD_create_response_from_buffer(answer.body.size(), const_cast<char*>(answer.body.data()),
+                                            MHD_RESPMEM_MUST_COPY),
+            &MHD_destroy_response);
+        if (response == nullptr) return MHD_NO;
+        const auto add = [&](const char* name, const char* value) {
+            MHD_add_response_header(response.get(), name, value);
+        };
+        if (answer.type != nullptr) add("Content-Type", answer.type);
+        add("Cache-Control", "no-store");
+        add("Cross-Origin-Resource-Policy", "same-origin");
+        add("X-Content-Type-Options", "nosniff");
+        add("Content-Security-Policy", "default-src 'self'; img-src 'self' blob: data:");
+        for (const auto& [name, value] : answer.headers) add(name, value.c_str());
+        return MHD_queue_response(connection, answer.status, response.get());
+    }
+};
+
+std::string ViewServer::start(const Place& place) {
     stop();
-}
-
-bool ViewServer::start(const std::string& address, int port) {
-    stop();
-    m_stopping = m_ended = false;
-    m_server = makeServer();
-    m_server->new_task_queue = [] { return new GuardedPool; };
-    m_server->set_keep_alive_max_count(1);  // an idle connection would hold a thread
-    m_server->set_keep_alive_timeout(1);    // and so does one that has not asked yet
-    m_server->set_read_timeout(1s);
-    m_server->set_write_timeout(1s);
-    m_server->set_payload_max_length(1024);
-    // The library's own options would let two servers share a port.
-    m_server->set_socket_options([](socket_t socket) {
-        const int yes = 1;
-        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-    });
-    route(address);
-    const int bound =
-        port == 0 ? m_server->bind_to_any_port(address) : (m_server->bind_to_port(address, port) ? port : -1);
-    if (bound <= 0) {
-        m_server.reset();
-        return false;
+    if (place.port < 0 || place.port > 65535) return "no such port";
+    std::string failure;
+    const Addresses addresses = resolve(place, failure);
+    if (addresses == nullptr) return failure;
+    m_names = {place.address, place.name};
+    m_failure = "the server cannot start";
+    unsigned flags = MHD_USE_AUTO | MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_ERROR_LOG;
+    if (addresses->ai_family == AF_INET6) flags |= MHD_USE_IPv6;
+    const SignalsBlocked blocked;
+    m_daemon = MHD_start_daemon(flags, 0, &Callbacks::onAccept, this, &Callbacks::onRequest, this,
+                                MHD_OPTION_EXTERNAL_LOGGER, &Callbacks::onMessage, this, MHD_OPTION_SOCK_ADDR,
+                                addresses->ai_addr, MHD_OPTION_CONNECTION_LIMIT, MOST_CONNECTIONS,
+                                MHD_OPTION_CONNECTION_MEMORY_LIMIT, LARGEST_REQUEST,
+                                MHD_OPTION_CONNECTION_TIMEOUT, SILENT_SECONDS, MHD_OPTION_THREAD_STACK_SIZE,
+                                STACK_BYTES, MHD_OPTION_NOTIFY_CONNECTION, &Callbacks::onConnection, this,
+                                MHD_OPTION_NOTIFY_COMPLETED, &Callbacks::onCompleted, this, MHD_OPTION_END);
+    if (m_daemon != nullptr) {
+        m_port = portOf(m_daemon);
+        return {};
     }
-    m_port = bound;
-    try {
-        m_thread = std::thread([this] { serve(); });
-    } catch (const std::system_error&) {
-        m_port = 0;
-        m_server.reset();
-        return false;
-    }
-    // Not before can it be stopped.
-    while (!m_server->is_running() && !m_ended) std::this_thread::sleep_for(1ms);
-    return true;
-}
-
-void ViewServer::serve() {
-    blockSignals();
-    try {
-        m_server->listen_after_bind();
-    } catch (...) {
-        // As when the system has nothing left to accept a connection with: there is no port any more.
-    }
-    m_port = 0;
-    m_ended = true;
+    while (!m_failure.empty() && (m_failure.back() == '\n' || m_failure.back() == '.')) m_failure.pop_back();
+    return m_failure;
 }
 
 void ViewServer::stop() {
-    if (!m_thread.joinable()) return;
-    m_stopping = true;
-    m_frames.forget();  // wakes the streams
-    m_server->stop();
-    m_thread.join();
-    m_server.reset();
+    if (m_daemon == nullptr) return;
+    MHD_stop_daemon(m_daemon);
+    m_daemon = nullptr;
     m_port = 0;
+    m_viewers.clear();
 }
 
-void ViewServer::route(const std::string& address) {
-    m_server->set_pre_routing_handler(
-        [address](const httplib::Request& request, httplib::Response& response) {
-            const char* const refusal = refusalOf(request, address);
-            if (refusal == nullptr) return httplib::Server::HandlerResponse::Unhandled;
-            response.status = 403;
-            response.set_content(refusal, "text/plain");
-            return httplib::Server::HandlerResponse::Handled;
-        });
-    m_server->set_default_headers({{"Cache-Control", "no-store"},
-                                   {"Cross-Origin-Resource-Policy", "same-origin"},
-                                   {"X-Content-Type-Options", "nosniff"}});
-    m_server->Get("/", [](const httplib::Request&, httplib::Response& response) {
-        response.set_content(LIVE_VIEW_PAGE, "text/html; charset=utf-8");
-    });
-    m_server->Get("/stats.json", [this](const httplib::Request&, httplib::Response& response) {
-        response.set_content(m_frames.statistics(), "application/json");
-    });
-    m_server->Get("/frame.jpg", [this](const httplib::Request& request, httplib::Response& response) {
-        const auto file = m_frames.picture(levelOf(request));
-        if (file != nullptr) return response.set_content(*file, "image/jpeg");
-        response.status = 404;
-        response.set_content("no grey frame with such a level has come\n", "text/plain");
-    });
-    m_server->Get("/stream.mjpg", [this](const httplib::Request& request, httplib::Response& response) {
-        const int level = levelOf(request);
-        if (level >= 0 && level < LEVEL_COUNT) return stream(response, level);
-        response.status = 404;
-        response.set_content("levels are 0 to 7\n", "text/plain");
-    });
+// Why a request is not answered, null if it is: nothing but looking, and only for pages of this server.
+const char* ViewServer::refusalOf(MHD_Connection* connection, std::string_view method) const {
+    if (!namesThisMachine(valueOf(connection, MHD_HEADER_KIND, "Host"), m_names))
+        return "call this machine localhost, by its address or by its configured name\n";
+    const std::string_view site = valueOf(connection, MHD_HEADER_KIND, "Sec-Fetch-Site");
+    if (site == "cross-site" || site == "same-site") return "this is not for other sites\n";
+    if (method != "GET" && method != "HEAD") return "this is to look at\n";
+    for (const char* const header : {"Content-Length", "Transfer-Encoding"})
+        if (!valueOf(connection, MHD_HEADER_KIND, header).empty()) return "questions have no body here\n";
+    const auto kinds = static_cast<MHD_ValueKind>(MHD_HEADER_KIND | MHD_COOKIE_KIND | MHD_GET_ARGUMENT_KIND);
+    if (MHD_get_connection_values(connection, kinds, nullptr, nullptr) > MOST_HEADERS)
+        return "too many headers\n";
+    return nullptr;
 }
 
-void ViewServer::stream(httplib::Response& response, int level) {
-    if (++m_streams > MOST_STREAMS) {
-        --m_streams;
-        response.status = 503;
-        response.set_content("too many look already\n", "text/plain");
-        return;
+// Who gives no name of a page, such as a script, takes no place.
+bool ViewServer::admits(MHD_Connection* connection) {
+    constexpr std::size_t LONGEST_NAME = 32;
+    const std::string_view viewer = parameter(connection, "viewer");
+    return viewer.empty() || m_viewers.admit(std::string(viewer.substr(0, LONGEST_NAME)), Clock::now());
+}
+
+ViewServer::Answer ViewServer::answerTo(MHD_Connection* connection, std::string_view path) {
+    for (const PageFile& file : PAGE_FILES)
+        if (path == file.path) return {MHD_HTTP_OK, file.type, std::string(file.text)};
+    const bool isFrame = path == "/frame.jpg";
+    if (!isFrame && path != "/stats.json" && path != "/texts.json")
+        return {MHD_HTTP_NOT_FOUND, "text/plain", "there is no such page\n"};
+    if (!admits(connection))
+        return {MHD_HTTP_SERVICE_UNAVAILABLE, "text/plain",
+                "eight viewers look already: this one comes in when another one leaves\n"};
+    if (isFrame) return frameFor(connection);
+    if (path == "/stats.json") return {MHD_HTTP_OK, "application/json", m_frames.statistics()};
+    const auto seen = numberOf<std::uint64_t>(connection, "after", 0).value_or(0);
+    return {MHD_HTTP_OK, "application/json", m_texts.after(seen)};
+}
+
+ViewServer::Answer ViewServer::frameFor(MHD_Connection* connection) {
+    const int level = numberOf(connection, "level", 0).value_or(-1);
+    const LivePicture picture = m_frames.picture(level, parameter(connection, "after"));
+    std::vector<std::pair<const char*, std::string>> headers = {
+        {"X-Lumetra-Picture", picture.token},
+        {"X-Lumetra-Frame", std::to_string(picture.frame)},
+        {"X-Lumetra-Size", std::to_string(picture.width) + "x" + std::to_string(picture.height)},
+        {"X-Lumetra-Age-Ms", std::to_string(picture.ageMs)}};
+    switch (picture.state) {
+        case LivePicture::State::New:
+            return {MHD_HTTP_OK, "image/jpeg", *picture.file, std::move(headers)};
+        case LivePicture::State::Seen:
+            return {MHD_HTTP_NO_CONTENT, nullptr, {}, std::move(headers)};
+        case LivePicture::State::NoFrame:
+            return {MHD_HTTP_NOT_FOUND, "text/plain", "no frame has come yet\n"};
+        case LivePicture::State::NotGrey:
+            return {MHD_HTTP_NOT_FOUND, "text/plain", "the frames are not grey now\n", std::move(headers)};
+        default:
+            return {MHD_HTTP_NOT_FOUND, "text/plain", "the frames have no such level\n", std::move(headers)};
     }
-    const auto seen = std::make_shared<std::uint64_t>(0);
-    response.set_content_provider(
-        "multipart/x-mixed-replace; boundary=picture",
-        [this, level, seen](std::size_t offset, httplib::DataSink& sink) {
-            try {
-                if (offset == 0 && !sink.write(BOUNDARY, std::char_traits<char>::length(BOUNDARY)))
-                    return false;
-                return sendNext(sink, level, *seen);
-            } catch (...) {
-                return false;  // this runs where the library catches nothing
-            }
-        },
-        [this](bool) { --m_streams; });
-}
-
-bool ViewServer::sendNext(httplib::DataSink& sink, int level, std::uint64_t& seen) {
-    const std::uint64_t number = m_frames.waitForNext(seen, 500ms);
-    if (m_stopping || !sink.is_writable()) return false;
-    if (number == seen) return true;
-    seen = number;
-    const auto file = m_frames.picture(level);
-    if (file != nullptr && !writePart(sink, *file)) return false;
-    std::this_thread::sleep_for(BETWEEN_PICTURES);
-    return true;
 }

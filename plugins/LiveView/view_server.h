@@ -1,46 +1,60 @@
-// view_server.h - the web server: it turns requests into questions to LiveFrames.
-// start() and stop(): one thread at a time. The threads of the server see no signals of the host.
+// view_server.h - the web server: it turns requests into questions to LiveFrames and LiveTexts.
+// start() and stop(): one thread at a time. Requests are answered one after the other on one thread, with a
+// stack of its own size and without the signals of the host; what is slow to arrive or to leave is waited for
+// by the system, not by that thread.
 #ifndef LUMETRA_LIVEVIEW_VIEW_SERVER_H
 #define LUMETRA_LIVEVIEW_VIEW_SERVER_H
 
 #include <atomic>
-#include <memory>
+#include <cstddef>
 #include <string>
-#include <thread>
+#include <string_view>
+#include <vector>
 
+#include "admission.h"
+#include "connections.h"
 #include "live_frames.h"
+#include "live_texts.h"
 
-namespace httplib {
-class Server;
-class DataSink;
-struct Response;
-}  // namespace httplib
+struct MHD_Connection;
+struct MHD_Daemon;
 
 class ViewServer {
 public:
-    explicit ViewServer(LiveFrames& frames);
-    ~ViewServer();
+    struct Place {
+        std::string address;  ///< or a name that the system resolves to one
+        int port;             ///< 0 takes any free one
+        std::string name;     ///< by which others may call this machine too; empty for none
+    };
+
+    ViewServer(LiveFrames& frames, LiveTexts& texts) : m_frames(frames), m_texts(texts) {}
+    ~ViewServer() { stop(); }
     ViewServer(const ViewServer&) = delete;
     ViewServer& operator=(const ViewServer&) = delete;
 
-    /// Serves from then on. Port 0 takes any free one. @return whether the port could be opened
-    bool start(const std::string& address, int port);
-    void stop();                         ///< ends streams too; joins all threads of the server
-    int port() const { return m_port; }  ///< 0 while not serving, also if that has failed later; any thread
+    /// Serves from then on. @return why not, in the system's words; empty if it does
+    std::string start(const Place& place);
+    void stop();                         ///< ends all connections and joins the server's thread
+    int port() const { return m_port; }  ///< 0 while not serving; any thread
 
 private:
-    void serve();
-    void route(const std::string& address);
-    bool sendNext(httplib::DataSink& sink, int level, std::uint64_t& seen);
-    void stream(httplib::Response& response, int level);
+    struct Answer;
+    struct Callbacks;  // what the library calls
+
+    Answer answerTo(MHD_Connection* connection, std::string_view path);
+    Answer frameFor(MHD_Connection* connection);
+    const char* refusalOf(MHD_Connection* connection, std::string_view method) const;
+    bool admits(MHD_Connection* connection);
 
     LiveFrames& m_frames;
-    std::unique_ptr<httplib::Server> m_server;
-    std::thread m_thread;
+    LiveTexts& m_texts;
+    MHD_Daemon* m_daemon = nullptr;
     std::atomic<int> m_port{0};
-    std::atomic<int> m_streams{0};
-    std::atomic<bool> m_stopping{false};
-    std::atomic<bool> m_ended{false};  // the server's loop, asked or not
+    std::vector<std::string> m_names;  // fixed while it serves
+    std::string m_failure;             // of start(), on its thread
+
+    Viewers m_viewers;  // the server's thread alone
+    Connections m_connections;
 };
 
 #endif

@@ -1,11 +1,15 @@
-// LiveView_test.cpp - the module as hosts load it, asked over the network as browsers do.
+// LiveView_test.cpp - the module as hosts load it, asked over the network as browsers and others do.
 #include "plugins/LiveView/LiveView.h"
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <numeric>
 
@@ -17,6 +21,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using nlohmann::json;
+using testing::AllOf;
+using testing::HasSubstr;
 using testing::StartsWith;
 
 class LiveView : public testing::Test, protected LoadedModule {
@@ -51,34 +57,26 @@ protected:
     std::uint64_t m_chunkId = 0;
 };
 
-// Somebody who looks at a stream from a thread of his own.
-class Viewer {
+// Many clients that send the beginning of a request and then nothing.
+class SlowClients {
 public:
-    explicit Viewer(int port)
-        : m_thread([this, port] {
-              httplib::Client("127.0.0.1", port)
-                  .Get("/stream.mjpg", [this](const char* bytes, std::size_t count) {
-                      const std::lock_guard lock(m_mutex);
-                      m_received.append(bytes, count);
-                      return true;
-                  });
-          }) {}
-    ~Viewer() { m_thread.join(); }
-
-    std::size_t pictures() {
-        const std::lock_guard lock(m_mutex);
-        std::size_t count = 0;
-        for (std::size_t at = 0; (at = m_received.find("image/jpeg", at)) != std::string::npos; ++at) ++count;
-        return count;
+    SlowClients(int port, int count) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(port));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        for (int client = 0; client < count; ++client) {
+            m_sockets.push_back(socket(AF_INET, SOCK_STREAM, 0));
+            EXPECT_EQ(0, connect(m_sockets.back(), reinterpret_cast<sockaddr*>(&address), sizeof address));
+            EXPECT_EQ(15, ::send(m_sockets.back(), "GET / HTTP/1.1\r", 15, MSG_NOSIGNAL));
+        }
     }
-    void waitForPictures(std::size_t count) {
-        while (pictures() < count) std::this_thread::sleep_for(5ms);
+    ~SlowClients() {
+        for (const int client : m_sockets) close(client);
     }
 
 private:
-    std::mutex m_mutex;
-    std::string m_received;
-    std::thread m_thread;
+    std::vector<int> m_sockets;
 };
 
 TEST_F(LiveView, ServesEveryLevelOfTheNewestGreyFrame) {
@@ -137,42 +135,64 @@ TEST_F(LiveView, EncodesAPictureOnceForAllWhoLookAndNoneForNobody) {
     EXPECT_EQ(1, statistics(0)["encodings"]);
 }
 
-TEST_F(LiveView, StreamsUntilItIsRemoved) {
+TEST_F(LiveView, SendsAPictureOnlyToWhoeverHasNotSeenIt) {
+    serve();
+    push(1, "{}");
+    const auto first = get("/frame.jpg?level=1");
+    const std::string seen = "/frame.jpg?level=1&after=" + first->get_header_value("X-Lumetra-Picture");
+    EXPECT_EQ("1", first->get_header_value("X-Lumetra-Frame"));
+    EXPECT_EQ("8x8", first->get_header_value("X-Lumetra-Size"));
+    const auto again = get(seen);
+    EXPECT_EQ(204, again->status);
+    EXPECT_NE("", again->get_header_value("X-Lumetra-Age-Ms"));
+    push(2);
+    EXPECT_EQ("2", get(seen)->get_header_value("X-Lumetra-Frame"));
+    notify(++m_chunkId, chunkOf(1, 1, LUMETRA_IMGFORMAT_RGB, randomBytes(3, 1)));
+    EXPECT_EQ("the frames are not grey now\n", get(seen)->body);
+}
+
+TEST_F(LiveView, LetsEightViewersInAndTellsTheNinthWhy) {
     serve();
     push(1);
-    Viewer first(port()), second(port());
-    first.waitForPictures(1);
-    push(2);
-    first.waitForPictures(2);
-    second.waitForPictures(1);
+    for (int viewer = 0; viewer < 8; ++viewer)
+        EXPECT_EQ(200, get("/frame.jpg?viewer=" + std::to_string(viewer))->status);
+    const auto ninth = get("/frame.jpg?viewer=8");
+    EXPECT_EQ(503, ninth->status);
+    EXPECT_THAT(ninth->body, StartsWith("eight viewers look already"));
+    EXPECT_EQ(200, get("/frame.jpg?viewer=7")->status);
+    EXPECT_EQ(200, get("/stats.json")->status) << "a script";
+}
+
+TEST_F(LiveView, HandsOnWhatItsHostSends) {
+    serve();
+    EXPECT_EQ(1, send(LIVEVIEW_CMD_RESULT, R"(TagTracker {"frame":7,"outlines":[]})"));
+    EXPECT_EQ(0, send(LIVEVIEW_CMD_RESULT, "TagTracker frame 7"));
+    EXPECT_EQ(1, send(LIVEVIEW_CMD_LOG, "a line"));
+    const json texts = json::parse(get("/texts.json")->body);
+    EXPECT_EQ(7, texts["results"][0]["result"]["frame"]);
+    EXPECT_EQ("a line", texts["log"][0]["line"]);
+    EXPECT_TRUE(json::parse(get("/texts.json?after=" + texts["next"].dump())->body)["log"].empty());
+}
+
+TEST_F(LiveView, AnswersOthersAndEndsWhileSlowClientsHoldConnections) {
+    serve();
+    push(1);
+    const SlowClients clients(port(), 200);
+    EXPECT_EQ(200, get("/frame.jpg")->status);
     unload();
     EXPECT_EQ(nullptr, dlopen(LIVEVIEW_LIBRARY, RTLD_NOW | RTLD_NOLOAD));
 }
 
-TEST_F(LiveView, LimitsStreamsSoThatOthersAreStillAnswered) {
-    serve();
-    push(1);
-    {
-        std::vector<std::unique_ptr<Viewer>> viewers;
-        for (int viewer = 0; viewer < 8; ++viewer) viewers.push_back(std::make_unique<Viewer>(port()));
-        for (const auto& viewer : viewers) viewer->waitForPictures(1);
-        EXPECT_EQ(503, get("/stream.mjpg")->status);
-        EXPECT_EQ(200, get("/stats.json")->status);
-        configure(R"({"port":0})");  // ends them
-    }
-    push(2);
-    Viewer again(port());
-    again.waitForPictures(1);
-    unload();
-}
-
 TEST_F(LiveView, AnswersOnlyWhoCallsThisMachineByItsName) {
-    serve();
+    configure(R"({"port":0,"name":"board.local"})");
     const std::string own = std::to_string(port());
     for (const auto& [host, status] : {std::pair<std::string, int>{"127.0.0.1:" + own, 200},
                                        {"localhost:" + own, 200},
                                        {"localhost", 200},
                                        {"[::1]:" + own, 200},
+                                       {"Board.local:" + own, 200},
+                                       {"board.local.", 200},
+                                       {"board.local.elsewhere.example", 403},
                                        {"elsewhere.example", 403},
                                        {"127.0.0.1.elsewhere.example:" + own, 403},
                                        {"127.elsewhere.example", 403},
@@ -185,10 +205,27 @@ TEST_F(LiveView, AnswersOnlyWhoCallsThisMachineByItsName) {
 TEST_F(LiveView, AnswersNobodyWhoWantsMoreThanToLook) {
     serve();
     httplib::Client client("127.0.0.1", port());
-    for (const auto& [name, value] : {std::pair("Sec-Fetch-Site", "cross-site"), {"Range", "bytes=0-,0-,0-"}})
-        EXPECT_EQ(403, client.Get("/", {{name, value}})->status) << name;
+    EXPECT_EQ(403, client.Get("/", {{"Sec-Fetch-Site", "cross-site"}})->status);
     EXPECT_EQ(200, client.Get("/", {{"Sec-Fetch-Site", "same-origin"}})->status);
     EXPECT_EQ(403, client.Post("/", "text", "text/plain")->status);
+    EXPECT_EQ(404, client.Get("/../../etc/passwd")->status);
+}
+
+TEST_F(LiveView, OutlivesRequestsOfAnySize) {
+    serve();
+    const std::string range = "bytes=" + std::string(2000, '1') + "-";
+    EXPECT_EQ(200, httplib::Client("127.0.0.1", port()).Get("/", {{"Range", range}})->status);
+    httplib::Headers many;
+    for (int header = 0; header < 100; ++header) many.emplace("X-" + std::to_string(header), "1");
+    EXPECT_EQ(403, httplib::Client("127.0.0.1", port()).Get("/", many)->status);
+    for (const httplib::Headers& large :
+         {httplib::Headers{{"X-Large", std::string(100'000, 'x')}}, {{"Cookie", std::string(30'000, '=')}}}) {
+        const auto answer = httplib::Client("127.0.0.1", port()).Get("/", large);
+        EXPECT_TRUE(!answer || answer->status >= 400);
+    }
+    const auto longest = get("/" + std::string(50'000, 'a'));
+    EXPECT_TRUE(!longest || longest->status >= 400);
+    EXPECT_EQ(200, get("/")->status);
 }
 
 TEST_F(LiveView, ShowsFramesAgainAfterTheClockWasSetBack) {
@@ -204,16 +241,31 @@ TEST_F(LiveView, SaysWhenItsPortIsTaken) {
     EXPECT_EQ(LIVEVIEW_STATUS_STOPPED, status());
     httplib::Server other;
     const std::string taken = std::to_string(other.bind_to_any_port("127.0.0.1"));
-    for (const std::string& port : {taken, std::string("-1"), std::string("65536")}) {
+    for (const auto& [port, reason] : {std::pair<std::string, std::string>{taken, "Address already in use"},
+                                       {"-1", "no such port"},
+                                       {"65536", "no such port"}}) {
         configure(("{\"port\":" + port + "}").c_str());
         EXPECT_EQ(LIVEVIEW_STATUS_FAILED, status()) << port;
-        EXPECT_EQ(
-            "LiveView: 127.0.0.1:" + port + " cannot be opened: configure another \"port\" or \"address\"",
-            lines().back());
+        EXPECT_THAT(lines().back(), AllOf(StartsWith("LiveView: 127.0.0.1:" + port + " cannot be opened ("),
+                                          HasSubstr(reason)));
         EXPECT_EQ(0, this->port());
     }
     serve();
     EXPECT_EQ("LiveView: http://127.0.0.1:" + std::to_string(port()) + "/", lines().back());
+}
+
+TEST_F(LiveView, SaysWhenTheSystemHasNoThreadForIt) {
+    const auto serveWithoutThreads = [this] {
+        const rlimit none{0, 0};
+        setrlimit(RLIMIT_NPROC, &none);
+        if (getuid() == 0 && setuid(65534) != 0) std::_Exit(1);  // to whom limits do apply
+        configure(R"({"port":0})");
+        const bool isClear = status() == LIVEVIEW_STATUS_FAILED && port() == 0 &&
+                             lines().back().find("thread") != std::string::npos;
+        std::fprintf(stderr, "%s\n", lines().back().c_str());
+        std::_Exit(isClear ? 0 : 1);
+    };
+    EXPECT_EXIT(serveWithoutThreads(), testing::ExitedWithCode(0), "cannot be opened");
 }
 
 }  // namespace

@@ -1,13 +1,17 @@
-// live_frames_test.cpp - frames come while others look, for the thread sanitizer above all; their pictures.
+// live_frames_test.cpp - frames come while others look, for the thread sanitizer above all; their pictures;
+// who may look; and texts of the host.
 #include "plugins/LiveView/live_frames.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <nlohmann/json.hpp>
 #include <thread>
 #include <vector>
 
+#include "plugins/LiveView/admission.h"
 #include "plugins/LiveView/jpeg_encoding.h"
+#include "plugins/LiveView/live_texts.h"
 #include "tests/support/frames.h"
 #include "tests/support/jpeg_decoding.h"
 
@@ -20,13 +24,13 @@ TEST(LiveFrames, AreWholeForWhoeverLooksWhileTheyCome) {
     std::vector<std::thread> viewers;
     for (int viewer = 0; viewer < VIEWERS; ++viewer)
         viewers.emplace_back([&] {
-            std::uint64_t seen = 0;
+            std::string seen;
             while (coming) {
-                seen = frames.waitForNext(seen, std::chrono::milliseconds(1));
-                const auto file = frames.picture(0);
-                if (file != nullptr) {
-                    EXPECT_EQ(16, decodeJpeg({file->begin(), file->end()}).width);
+                const LivePicture picture = frames.picture(0, seen);
+                if (picture.state == LivePicture::State::New) {
+                    EXPECT_EQ(16, decodeJpeg({picture.file->begin(), picture.file->end()}).width);
                 }
+                seen = picture.token;
                 EXPECT_NE(std::string::npos, frames.statistics().find("\"frames\":"));
             }
         });
@@ -41,7 +45,44 @@ TEST(LiveFrames, AreWholeForWhoeverLooksWhileTheyCome) {
     frames.forget();
     coming = false;
     for (std::thread& viewer : viewers) viewer.join();
-    EXPECT_EQ(nullptr, frames.picture(0));
+    EXPECT_EQ(LivePicture::State::NoFrame, frames.picture(0).state);
+}
+
+TEST(Viewers, AreEightUntilOneStopsAsking) {
+    Viewers viewers;
+    Viewers::TimePoint now{};
+    for (const char* name : {"a", "b", "c", "d", "e", "f", "g", "h", "a"})
+        EXPECT_TRUE(viewers.admit(name, now));
+    EXPECT_FALSE(viewers.admit("i", now));
+    now += std::chrono::seconds(2);
+    for (const char* name : {"a", "b", "c", "d", "e", "f", "g"}) EXPECT_TRUE(viewers.admit(name, now));
+    EXPECT_FALSE(viewers.admit("i", now));
+    now += std::chrono::seconds(1);
+    EXPECT_TRUE(viewers.admit("i", now));
+    EXPECT_FALSE(viewers.admit("h", now)) << "its place is taken";
+}
+
+TEST(LiveTexts, KeepTheNewestAndTakeNoResultThatIsNone) {
+    LiveTexts texts;
+    for (const std::string& wrong :
+         {std::string(""), std::string("Tags"), std::string("Tags "), std::string(" {}"),
+          std::string("Tags []"), std::string("Tags {} {}"),
+          "Tags {\"a\":\"" + std::string(16'384, 'x') + "\"}", std::string("Tags {\"a\":\"\xff\"}"),
+          "Tags " + std::string(10'000, '{')})
+        EXPECT_FALSE(texts.addResult(wrong)) << wrong.substr(0, 40);
+    for (int frame = 0; frame < 70; ++frame)
+        texts.addResult("Tags {\"frame\":" + std::to_string(frame) + "}");
+    texts.addLine("a \" quote\xff" + std::string(2000, '-'));
+    const auto all = nlohmann::json::parse(texts.after(0));
+    ASSERT_EQ(64U, all["results"].size());
+    EXPECT_EQ(6, all["results"][0]["result"]["frame"]);
+    EXPECT_EQ("Tags", all["results"][0]["module"]);
+    EXPECT_EQ("a \" quote\ufffd---", all["log"][0]["line"].get<std::string>().substr(0, 15));
+    texts.addLine("second");
+    const auto fresh = nlohmann::json::parse(texts.after(all["next"]));
+    EXPECT_TRUE(fresh["results"].empty());
+    ASSERT_EQ(1U, fresh["log"].size());
+    EXPECT_EQ("second", fresh["log"][0]["line"]);
 }
 
 TEST(JpegEncoding, KeepsThePixelsOfFilesThatOutgrowTheirRoom) {
