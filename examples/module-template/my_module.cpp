@@ -1,23 +1,26 @@
-// my_module.cpp - a module to start from: it measures how bright each frame is and says when light turns
-// dark. These are all nine functions that a module may have. Only getModuleID is required: delete what you do
-// not need. LumetraCore/LumetraModule.h has every promise that holds between the engine and them.
+// my_module.cpp - a module to start from: it measures how bright frames are, on a thread of its own, and says
+// when light turns dark. These are all nine functions that a module may have. Only getModuleID is required:
+// delete what you do not need. LumetraCore/LumetraModule.h has every promise that holds between the engine
+// and them.
+#include <LumetraCore/FrameMailbox.h>
 #include <LumetraCore/LumetraModule.h>
 
 #include <cstddef>
 #include <cstdlib>
 #include <mutex>
 #include <numeric>
+#include <system_error>
+#include <utility>
 
 namespace {
 
 constexpr std::int32_t MY_ID = 42;  // yours alone: a second module that reports it would replace this one
 constexpr std::int32_t MY_CMD_BRIGHTNESS = LUMETRA_CMD_MODULE_FIRST;
 
-// Several frames may be told at once, on different threads, while the host asks on yet another.
-std::mutex stateMutex;  // guards the five below; never held while the host's function runs
+// Frames are measured on one thread while the host asks on others.
+std::mutex stateMutex;  // guards the four below; never held while the host's function runs
 bool running = true;
 int darkBelow = 40;
-std::uint64_t newestId = 0;
 int brightness = -1;
 bool dark = false;
 
@@ -35,22 +38,25 @@ int meanOf(const IChnk& frame) {
     return static_cast<int>(std::accumulate(grey, grey + pixels, std::uint64_t{0}) / pixels);
 }
 
-/// Frames may overtake each other, by less than a second: what seems older than that came after the clock was
-/// set back.
-bool wasOvertaken(std::uint64_t chunkId) {
-    return chunkId < newestId && newestId - chunkId < 1000;
-}
-
-/// Takes the newest frame's brightness in; true if light has turned dark by it.
-bool turnsDark(std::uint64_t chunkId, int mean) {
+/// Takes a frame's brightness in; true if light has turned dark by it.
+bool turnsDark(int mean) {
     const std::lock_guard lock(stateMutex);
-    if (!running || wasOvertaken(chunkId)) return false;
+    if (!running) return false;
     const bool wasDark = dark;
-    newestId = chunkId;
     brightness = mean;
     dark = mean < darkBelow;
     return dark && !wasDark;
 }
+
+/// The work, as long as it likes: it gets one frame at a time, and always the newest. Do not write to its
+/// pixels, which other modules see too; copy `frame.data` to keep them.
+void lookAt(std::uint64_t, const IChnk& frame) {
+    // Without LUMETRA_CONVERT_GRAY frames come in the host's own format.
+    if (frame.format != LUMETRA_IMGFORMAT_GRAY8) return;
+    if (turnsDark(meanOf(frame))) log(u"MyModule: it is dark");
+}
+
+lumetra::FrameMailbox mailbox;  // last: its thread uses what is above
 
 }  // namespace
 
@@ -60,10 +66,17 @@ std::int32_t getModuleID() {
 }
 
 // The host's configuration, in a form of your own choice: here one number, below which a frame is dark.
-// Frames may come before it, and a host may never call it, so start with values that make sense.
+// Frames may come before it; the mailbox takes them from here on. It may be called again.
 void initialize(const char* configuration) {
-    const std::lock_guard lock(stateMutex);
-    darkBelow = std::atoi(configuration);
+    {
+        const std::lock_guard lock(stateMutex);
+        darkBelow = std::atoi(configuration);
+    }
+    try {
+        mailbox.start(lookAt, [](const char*) { log(u"MyModule: a frame could not be looked at"); });
+    } catch (const std::system_error&) {
+        log(u"MyModule: the system has no thread for it");
+    }
 }
 
 // Which functions of the host or the engine this module wants; the array has room for every kind.
@@ -104,11 +117,10 @@ int command(LUMETRA_CMDTYPE command, const char*) {
     }
 }
 
-// One frame. Do not write to its pixels, which other modules see too; keep `chunk` to keep them.
+// One frame, on a thread that converts frames too: pass it on and return. What takes no longer than a copy
+// may be done here.
 void notifyNewData(std::uint64_t chunkId, std::shared_ptr<IChnk> chunk) {
-    // Without LUMETRA_CONVERT_GRAY frames come in the host's own format.
-    if (chunk->format != LUMETRA_IMGFORMAT_GRAY8) return;
-    if (turnsDark(chunkId, meanOf(*chunk))) log(u"MyModule: it is dark");
+    mailbox.put(chunkId, std::move(chunk));
 }
 
 // What the host should see of this module; STATUS_READY is what it expects of one that works.
@@ -116,6 +128,8 @@ std::int32_t getStatus() {
     return STATUS_READY;
 }
 
-// The host's last call: join threads of your own here. A frame that a worker has taken up may still be told,
-// so free nothing that notifyNewData uses; what is static ends with the library.
-void destroy() {}
+// The host's last call. stop() joins the thread; frames that are still told afterwards find nobody at work.
+// Free nothing that notifyNewData uses; what is static ends with the library.
+void destroy() {
+    mailbox.stop();
+}

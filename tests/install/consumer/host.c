@@ -18,6 +18,7 @@ int main(void) {
                             u"\"conversionflags\":1}") != 1)
         return 2;
     if (LumetraCore_registerDllByName(u"MyModule") != MODULE) return 3;
+    LumetraCore_initializeDllByID(MODULE, u"40");
     if (LumetraCore_getStatus(MODULE) != STATUS_READY) return 4;
 
     /* Again and again, for a frame that a busy machine delays is dropped. */
