@@ -26,14 +26,12 @@ void initialize(const char* configuration) {
 
 int registerCallback(LUMETRA_CBTYPE kind, void* function, void*) {
     if (kind != CB_LOG) return 0;
-    monitor.log().set(function);
+    monitor.setLog(function);
     return 1;
 }
 
 int unregisterCallback(LUMETRA_CBTYPE kind) {
-    if (kind != CB_LOG) return 0;
-    monitor.log().set(nullptr);
-    return 1;
+    return registerCallback(kind, nullptr, nullptr);
 }
 
 int getSupportedCallbacks(LUMETRA_CBTYPE* kinds) {
@@ -70,6 +68,5 @@ std::int32_t getStatus() {
 }
 
 void destroy() {
-    monitor.log().set(nullptr);  // notifications may still be running; they find nobody to tell
-    monitor.reset();
+    monitor.end();
 }

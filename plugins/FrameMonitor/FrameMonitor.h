@@ -1,5 +1,7 @@
 // FrameMonitor.h - what a host needs to know of the module FrameMonitor: its id, commands and statuses.
 // The module counts the frames that reach it and tells their rate, their latency and their grey levels.
+// Grey levels are measured on a thread of its own, from the first configuration or CB_LOG on; frames that
+// come while it is busy are counted but not measured. A report waits for the newest frame's.
 //
 // Configuration: a JSON object, every member optional; a value of another type counts as missing.
 //   "reportFile"  path of a file that every report replaces; by default there is none
@@ -9,8 +11,8 @@
 // system clock), or else from the chunk's id, until the module is called.
 //
 // Everything goes out as one line of ASCII JSON through CB_LOG, at level 0:
-//   {"frameMonitor":"report","frames":..,"distinct":..,"duplicates":..,"unread":..,"fps":..,"recentFps":..,
-//    "latencyUs":{"count":..,"median":..,"p99":..,"max":..},"mean":..,
+//   {"frameMonitor":"report","frames":..,"distinct":..,"duplicates":..,"unread":..,"measured":..,
+//    "fps":..,"recentFps":..,"latencyUs":{"count":..,"median":..,"p99":..,"max":..},"mean":..,
 //    "newest":{"frame":..,"width":..,"height":..,"mean":..,"histogram":[256 numbers]}}
 //   {"frameMonitor":"frame","frame":..,"width":..,"height":..,"digests":["16 hex digits" or null, 8 times]}
 // A digest is that of pixel_digest.h; null stands for a level that is not there. A frame is counted after

@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <fstream>
 
 #include "FrameMonitor.h"
@@ -54,43 +55,84 @@ void Monitor::configure(const char* json) {
     settings.histogram = members.boolean("histogram").value_or(true);
     settings.digest = members.boolean("digest").value_or(false);
     settings.reportFile = members.string("reportFile").value_or("");
-    const std::lock_guard lock(m_mutex);
-    m_settings = std::move(settings);
+    {
+        const std::lock_guard lock(m_mutex);
+        m_settings = std::move(settings);
+    }
+    startMeasuring();
+}
+
+void Monitor::setLog(void* function) {
+    m_log.set(function);
+    if (function != nullptr) startMeasuring();
+}
+
+// Frames may come before anybody wants to know of them.
+void Monitor::startMeasuring() {
+    std::string failure;
+    {
+        const std::lock_guard lock(m_controlMutex);
+        if (m_measuring) return;
+        try {
+            m_mailbox.start([this](std::uint64_t, const IChnk& chunk) { measure(chunk); });
+            m_measuring = true;
+        } catch (const std::exception& reason) {
+            failure = reason.what();
+        }
+    }
+    if (!failure.empty()) m_log.write(0, "Error: FrameMonitor does not measure frames: " + failure + "!");
+}
+
+void Monitor::end() {
+    m_log.set(nullptr);  // notifications may still be running; they find nobody to tell
+    {
+        const std::lock_guard lock(m_controlMutex);
+        m_mailbox.stop();
+        m_measuring = false;
+    }
+    reset();
 }
 
 void Monitor::take(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk) {
-    bool histogram = true;
     bool digest = false;
     {
         const std::lock_guard lock(m_mutex);
         if (m_paused) return;
-        histogram = m_settings.histogram;
         digest = m_settings.digest;
     }
-    const FrameRecord frame = measure(chunkId, *chunk, histogram);
+    FrameRecord frame;
+    frame.arrived = Clock::now();
+    frame.latencyUs = systemMicroseconds() - pushTime(chunkId, chunk->descriptor);
+    frame.chunkId = chunkId;
+    frame.frameIndex = chunk->frameIndex;
+    frame.isReadable = findLevel(*chunk, 0).has_value();
     if (digest) m_log.write(0, digestLine(*chunk));
 
     std::shared_ptr<IChnk> replaced = chunk;  // released after the lock, since that may free a whole buffer
-    const std::lock_guard lock(m_mutex);
-    if (m_statistics.add(frame)) m_newest.swap(replaced);
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_statistics.add(frame)) m_newest.swap(replaced);
+    }
+    if (frame.isReadable) m_mailbox.put(chunkId, chunk);
 }
 
-FrameRecord Monitor::measure(std::uint64_t chunkId, const IChnk& chunk, bool histogram) const {
-    FrameRecord frame;
-    frame.arrived = Clock::now();
-    frame.latencyUs = systemMicroseconds() - pushTime(chunkId, chunk.descriptor);
-    frame.chunkId = chunkId;
-    frame.frameIndex = chunk.frameIndex;
-    frame.width = chunk.width;
-    frame.height = chunk.height;
+void Monitor::measure(const IChnk& chunk) {
     const auto level = findLevel(chunk, 0);
-    if (!level) return frame;
+    if (!level) return;
+    bool histogram = true;
+    {
+        const std::lock_guard lock(m_mutex);
+        histogram = m_settings.histogram;
+    }
+    MeasuredFrame frame{chunk.frameIndex, chunk.width, chunk.height, 0, std::nullopt};
     if (histogram) frame.histogram = histogramOf(*level);
     frame.mean = histogram ? meanOf(*frame.histogram) : meanOf(*level);
-    return frame;
+    const std::lock_guard lock(m_mutex);
+    m_statistics.add(frame);
 }
 
 bool Monitor::report() {
+    m_mailbox.drain();  // so that the report is of the newest frame
     std::string line;
     std::string path;
     {
@@ -104,6 +146,7 @@ bool Monitor::report() {
 }
 
 void Monitor::reset() {
+    m_mailbox.drain();  // what came before is forgotten too
     std::shared_ptr<IChnk> forgotten;
     const std::lock_guard lock(m_mutex);
     m_statistics = Statistics();

@@ -1,6 +1,7 @@
 // monitor.h - the module's one object: its settings, its figures, its newest frame and its log.
-// Any thread. Pixels are looked at without a lock; m_mutex is held to record or to copy, and never while
-// the log function runs.
+// Any thread. Frames are counted, and digested if that is asked for, where they come; their grey levels are
+// measured on the mailbox's worker. Pixels are looked at without a lock; m_mutex is held to record or to
+// copy, and never while the log function runs.
 #ifndef LUMETRA_FRAMEMONITOR_MONITOR_H
 #define LUMETRA_FRAMEMONITOR_MONITOR_H
 
@@ -9,6 +10,7 @@
 #include <mutex>
 #include <string>
 
+#include <LumetraCore/FrameMailbox.h>
 #include <LumetraCore/IChnk.h>
 
 #include "statistics.h"
@@ -17,7 +19,8 @@
 class Monitor {
 public:
     void configure(const char* json);
-    HostLog& log() { return m_log; }
+    void setLog(void* function);
+    void end();  ///< no thread is left, and nothing is logged afterwards
     void take(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk);
 
     bool report();
@@ -34,15 +37,21 @@ private:
         std::string reportFile;
     };
 
-    FrameRecord measure(std::uint64_t chunkId, const IChnk& chunk, bool histogram) const;
+    void startMeasuring();
+    void measure(const IChnk& chunk);
 
     HostLog m_log;
+
+    std::mutex m_controlMutex;  // guards the next; before the mailbox's locks
+    bool m_measuring = false;
 
     std::mutex m_mutex;  // guards the four below
     Settings m_settings;
     bool m_paused = false;
     Statistics m_statistics;
-    std::shared_ptr<IChnk> m_newest;  // the statistics' newest; null until there is one
+    std::shared_ptr<IChnk> m_newest;  // the newest that can be read; null until there is one
+
+    lumetra::FrameMailbox m_mailbox;  // last: its worker uses the others
 };
 
 #endif

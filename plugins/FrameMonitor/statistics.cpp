@@ -20,11 +20,9 @@ nlohmann::ordered_json describeLatencies(std::vector<std::int64_t> latencies) {
             {"max", percentile(latencies, 100)}};
 }
 
-nlohmann::ordered_json describeNewest(const FrameRecord& frame) {
-    nlohmann::ordered_json newest = {{"frame", frame.frameIndex},
-                                     {"width", frame.width},
-                                     {"height", frame.height},
-                                     {"mean", frame.mean.value_or(0)}};
+nlohmann::ordered_json describeNewest(const MeasuredFrame& frame) {
+    nlohmann::ordered_json newest = {
+        {"frame", frame.frameIndex}, {"width", frame.width}, {"height", frame.height}, {"mean", frame.mean}};
     if (frame.histogram) newest["histogram"] = *frame.histogram;
     return newest;
 }
@@ -40,14 +38,19 @@ bool Statistics::add(const FrameRecord& frame) {
     m_last = std::max(m_last, frame.arrived);
     ++m_frames;
     if (wasSeen(frame.frameIndex)) ++m_duplicates;
-    if (!frame.mean) {
+    if (!frame.isReadable) {
         ++m_unread;
         return false;
     }
-    m_meanSum += *frame.mean;
-    if (m_newest.mean && wasOvertaken(frame.chunkId, m_newest.chunkId)) return false;
-    m_newest = frame;
+    if (m_newestId && wasOvertaken(frame.chunkId, *m_newestId)) return false;
+    m_newestId = frame.chunkId;
     return true;
+}
+
+void Statistics::add(const MeasuredFrame& frame) {
+    ++m_measured;
+    m_meanSum += frame.mean;
+    m_newest = frame;
 }
 
 bool Statistics::wasSeen(std::int32_t frameIndex) {
@@ -85,12 +88,13 @@ std::string Statistics::report(TimePoint now) const {
         {"distinct", distinct()},
         {"duplicates", m_duplicates},
         {"unread", m_unread},
+        {"measured", m_measured},
         {"fps", framesPerSecond()},
         {"recentFps", arrivalsSince(now - RECENT)},
         {"latencyUs", describeLatencies({m_latencies.begin(), latenciesEnd})},
     };
-    if (m_newest.mean) {
-        report["mean"] = m_meanSum / static_cast<double>(m_frames - m_unread);
+    if (m_measured > 0) {
+        report["mean"] = m_meanSum / static_cast<double>(m_measured);
         report["newest"] = describeNewest(m_newest);
     }
     return report.dump();

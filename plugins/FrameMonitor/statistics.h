@@ -16,10 +16,16 @@
 /// One frame as it reached the module.
 struct FrameRecord {
     std::uint64_t chunkId = 0;  ///< tells which of two frames is newer
-    std::int32_t frameIndex = 0, width = 0, height = 0;
+    std::int32_t frameIndex = 0;
     std::chrono::steady_clock::time_point arrived;
     std::int64_t latencyUs = 0;
-    std::optional<double> mean;  ///< nothing if the pixels could not be looked into
+    bool isReadable = false;  ///< grey, and inside its buffer
+};
+
+/// One frame as its pixels were measured.
+struct MeasuredFrame {
+    std::int32_t frameIndex = 0, width = 0, height = 0;
+    double mean = 0;
     std::optional<Histogram> histogram;
 };
 
@@ -27,8 +33,10 @@ class Statistics {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
 
-    /// @return whether it is the newest frame that could be looked into
+    /// @return whether it is the newest frame that can be read
     bool add(const FrameRecord& frame);
+    /// Newer than all that were measured before.
+    void add(const MeasuredFrame& frame);
 
     std::uint64_t distinct() const { return m_frames - m_duplicates; }
     std::uint64_t distinctBefore(std::int32_t frameIndex) const;
@@ -43,10 +51,11 @@ private:
     std::ptrdiff_t arrivalsSince(TimePoint time) const;
     std::size_t recorded() const;
 
-    std::uint64_t m_frames = 0, m_duplicates = 0, m_unread = 0;
+    std::uint64_t m_frames = 0, m_duplicates = 0, m_unread = 0, m_measured = 0;
     TimePoint m_first, m_last;
-    double m_meanSum = 0;                                  // over the frames that were looked into
-    FrameRecord m_newest;                                  // of those, valid if there is one
+    std::optional<std::uint64_t> m_newestId;               // of the frames that can be read
+    double m_meanSum = 0;                                  // over the frames that were measured
+    MeasuredFrame m_newest;                                // of those, valid if there is one
     std::array<std::optional<std::int32_t>, RING> m_seen;  // by the frame index's remainder
     std::array<std::int64_t, RING> m_latencies{};          // by the frame count's remainder
     std::array<TimePoint, RING> m_arrivals{};              // likewise
