@@ -2,12 +2,10 @@
 
 #include <climits>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "image/PGM_FUNCTIONS_internal.h"
 #include "tests/support/frames.h"
+#include "tests/support/temporary_folder.h"
 
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
@@ -16,19 +14,8 @@ namespace {
 
 class ImageFiles : public testing::Test {
 protected:
-    ImageFiles() {
-        char pattern[] = "/tmp/lumetra-test-XXXXXX";
-        folder = mkdtemp(pattern);
-        path = folder + "/image";
-    }
-    ~ImageFiles() override { std::filesystem::remove_all(folder); }
-
-    void write(const std::string& content) { std::ofstream(path, std::ios::binary) << content; }
-    std::string content() const {
-        std::ostringstream text;
-        text << std::ifstream(path, std::ios::binary).rdbuf();
-        return text.str();
-    }
+    void write(const std::string& content) { folder.write("image", content); }
+    std::string content() const { return folder.read("image"); }
 
     // What a reader makes of the file: size and the first samples, or what it printed.
     template <class Reader>
@@ -44,7 +31,8 @@ protected:
         return text + printed;
     }
 
-    std::string folder, path;
+    const TemporaryFolder folder;
+    std::string path = folder.file("image");
 };
 
 }  // namespace
@@ -62,7 +50,7 @@ TEST_F(ImageFiles, AreWrittenToTheByte) {
 }
 
 TEST_F(ImageFiles, ThatCannotBeOpenedAreReportedByWritersOnly) {
-    path = folder + "/missing/image";
+    path = folder.file("missing/image");
     const std::string message = "PGM_FUNCTIONS error: Couldn't open " + path + " for writing\n";
     for (const auto writer : {write_pgm, write_ppm}) {
         CaptureStdout();
@@ -106,19 +94,9 @@ TEST_F(ImageFiles, AreReadWithTheirCommentsAndRescaled) {
 }
 
 TEST_F(ImageFiles, ThatAreNoneAreRefused) {
-    const char* const headers[] = {"",
-                                   "P",
-                                   "P5",
-                                   "P5 2 1\n255\n\x01\x02",
-                                   "P5\r\n1 1",
-                                   "P6\n1 1\n255\n\x01",
-                                   "p5\n1 1\n255\n",
-                                   "P5\n",
-                                   "P5\n#only",
-                                   "P5\n1 1\n",
-                                   "P5\n99999999999 1\n255\n",
-                                   "P5\n1 1\n99999999999\n\x01"};
-    for (const char* header : headers) {
+    for (const char* const header :
+         {"", "P", "P5", "P5 2 1\n255\n\x01\x02", "P5\r\n1 1", "P6\n1 1\n255\n\x01", "p5\n1 1\n255\n", "P5\n",
+          "P5\n#only", "P5\n1 1\n", "P5\n99999999999 1\n255\n", "P5\n1 1\n99999999999\n\x01"}) {
         write(header);
         EXPECT_EQ(path + " Not a PGM file\n", read(read_pgm, 0)) << header;
     }

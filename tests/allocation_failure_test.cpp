@@ -63,29 +63,16 @@ namespace {
 
 constexpr int WIDTH = 64, HEIGHT = 48;
 
-bool failed() {
-    return untilFailure < 0;
-}
-
-// Lets the allocation with this number fail.
-class OutOfMemory {
-public:
-    explicit OutOfMemory(long number) { untilFailure = number; }
-    ~OutOfMemory() { untilFailure = LONG_MAX; }
-    OutOfMemory(const OutOfMemory&) = delete;
-    OutOfMemory& operator=(const OutOfMemory&) = delete;
-};
-
-// Runs the operation, which may throw std::bad_alloc and nothing else. False where its allocation did not
-// come to pass, so that there are no more of them.
+// Runs the operation, whose allocation with this number fails, and which may throw std::bad_alloc and nothing
+// else. False where that allocation did not come to pass, so that there are no more of them.
 template <class Operation>
 bool withoutMemory(long number, Operation operation) {
-    const OutOfMemory outOfMemory(number);
+    untilFailure = number;
     try {
         operation();
     } catch (const std::bad_alloc&) {
     }
-    return failed();
+    return untilFailure.exchange(LONG_MAX) < 0;
 }
 
 const char16_t* agree(void*, const char16_t* text) {

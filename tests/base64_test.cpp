@@ -5,6 +5,7 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -18,13 +19,7 @@ std::string encoded(const Bytes& bytes) {
     return base64_encode(bytes.data(), static_cast<unsigned>(bytes.size()));
 }
 
-int digitOf(char character) {
-    if (character >= 'A' && character <= 'Z') return character - 'A';
-    if (character >= 'a' && character <= 'z') return character - 'a' + 26;
-    if (character >= '0' && character <= '9') return character - '0' + 52;
-    if (character == '+') return 62;
-    return character == '/' ? 63 : -1;
-}
+constexpr std::string_view ALPHABET = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 // Bit by bit; nothing for a text that is not whole groups of the alphabet with its padding at the end.
 std::optional<Bytes> decoded(std::string text) {
@@ -32,8 +27,8 @@ std::optional<Bytes> decoded(std::string text) {
     for (int i = 0; i < 2 && !text.empty() && text.back() == '='; ++i) text.pop_back();
     std::vector<bool> bits;
     for (const char character : text) {
-        const int digit = digitOf(character);
-        if (digit < 0) return std::nullopt;
+        const std::size_t digit = ALPHABET.find(character);
+        if (digit == ALPHABET.npos) return std::nullopt;
         for (int bit = 5; bit >= 0; --bit) bits.push_back((digit >> bit & 1) != 0);
     }
     Bytes bytes(bits.size() / 8);

@@ -35,9 +35,9 @@ class V4l2Listing : public testing::Test {
 protected:
     ~V4l2Listing() override { EXPECT_TRUE(fake.openFds.empty()) << "descriptors left open"; }
 
-    void addNode(unsigned number, FakeNode node) {
+    FakeNode& addNode(unsigned number, FakeNode node) {
         fake.names.push_back("video" + std::to_string(number));
-        fake.nodes["/dev/" + fake.names.back()] = std::move(node);
+        return fake.nodes["/dev/" + fake.names.back()] = std::move(node);
     }
     std::vector<CaptureDevice> list() {
         return listV4l2Devices({[this](const char* directory) { return fake.list(directory); },
@@ -57,13 +57,12 @@ protected:
 };
 
 TEST_F(V4l2Listing, NamesTwoCamerasByNumberAndSkipsTheMetadataNodeBetween) {
-    FakeNode metadata = camera("Front", {vga()});  // the flags of the whole device include capture
-    metadata.nodeCapabilities = V4L2_CAP_META_CAPTURE;
     addNode(10, camera("Back", {vga()}));
     addNode(2, camera("Front", {{discreteSize(1280, 720, {discreteInterval(1, 30), discreteInterval(1, 60)}),
                                  discreteSize(640, 480, {discreteInterval(2, 15)})},
                                 vga()}));
-    addNode(3, metadata);
+    addNode(3, camera("Front", {vga()}))  // the flags of the whole device include capture
+        .nodeCapabilities = V4L2_CAP_META_CAPTURE;
     for (const char* other : {"video", "video2x", "video02", "video-1", "v4l", "video99999999999"})
         fake.names.emplace_back(other);
     fake.signalsPerCall = 2;
@@ -105,15 +104,14 @@ TEST_F(V4l2Listing, TellsCamerasFromOtherNodesByTheirFlags) {
 }
 
 TEST_F(V4l2Listing, LeavesOutNodesThatDoNotOpen) {
-    addNode(0, camera("Busy", {vga()}));
-    addNode(1, camera("Free", {vga()}));
-    fake.nodes["/dev/video0"].openError = EBUSY;
+    addNode(0, camera("Busy", {vga()})).openError = EBUSY;
+    FakeNode& free = addNode(1, camera("Free", {vga()}));
     fake.names.emplace_back("video7");  // gone since the directory was read
     const auto devices = list();
     ASSERT_EQ(1u, devices.size());
     EXPECT_EQ("Free", devices[0].name);
 
-    fake.nodes["/dev/video1"].openError = EINTR;  // for ever
+    free.openError = EINTR;  // for ever
     EXPECT_TRUE(list().empty());
 }
 
@@ -147,11 +145,9 @@ TEST_F(V4l2Listing, TakesTheHighestRateOfARangeAndNoneOfAnEmptyInterval) {
 }
 
 TEST_F(V4l2Listing, CutsEndlessDriversOnly) {
-    addNode(0, camera("Endless", {vga()}));
-    fake.nodes["/dev/video0"].endless = true;
+    addNode(0, camera("Endless", {vga()})).endless = true;
     addNode(1, camera("Sound", {vga(), vga()}));
-    addNode(2, camera("Endless too", {vga()}));
-    fake.nodes["/dev/video2"].endless = true;
+    addNode(2, camera("Endless too", {vga()})).endless = true;
     const auto devices = list();
     ASSERT_EQ(3u, devices.size());
     EXPECT_EQ((MAX_LISTED_PROFILES - 2) / 2, devices[0].profiles.size());
@@ -159,12 +155,9 @@ TEST_F(V4l2Listing, CutsEndlessDriversOnly) {
     EXPECT_EQ((MAX_LISTED_PROFILES - 2) / 2, devices[2].profiles.size());
 
     // Endless lists that never come to a profile end as well.
-    addNode(3, camera("", {FakeFormat()}));
-    fake.nodes["/dev/video3"].endless = true;
-    addNode(4, camera("", {{discreteSize(640, 480, {})}}));
-    fake.nodes["/dev/video4"].endless = true;
-    addNode(5, camera("", {{discreteSize(640, 480, {discreteInterval(0, 1)})}}));
-    fake.nodes["/dev/video5"].endless = true;
+    addNode(3, camera("", {FakeFormat()})).endless = true;
+    addNode(4, camera("", {{discreteSize(640, 480, {})}})).endless = true;
+    addNode(5, camera("", {{discreteSize(640, 480, {discreteInterval(0, 1)})}})).endless = true;
     EXPECT_EQ(6u, list().size());
 }
 
@@ -172,9 +165,9 @@ TEST_F(V4l2Listing, NeverOutgrowsTheBuffersOfHosts) {
     constexpr std::uint32_t wide = 4'000'000'000;
     const FakeFormat format = {discreteSize(wide, wide, {discreteInterval(4'294'967'291, 1)})};
     for (unsigned i = 0; i < 300; ++i) {
-        addNode(1000 + i, camera(std::string(32, '\x01'), {format}));
-        fake.nodes["/dev/" + fake.names.back()].bus = std::string(32, '\x02');
-        fake.nodes["/dev/" + fake.names.back()].endless = true;
+        FakeNode& node = addNode(1000 + i, camera(std::string(32, '\x01'), {format}));
+        node.bus = std::string(32, '\x02');
+        node.endless = true;
     }
     const auto devices = list();
     EXPECT_EQ(256u, devices.size());

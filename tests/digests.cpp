@@ -5,10 +5,12 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <random>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "LumetraCore/utf_conversion.h"
 #include "base/process_wide.h"
@@ -80,44 +82,30 @@ void addConversions(Digest& digest, LUMETRA_IMGFORMATTYPE format) {
             }
 }
 
+std::vector<std::string> words(const std::string& text) {
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
 // Characters of one to four bytes, such as JSON lets stand and such as it escapes.
 std::string randomText(std::mt19937& random) {
-    const char* const characters[] = {"a",
-                                      "\xC3\xA9",
-                                      "\xE2\x82\xAC",
-                                      "\xF0\x9F\x98\x80",
-                                      "\\n",
-                                      "\\u001f",
-                                      "\\\"",
-                                      "\\u20AC",
-                                      "\xEF\xBF\xBF",
-                                      "/",
-                                      "\\ud83d\\ude00",
-                                      "\x7F",
-                                      "\xC2\x80",
-                                      "\\u0000",
-                                      "Z"};
+    static const auto characters = words(
+        "a \xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80 \\n \\u001f \\\" \\u20AC \xEF\xBF\xBF / \\ud83d\\ude00 "
+        "\x7F "
+        "\xC2\x80 \\u0000 Z");
     std::string text;
     for (unsigned left = static_cast<unsigned>(random() % 40); left > 0; --left)
-        text += characters[random() % std::size(characters)];
+        text += characters[random() % characters.size()];
     return text;
 }
 
 // Numbers at the borders of their types, and fractions whose shortest form takes every digit.
 std::string randomNumber(std::mt19937& random) {
-    const char* const borders[] = {"0",
-                                   "-0",
-                                   "-0.0",
-                                   "2147483647",
-                                   "2147483648",
-                                   "-2147483648",
-                                   "4294967296",
-                                   "9223372036854775808",
-                                   "18446744073709551616",
-                                   "1e308",
-                                   "5e-324",
-                                   "0.1"};
-    if (random() % 3 == 0) return borders[random() % std::size(borders)];
+    static const auto borders = words(
+        "0 -0 -0.0 2147483647 2147483648 -2147483648 4294967296 9223372036854775808 18446744073709551616 "
+        "1e308 "
+        "5e-324 0.1");
+    if (random() % 3 == 0) return borders[random() % borders.size()];
     std::ostringstream number;  // the operands of << are made in order, those of + are not
     number << (random() % 2 == 0 ? "-" : "") << random() % 1000 << '.' << random() << random() << 'e'
            << static_cast<int>(random() % 600) - 300;

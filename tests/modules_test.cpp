@@ -130,9 +130,9 @@ TEST_F(Modules, AreReallyUnmappedWhenRemoved) {
 
 TEST_F(Modules, StayRegisteredWhenTheirDestroyThrows) {
     load("Recorder");
-    recorder("Recorder")->throwAlways(true);
+    recorder("Recorder")->throwsAlways = true;
     EXPECT_ANY_THROW(engine.unregisterDllByID(7));
-    recorder("Recorder")->throwAlways(false);
+    recorder("Recorder")->throwsAlways = false;
     EXPECT_EQ(45, engine.getStatus(7));
     EXPECT_EQ(1, engine.unregisterDllByID(7));
     EXPECT_FALSE(isMapped("Recorder"));
@@ -200,7 +200,7 @@ TEST_F(Modules, ThatAreUnknownOrLackAnEntryPointGiveTheirNeutralResults) {
 TEST_F(Modules, AreAllHandedTheSameFrameWhateverOthersThrow) {
     for (const char* const name : {"RecorderNine", "Recorder", "IdFive"}) load(name);
     for (const bool throwing : {false, true}) {
-        recorder("Recorder")->throwAlways(throwing);
+        recorder("Recorder")->throwsAlways = throwing;
         std::vector<Notification> first, second;
         repeatUntil([this] { push(); },
                     [&] {
@@ -213,14 +213,14 @@ TEST_F(Modules, AreAllHandedTheSameFrameWhateverOthersThrow) {
             LogCapture::take(),
             testing::AllOf(SizeIs(testing::Gt(0U)), Each("Warning: notifyNewData function not available!")));
     }
-    recorder("Recorder")->throwAlways(false);
+    recorder("Recorder")->throwsAlways = false;
 }
 
 TEST_F(Modules, RemovedDuringANotificationStayMappedUntilItReturns) {
     load("Recorder");
     RecorderControl* const control = recorder("Recorder");
     NotificationGate gate;
-    control->holdNotificationsAt(gate);
+    control->gate = &gate;
     repeatUntil([this] { push(); }, [&gate] { return gate.waiting() > 0; });
     EXPECT_EQ(1, engine.unregisterDllByID(7));
     EXPECT_EQ(0, engine.unregisterDllByID(7));

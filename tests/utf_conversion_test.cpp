@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -77,30 +79,17 @@ TEST(UtfConversion, RefusesEveryUnpairedSurrogate) {
 }
 
 TEST(UtfConversion, RefusesEveryMalformedSequence) {
-    const char* const texts[] = {
-        "\x80",
-        "\xBF",
-        "\xFF",
-        "\xFE",  // no lead byte
-        "\xC3",
-        "\xE2\x82",
-        "\xF0\x9F\x98",
-        "a\xE2",  // truncated
-        "\xC3(",
-        "\xE2(\x82",
-        "\xF0\x9F\x98(",  // tail missing
-        "\xC0\x80",
-        "\xC1\xBF",
-        "\xE0\x9F\xBF",
-        "\xF0\x8F\xBF\xBF",  // overlong
-        "\xED\xA0\x80",
-        "\xED\xBF\xBF",  // surrogates
-        "\xF4\x90\x80\x80",
-        "\xF5\x80\x80\x80",
-        "\xF8\x88\x80\x80\x80",  // beyond U+10FFFF
+    const std::pair<const char*, std::vector<const char*>> cases[] = {
+        {"no lead byte", {"\x80", "\xBF", "\xFF", "\xFE"}},
+        {"cut", {"\xC3", "\xE2\x82", "\xF0\x9F\x98", "a\xE2"}},
+        {"no tail", {"\xC3(", "\xE2(\x82", "\xF0\x9F\x98("}},
+        {"overlong", {"\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF"}},
+        {"surrogates", {"\xED\xA0\x80", "\xED\xBF\xBF"}},
+        {"beyond U+10FFFF", {"\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xF8\x88\x80\x80\x80"}},
     };
-    for (const char* text : texts)
-        EXPECT_EQ("wstring_convert: from_bytes error", errorOf([&] { toUtf16(text); })) << text;
+    for (const auto& [what, texts] : cases)
+        for (const char* text : texts)
+            EXPECT_EQ("wstring_convert: from_bytes error", errorOf([text] { toUtf16(text); })) << what;
 }
 
 TEST(UtfConversion, CopiesBytesAsTheyAre) {

@@ -12,50 +12,21 @@ struct OwnError {
     virtual ~OwnError() {}
 };
 
-struct State {
-    std::mutex mutex;
-    std::vector<std::string> calls;
-    std::vector<Notification> notifications;
-    NotificationGate* gate = nullptr;
-    bool throwing = false;
-};
-
-inline State& state() {
-    static State instance;
+inline RecorderControl& state() {
+    static RecorderControl instance;
     return instance;
 }
 
 void record(const std::string& call) {
     const std::lock_guard lock(state().mutex);
     state().calls.push_back(call);
-    if (state().throwing) throw OwnError();
+    if (state().throwsAlways) throw OwnError();
 }
-
-class Recorder : public RecorderControl {
-public:
-    std::vector<std::string> takeCalls() override {
-        const std::lock_guard lock(state().mutex);
-        return std::move(state().calls);
-    }
-    std::vector<Notification> takeNotifications() override {
-        const std::lock_guard lock(state().mutex);
-        return std::move(state().notifications);
-    }
-    void holdNotificationsAt(NotificationGate& gate) override {
-        const std::lock_guard lock(state().mutex);
-        state().gate = &gate;
-    }
-    void throwAlways(bool throwing) override {
-        const std::lock_guard lock(state().mutex);
-        state().throwing = throwing;
-    }
-};
 
 }  // namespace
 
 LUMETRA_EXPORT RecorderControl* recorderControl() {
-    static Recorder recorder;
-    return &recorder;
+    return &state();
 }
 
 std::int32_t getModuleID() {
@@ -67,8 +38,8 @@ void initialize(const char* configuration) {
 }
 int registerCallback(LUMETRA_CBTYPE kind, void* function, void* user) {
     record("registerCallback " + std::to_string(kind));
-    recorderControl()->lastFunction = function;
-    recorderControl()->lastUser = user;
+    state().lastFunction = function;
+    state().lastUser = user;
     return 41;
 }
 int unregisterCallback(LUMETRA_CBTYPE kind) {
@@ -85,13 +56,11 @@ int command(LUMETRA_CMDTYPE command, const char* text) {
     return 44;
 }
 void notifyNewData(std::uint64_t chunkId, std::shared_ptr<IChnk> chunk) {
-    NotificationGate* gate = nullptr;
     {
         const std::lock_guard lock(state().mutex);
         state().notifications.push_back({chunkId, chunk, chunk->format});
-        gate = state().gate;
     }
-    if (gate != nullptr) gate->pass();
+    if (NotificationGate* const gate = state().gate) gate->pass();
     record("notifyNewData");
 }
 std::int32_t getStatus() {

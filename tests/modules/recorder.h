@@ -6,6 +6,7 @@
 #include <LumetraCore/IChnk.h>
 #include <dlfcn.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <string>
@@ -43,14 +44,22 @@ private:
     int count = 0;
 };
 
-class RecorderControl {
-public:
-    virtual ~RecorderControl() = default;
-    virtual std::vector<std::string> takeCalls() = 0;
-    virtual std::vector<Notification> takeNotifications() = 0;
-    virtual void holdNotificationsAt(NotificationGate& gate) = 0;
-    virtual void throwAlways(bool throwing) = 0;  ///< every entry point, after it was written down
+/// What a recorder has written down, and what it is to do.
+struct RecorderControl {
+    std::vector<std::string> takeCalls() {
+        const std::lock_guard lock(mutex);
+        return std::move(calls);
+    }
+    std::vector<Notification> takeNotifications() {
+        const std::lock_guard lock(mutex);
+        return std::move(notifications);
+    }
 
+    std::mutex mutex;
+    std::vector<std::string> calls;
+    std::vector<Notification> notifications;
+    std::atomic<NotificationGate*> gate = nullptr;  // where every notification is held
+    std::atomic<bool> throwsAlways = false;         // every entry point, after it was written down
     void* lastFunction = nullptr;
     void* lastUser = nullptr;
 };

@@ -64,10 +64,11 @@ void collect(unsigned char byte) {
     collected->push_back(byte);
 }
 
-Bytes encode(const Source& source, int quality, const char* comment) {
+Bytes encode(const Source& source, int quality, const char* comment, const std::uint8_t* pixels) {
     Bytes file;
     collected = &file;
-    if (!TooJpeg::writeJpeg(collect, source.pixels.data(), static_cast<unsigned short>(source.width),
+    if (pixels == nullptr) pixels = source.pixels.data();
+    if (!TooJpeg::writeJpeg(collect, pixels, static_cast<unsigned short>(source.width),
                             static_cast<unsigned short>(source.height), source.mode != Mode::Grey,
                             static_cast<unsigned char>(quality), source.mode == Mode::Downsampled, comment))
         throw std::runtime_error("the encoder refuses a picture");

@@ -45,8 +45,10 @@ Source saturatedPatterns(Mode mode);
 extern thread_local Bytes* collected;
 void collect(unsigned char byte);
 
+/// Of the source's own pixels, or of these.
 /// @throws std::runtime_error if the encoder refuses
-Bytes encode(const Source& source, int quality = 90, const char* comment = nullptr);
+Bytes encode(const Source& source, int quality = 90, const char* comment = nullptr,
+             const std::uint8_t* pixels = nullptr);
 
 inline constexpr std::uint64_t EMPTY_DIGEST = 0xCBF29CE484222325u;
 
