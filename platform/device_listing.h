@@ -13,6 +13,8 @@ namespace lumetra {
 struct CaptureProfile {
     std::uint32_t width, height;  // pixels
     double maxFrameRate;          // frames per second
+
+    bool operator==(const CaptureProfile&) const = default;
 };
 
 /// A video capture device. Both texts are valid UTF-8.

@@ -129,20 +129,17 @@ TEST(TooJpeg, DescribesColourInItsSegments) {
 TEST(TooJpeg, DecodesToThePictureAndItsComment) {
     const std::pair<int, double> qualities[] = {{1, 30}, {10, 10}, {50, 3}, {90, 1.5}, {100, 1}};
     const std::pair<int, int> sizes[] = {{1, 1}, {8, 8}, {17, 9}, {16, 16}, {33, 47}, {1, 50}, {100, 2}};
-    for (const Mode mode : MODES) {
-        for (const auto& [width, height] : sizes) {
-            const Source source = ramp(mode, width, height);
-            for (const auto& [quality, bound] : qualities) {
+    for (const Mode mode : MODES)
+        for (const auto& [width, height] : sizes)
+            for (const auto& [quality, bound] : qualities)
                 for (const char* comment : {static_cast<const char*>(nullptr), "", "Native"}) {
+                    const Source source = ramp(mode, width, height);
                     const DecodedJpeg image = decodeJpeg(encode(source, quality, comment));
                     ASSERT_EQ(std::tuple(width, height, channelsOf(mode)),
                               std::tuple(image.width, image.height, std::size_t(image.components)));
                     EXPECT_EQ(comment ? std::optional<std::string>(comment) : std::nullopt, image.comment);
                     EXPECT_LE(meanError(source.pixels, image.samples), bound) << source << ", " << quality;
                 }
-            }
-        }
-    }
 }
 
 TEST(TooJpeg, RoundsEveryCoefficientOfTheExactTransform) {
@@ -150,7 +147,7 @@ TEST(TooJpeg, RoundsEveryCoefficientOfTheExactTransform) {
         const Source sources[] = {noise(mode, 17, 9, 1),  noise(mode, 33, 47, 2), noise(mode, 1, 1, 3),
                                   noise(mode, 16, 18, 4), ramp(mode, 64, 40),     singlePatterns(mode),
                                   saturatedPatterns(mode)};
-        for (const Source& source : sources) {
+        for (const Source& source : sources)
             for (const int quality : {1, 10, 50, 90, 100}) {
                 const auto planes = readCoefficients(encode(source, quality));
                 const auto tables = typicalTables(quality).quantisation;
@@ -159,7 +156,6 @@ TEST(TooJpeg, RoundsEveryCoefficientOfTheExactTransform) {
                     EXPECT_EQ(0, wrongCoefficients(source, i, planes[i], tables[i > 0 ? 1 : 0]))
                         << source << ", component " << i << ", quality " << quality;
             }
-        }
     }
 }
 
@@ -195,7 +191,7 @@ TEST(TooJpeg, RefusesWhatIsNoPictureAndWritesNothing) {
 }
 
 TEST(TooJpeg, ReadsNothingOutsideThePicture) {
-    for (const Mode mode : MODES) {
+    for (const Mode mode : MODES)
         for (int side = 0; side < 18 * 18; ++side) {
             const Source source = noise(mode, side % 18 + 1, side / 18 + 1, 1);
             FencedMemory fenced(source.pixels.size());
@@ -205,7 +201,6 @@ TEST(TooJpeg, ReadsNothingOutsideThePicture) {
                 ASSERT_EQ(encode(source), encode(source, 90, nullptr, pixels)) << source;
             }
         }
-    }
 }
 
 TEST(TooJpeg, IgnoresDownsamplingOfGrey) {

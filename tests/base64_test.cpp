@@ -40,22 +40,20 @@ std::optional<Bytes> decoded(std::string text) {
 }  // namespace
 
 TEST(Base64, EncodesTheVectorsOfRfc4648AndTheEndsOfTheAlphabet) {
-    const std::pair<Bytes, const char*> cases[] = {
-        {{}, ""},
-        {{'f'}, "Zg=="},
-        {{'f', 'o'}, "Zm8="},
-        {{'f', 'o', 'o'}, "Zm9v"},
-        {{'f', 'o', 'o', 'b'}, "Zm9vYg=="},
-        {{'f', 'o', 'o', 'b', 'a'}, "Zm9vYmE="},
-        {{'f', 'o', 'o', 'b', 'a', 'r'}, "Zm9vYmFy"},
-        {{0x4D, 0x61, 0x6E}, "TWFu"},
-        {{0x4D, 0x61}, "TWE="},
-        {{0x4D}, "TQ=="},
-        {{0, 0, 0}, "AAAA"},
-        {{0xFF, 0xFF, 0xFF}, "////"},
-        {{0xFB, 0xEF, 0xBE}, "++++"},
-        {{0xFF}, "/w=="},
-    };
+    const std::pair<Bytes, const char*> cases[] = {{{}, ""},
+                                                   {{'f'}, "Zg=="},
+                                                   {{'f', 'o'}, "Zm8="},
+                                                   {{'f', 'o', 'o'}, "Zm9v"},
+                                                   {{'f', 'o', 'o', 'b'}, "Zm9vYg=="},
+                                                   {{'f', 'o', 'o', 'b', 'a'}, "Zm9vYmE="},
+                                                   {{'f', 'o', 'o', 'b', 'a', 'r'}, "Zm9vYmFy"},
+                                                   {{0x4D, 0x61, 0x6E}, "TWFu"},
+                                                   {{0x4D, 0x61}, "TWE="},
+                                                   {{0x4D}, "TQ=="},
+                                                   {{0, 0, 0}, "AAAA"},
+                                                   {{0xFF, 0xFF, 0xFF}, "////"},
+                                                   {{0xFB, 0xEF, 0xBE}, "++++"},
+                                                   {{0xFF}, "/w=="}};
     for (const auto& [bytes, text] : cases) EXPECT_EQ(text, encoded(bytes));
     EXPECT_EQ("", base64_encode(nullptr, 0));
 

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <tuple>
 
 #include "tests/support/fake_v4l2.h"
 
@@ -14,13 +13,7 @@ using namespace lumetra;
 
 namespace {
 
-using Profile = std::tuple<std::uint32_t, std::uint32_t, double>;
-
-std::vector<Profile> profilesOf(const CaptureDevice& device) {
-    std::vector<Profile> profiles;
-    for (const auto& [width, height, rate] : device.profiles) profiles.emplace_back(width, height, rate);
-    return profiles;
-}
+using Profiles = std::vector<CaptureProfile>;
 
 FakeNode camera(std::string card, std::vector<FakeFormat> formats) {
     constexpr std::uint32_t capture = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
@@ -47,10 +40,10 @@ protected:
                                 },
                                 [this](int fd) { return fake.close(fd); }});
     }
-    std::vector<Profile> profilesOfOnly(FakeNode node) {
+    Profiles profilesOfOnly(FakeNode node) {
         addNode(0, std::move(node));
         const auto devices = list();
-        return devices.size() == 1 ? profilesOf(devices[0]) : std::vector<Profile>();
+        return devices.size() == 1 ? devices[0].profiles : Profiles();
     }
 
     FakeV4l2 fake;
@@ -72,8 +65,8 @@ TEST_F(V4l2Listing, NamesTwoCamerasByNumberAndSkipsTheMetadataNodeBetween) {
     ASSERT_EQ(2u, devices.size());
     EXPECT_EQ("Front", devices[0].name);
     EXPECT_EQ("usb-1@/dev/video2", devices[0].uniqueId);
-    EXPECT_EQ((std::vector<Profile>{{1280, 720, 30.0}, {1280, 720, 60.0}, {640, 480, 7.5}, {640, 480, 30.0}}),
-              profilesOf(devices[0]));
+    EXPECT_EQ((Profiles{{1280, 720, 30.0}, {1280, 720, 60.0}, {640, 480, 7.5}, {640, 480, 30.0}}),
+              devices[0].profiles);
     EXPECT_EQ("Back", devices[1].name);
     EXPECT_EQ("usb-1@/dev/video10", devices[1].uniqueId);
     EXPECT_EQ(3, fake.openings);  // nothing but nodes with a number
@@ -98,8 +91,7 @@ TEST_F(V4l2Listing, TellsCamerasFromOtherNodesByTheirFlags) {
         addNode(0, {"", "", node.capabilities, node.nodeCapabilities, {vga()}});
         const auto devices = list();
         ASSERT_EQ(node.listed, devices.size() == 1) << node.capabilities << ", " << node.nodeCapabilities;
-        for (const CaptureDevice& device : devices)
-            EXPECT_EQ((std::vector<Profile>{{640, 480, 30.0}}), profilesOf(device));
+        for (const CaptureDevice& device : devices) EXPECT_EQ((Profiles{{640, 480, 30.0}}), device.profiles);
     }
 }
 
@@ -118,19 +110,19 @@ TEST_F(V4l2Listing, LeavesOutNodesThatDoNotOpen) {
 TEST_F(V4l2Listing, OffersEndsAndFittingCommonSizesOfARange) {
     const auto anyRate = intervalRange({1, 90}, {1, 1});
     // Widths are 40, 64 and so on to 1288, heights 30, 60 and so on to 990.
-    EXPECT_EQ((std::vector<Profile>{
-                  {40, 30, 90.0}, {160, 120, 90.0}, {640, 360, 90.0}, {640, 480, 90.0}, {1288, 990, 90.0}}),
-              profilesOfOnly(camera("", {{sizeRange({40, 1300, 24, 30, 1000, 30}, {anyRate})}})));
+    EXPECT_EQ(
+        (Profiles{{40, 30, 90.0}, {160, 120, 90.0}, {640, 360, 90.0}, {640, 480, 90.0}, {1288, 990, 90.0}}),
+        profilesOfOnly(camera("", {{sizeRange({40, 1300, 24, 30, 1000, 30}, {anyRate})}})));
 }
 
 TEST_F(V4l2Listing, WalksRangesWithoutStepsWithOneSizeAndUpsideDown) {
     const auto rate = discreteInterval(1, 25);
-    EXPECT_EQ((std::vector<Profile>{{320, 200, 25.0},
-                                    {320, 240, 25.0},
-                                    {352, 288, 25.0},
-                                    {640, 360, 25.0},
-                                    {640, 480, 25.0},
-                                    {720, 576, 25.0}}),
+    EXPECT_EQ((Profiles{{320, 200, 25.0},
+                        {320, 240, 25.0},
+                        {352, 288, 25.0},
+                        {640, 360, 25.0},
+                        {640, 480, 25.0},
+                        {720, 576, 25.0}}),
               profilesOfOnly(camera("", {{sizeRange({320, 640, 0, 200, 480, 0}, {rate})},
                                          {sizeRange({720, 720, 8, 576, 576, 8}, {rate})},
                                          {sizeRange({900, 720, 8, 576, 576, 8}, {rate})}})));
@@ -139,7 +131,7 @@ TEST_F(V4l2Listing, WalksRangesWithoutStepsWithOneSizeAndUpsideDown) {
 TEST_F(V4l2Listing, TakesTheHighestRateOfARangeAndNoneOfAnEmptyInterval) {
     const auto ranges = {intervalRange({1001, 60000}, {1, 5}), discreteInterval(1, 1)};
     const auto mixed = {discreteInterval(0, 30), discreteInterval(1, 0), discreteInterval(2, 1)};
-    EXPECT_EQ((std::vector<Profile>{{640, 480, 60000.0 / 1001.0}, {320, 240, 0.5}}),
+    EXPECT_EQ((Profiles{{640, 480, 60000.0 / 1001.0}, {320, 240, 0.5}}),
               profilesOfOnly(camera("", {{discreteSize(640, 480, ranges), discreteSize(320, 240, mixed),
                                           discreteSize(160, 120, {})}})));
 }

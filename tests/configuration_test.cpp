@@ -74,21 +74,14 @@ TEST(Configuration, CommandsOfTheEngineAnswerAndLog) {
     LumetraCoreExecutor engine;
     const LogCapture log(engine);
     const char* const json = R"({"imageCfg":{"width":4,"height":2},"mipMap":true})";
-    const struct {
-        int command, result;
-        std::vector<std::string> logged;
-    } cases[] = {
-        {1, 1, {"Executing Command!"}},
-        {3, 1, {"Executing Command!"}},
-        {4, 1, {"Executing Command!"}},
-        {0, 0, {"Executing Command!", "Warning: Particular command not available!"}},
-        {2, 0, {"Executing Command!", "Warning: Particular command not available!"}},
-        {5, 0, {"Executing Command!", "Warning: Particular command not available!"}},
-        {-2147483647, 0, {"Executing Command!", "Warning: Particular command not available!"}},
-    };
-    for (const auto& [command, result, logged] : cases) {
-        EXPECT_EQ(result, engine.command(ENGINE_MODULE_ID, static_cast<LUMETRA_CMDTYPE>(command), json));
-        EXPECT_EQ(logged, LogCapture::take()) << command;
+    for (const int command : {1, 3, 4}) {
+        EXPECT_EQ(1, engine.command(ENGINE_MODULE_ID, static_cast<LUMETRA_CMDTYPE>(command), json));
+        EXPECT_THAT(LogCapture::take(), ElementsAre("Executing Command!")) << command;
+    }
+    for (const int command : {0, 2, 5, -2147483647}) {
+        EXPECT_EQ(0, engine.command(ENGINE_MODULE_ID, static_cast<LUMETRA_CMDTYPE>(command), json));
+        EXPECT_THAT(LogCapture::take(),
+                    ElementsAre("Executing Command!", "Warning: Particular command not available!"));
     }
     EXPECT_EQ(1, engine.pushImageData(nullptr, 0, "", 0));
 

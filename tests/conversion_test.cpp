@@ -273,16 +273,14 @@ TEST_F(StoredConversion, DumpsColourOnlyWhileItIsRgbAndLevelsOnlyWhenAsked) {
     const struct {
         int format, flags;
         std::vector<std::string> names;
-    } cases[] = {
-        {1, DUMP, {"dbg_0_lvl_0.ppm 30"}},
-        {1, DUMP | GRAY, {"dbg_0_lvl_0.pgm 22"}},
-        {1, DUMP | PYRAMID, {"dbg_0_lvl_0.ppm 30"}},
-        {3, DUMP, {}},
-        {5, DUMP | GRAY, {"dbg_0_lvl_0.pgm 22"}},
-        {2, DUMP | GRAY, {}},
-        {4, DUMP | GRAY | FLIP, {"dbg_0_lvl_0.pgm 22"}},
-        {7, GRAY | PYRAMID | FLIP, {}},
-    };
+    } cases[] = {{1, DUMP, {"dbg_0_lvl_0.ppm 30"}},
+                 {1, DUMP | GRAY, {"dbg_0_lvl_0.pgm 22"}},
+                 {1, DUMP | PYRAMID, {"dbg_0_lvl_0.ppm 30"}},
+                 {3, DUMP, {}},
+                 {5, DUMP | GRAY, {"dbg_0_lvl_0.pgm 22"}},
+                 {2, DUMP | GRAY, {}},
+                 {4, DUMP | GRAY | FLIP, {"dbg_0_lvl_0.pgm 22"}},
+                 {7, GRAY | PYRAMID | FLIP, {}}};
     configure();
     for (const auto& [format, flags, names] : cases) {
         store(format, Bytes(16));

@@ -177,29 +177,18 @@ void addListings(Digest& digest) {
 
 int main(int argc, char** argv) {
     std::ostringstream lines;
-    const auto tell = [&lines](const char* name, std::uint64_t bits) {
-        char line[80];
-        std::snprintf(line, sizeof line, "%-20s %016llx\n", name, static_cast<unsigned long long>(bits));
-        lines << line;
-    };
-    const auto tellOf = [&tell](const char* name, const auto& addResults) {
+    const auto write = [&lines](const std::string& name, const auto& addResults) {
         Digest digest;
         addResults(digest);
-        tell(name, digest.bits);
+        lines << name << ' ' << std::hex << digest.bits << '\n';
     };
-    const std::pair<const char*, LUMETRA_IMGFORMATTYPE> formats[] = {
-        {"frames RGB", LUMETRA_IMGFORMAT_RGB},   {"frames YUV420", LUMETRA_IMGFORMAT_YUV420},
-        {"frames BGRA", LUMETRA_IMGFORMAT_BGRA}, {"frames YUYV", LUMETRA_IMGFORMAT_YUYV},
-        {"frames BGR", LUMETRA_IMGFORMAT_BGR},   {"frames GRAY8", LUMETRA_IMGFORMAT_GRAY8}};
-    for (const auto& [name, format] : formats)
-        tellOf(name, [format = format](Digest& digest) { addConversions(digest, format); });
-    const char* const files[] = {"JPEG grey", "JPEG colour", "JPEG downsampled"};
-    for (const pictures::Mode mode : pictures::MODES)
-        tellOf(files[static_cast<int>(mode)],
-               [mode](Digest& digest) { pictures::addFilesToDigest(digest.bits, mode); });
-    tellOf("configurations", addConfigurations);
-    tellOf("descriptors", addDescriptors);
-    tellOf("device listings", addListings);
+    for (const auto format : {LUMETRA_IMGFORMAT_RGB, LUMETRA_IMGFORMAT_YUV420, LUMETRA_IMGFORMAT_BGRA,
+                              LUMETRA_IMGFORMAT_YUYV, LUMETRA_IMGFORMAT_BGR, LUMETRA_IMGFORMAT_GRAY8})
+        write("frames of format " + std::to_string(format),
+              [format](Digest& digest) { addConversions(digest, format); });
+    write("configurations", addConfigurations);
+    write("descriptors", addDescriptors);
+    write("device listings", addListings);
 
     std::cout << lines.str();
     if (argc != 2) return 2;

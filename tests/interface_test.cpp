@@ -129,16 +129,14 @@ TEST_F(Interface, TakesAFrameAllTheWayToAModule) {
     EXPECT_EQ(LUMETRA_IMGFORMAT_GRAY8, chunk.format);
     EXPECT_EQ("{\"n\":\"\xE2\x82\xAC\"}", chunk.descriptor);
     EXPECT_EQ(12, chunk.frameIndex);
-    const auto greyAt = [&frame](std::size_t i) {
-        return expectedGrey(frame[i], frame[i + 1], frame[i + 2]);
+    const auto expectFlipped = [&](std::size_t k, std::size_t begin, std::size_t width, std::size_t height) {
+        for (std::size_t i = 0; i < width * height; ++i) {
+            const std::uint8_t* const p = &frame[begin + 3 * ((height - 1 - i / width) * width + i % width)];
+            EXPECT_EQ(expectedGrey(p[0], p[1], p[2]), chunk.data->lvl[k][i]) << "level " << k << ", " << i;
+        }
     };
-    for (std::size_t y = 0; y < 4; ++y)
-        for (std::size_t x = 0; x < 6; ++x)
-            EXPECT_EQ(greyAt(3 * (6 * (3 - y) + x)), chunk.data->lvl[0][6 * y + x])
-                << "upside down by default";
-    for (std::size_t y = 0; y < 2; ++y)
-        for (std::size_t x = 0; x < 3; ++x)
-            EXPECT_EQ(greyAt(72 + 3 * (3 * (1 - y) + x)), chunk.data->lvl[1][3 * y + x]);
+    expectFlipped(0, 0, 6, 4);  // upside down by default
+    expectFlipped(1, 72, 3, 2);
     notifications.clear();
     EXPECT_EQ(1, LumetraCore_unregisterDllByName(u"Recorder"));
 }

@@ -23,12 +23,7 @@ void takeOne(MessageQueue& queue) {
     queue.takeOne([](const MSGS&, bool) {});
 }
 
-}  // namespace
-
-class LongSleep : public testing::TestWithParam<bool> {};
-
-TEST_P(LongSleep, OfTheTakerEndsWithWhatIsPosted) {
-    const auto bound = GetParam() ? steady_clock::now() + std::chrono::hours(1) : MessageSchedule::NEVER;
+void endLongSleeps(MessageQueue::SteadyTime bound) {
     MessageQueue queue;
     std::atomic<int> taken = 0, looked = 0;
     std::thread taker([&] {
@@ -50,7 +45,13 @@ TEST_P(LongSleep, OfTheTakerEndsWithWhatIsPosted) {
     taker.join();
     EXPECT_TRUE(queue.copy().empty());
 }
-INSTANTIATE_TEST_SUITE_P(MessageQueue, LongSleep, testing::Bool());
+
+}  // namespace
+
+TEST(MessageQueue, EndsALongSleepOfItsTakerWithWhatIsPosted) {
+    for (const auto bound : {MessageSchedule::NEVER, steady_clock::now() + std::chrono::hours(1)})
+        endLongSleeps(bound);
+}
 
 TEST(MessageQueue, ReturnsToItsTakerAtTheBoundAndWhenItIsClosed) {
     MessageQueue queue;

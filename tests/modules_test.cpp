@@ -20,6 +20,10 @@ std::string missing(const std::string& symbol) {
     return "Warning: " + symbol + " function not found in DLL!";
 }
 
+std::string notAvailable(const std::string& symbol) {
+    return "Warning: " + symbol + " function not available!";
+}
+
 class Modules : public testing::Test {
 protected:
     Modules() : log(engine) { engine.configure(configurationText(1, 1, 7).c_str()); }
@@ -107,9 +111,9 @@ TEST_F(Modules, AreInitializedByIdAndByName) {
     EXPECT_EQ(0, engine.initializeDllByName("IdFive", ""));
     EXPECT_EQ(0, engine.initializeDllByID(5, ""));
     for (const int id : {0, -1, 6}) EXPECT_EQ(0, engine.initializeDllByID(id, ""));
-    EXPECT_THAT(LogCapture::take(), ElementsAre("Warning: Nowhere.framework/Nowhere Library not available!",
-                                                "Warning: initialize function not available!",
-                                                "Error: initialize function not available!"));
+    EXPECT_THAT(LogCapture::take(),
+                ElementsAre("Warning: Nowhere.framework/Nowhere Library not available!",
+                            notAvailable("initialize"), "Error: initialize function not available!"));
 }
 
 TEST_F(Modules, AreReallyUnmappedWhenRemoved) {
@@ -124,8 +128,8 @@ TEST_F(Modules, AreReallyUnmappedWhenRemoved) {
     }
     load("IdFive");
     EXPECT_EQ(1, engine.unregisterDllByID(5));
-    EXPECT_THAT(LogCapture::take(), ElementsAre("Warning: destroy function not available!",
-                                                "Unregistering IdFive.framework/IdFive"));
+    EXPECT_THAT(LogCapture::take(),
+                ElementsAre(notAvailable("destroy"), "Unregistering IdFive.framework/IdFive"));
 }
 
 TEST_F(Modules, StayRegisteredWhenTheirDestroyThrows) {
@@ -183,10 +187,8 @@ TEST_F(Modules, ThatAreUnknownOrLackAnEntryPointGiveTheirNeutralResults) {
     } cases[] = {
         {6, {}},
         {5,
-         {"Warning: registerCallback function not available!",
-          "Warning: unregisterCallback function not available!",
-          "Warning: getSupportedCallbacks function not available!",
-          "Warning: command function not available!", "Warning: getStatus function not available!"}}};
+         {notAvailable("registerCallback"), notAvailable("unregisterCallback"),
+          notAvailable("getSupportedCallbacks"), notAvailable("command"), notAvailable("getStatus")}}};
     for (const auto& [id, logged] : cases) {
         EXPECT_EQ(0, engine.registerCallback(id, CB_LOG, nullptr, nullptr));
         EXPECT_EQ(0, engine.unregisterCallback(id, CB_LOG));
@@ -209,9 +211,8 @@ TEST_F(Modules, AreAllHandedTheSameFrameWhateverOthersThrow) {
                         return !first.empty() && !second.empty() && first.back().id == second.back().id;
                     });
         EXPECT_EQ(first.back().chunk, second.back().chunk);
-        EXPECT_THAT(
-            LogCapture::take(),
-            testing::AllOf(SizeIs(testing::Gt(0U)), Each("Warning: notifyNewData function not available!")));
+        EXPECT_THAT(LogCapture::take(),
+                    testing::AllOf(SizeIs(testing::Gt(0U)), Each(notAvailable("notifyNewData"))));
     }
     recorder("Recorder")->throwsAlways = false;
 }
