@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Puts the faults of faults.txt into a copy of the checkout, one at a time, and says which ones its tests notice.
 
-Usage: run.py [--checkout FOLDER] [--scratch FOLDER] [--only N,N...] - by hand; takes about half an hour. The copy is
-made of the files that git knows, as they are now. A fault is noticed if a test fails, hangs or crashes, or if the
-digests change. The tests run twice where they find nothing, since some faults need an unlucky moment.
+Usage: run.py [--checkout FOLDER] [--scratch FOLDER] [--only N,N...] - by hand; takes half an hour of a processor. The
+copy is made of the files that git knows, as they are now. A fault is noticed if a test fails, hangs or crashes, or if
+the digests change. The tests run twice where they find nothing, since some faults need an unlucky moment.
 """
 import argparse
 import pathlib
@@ -42,9 +42,10 @@ class Copy:
         files = subprocess.run(["git", "-C", checkout, "ls-files", "-z"], check=True, stdout=subprocess.PIPE).stdout
         for name in files.decode().strip("\0").split("\0"):
             target = self.source / name
+            if target.exists() and target.read_bytes() == (checkout / name).read_bytes():
+                continue  # and is not built again
             target.parent.mkdir(parents=True, exist_ok=True)
-            shutil.copyfile(checkout / name, target)
-            shutil.copymode(checkout / name, target)
+            shutil.copy(checkout / name, target)
 
     def compile(self):
         configured = (self.build / "build.ninja").exists()
