@@ -98,6 +98,6 @@ TEST(ChunkStore, ForgetsConversionsThatWillNotCome) {
     store.expectConversion(ID + 1);  // for a frame that is gone by now
     EXPECT_TRUE(store.dropOldPixels(ID)) << "it may be one day";
     EXPECT_FALSE(store.dropOldPixels(ID + 1000)) << "there is nothing to come back for";
-    EXPECT_EQ(nullptr, store.takeIf(ID, nullptr)) << "another one";
+    EXPECT_EQ(nullptr, store.takeIf(ID, frame().get())) << "another one";
     EXPECT_FALSE(store.copy().empty());
 }

@@ -53,6 +53,7 @@ TEST(Configuration, ReadsEachKeyByItsOwnRule) {
         {R"({"format":123456789012345678901234567890})", "invalid 0x0 flags 11 path . format 5"},
         {R"({"format":1.5e300})", "invalid 0x0 flags 11 path . format 5"},
         {R"({"format":8.5})", reset},
+        {R"({"format":3000000000.5})", reset},
         {R"({"format":-2147483649})", "invalid 0x0 flags 11 path . format -2147483648"},
         {R"({"format":-1})", "invalid 0x0 flags 11 path . format -1"},
         {R"({"format":"7","conversionflags":"1","writablepath":4})", reset},

@@ -84,7 +84,13 @@ TEST_F(EventLoop, DropsFramesThatAreNotFreshAndConvertsThoseThatMayBecomeSoOrAre
                           folder.file("") + "\"}")
                              .c_str());
         std::future<int> dropped = file(id);
+        std::promise<void> gate;  // workers have no time until the loop has looked for pixels to drop
+        const auto opened = gate.get_future().share();
+        for (std::uint32_t i = 0; i < workerCount(std::thread::hardware_concurrency()); ++i)
+            EngineProbe::pool(engine).enqueue([opened] { opened.wait(); });
         post(type, id);
+        waitUntil([this] { return EngineProbe::messages(engine).copy().empty(); });
+        gate.set_value();
         EXPECT_EQ(firstPixel, dropped.get()) << "message " << type << ", " << now - id << " ms old";
     }
     EXPECT_EQ("P5\n#debug\n1 2\n255\n\2\1", folder.read("dbg_0_lvl_0.pgm"));

@@ -1,9 +1,11 @@
 #include "core/standard_log.h"
 
 #include <gmock/gmock.h>
+#include <pthread.h>
 
 #include <stdexcept>
 
+#include "base/foreign_call.h"
 #include "core/LumetraCoreExecutor.h"
 #include "tests/support/log_capture.h"
 
@@ -61,6 +63,20 @@ TEST(Logging, ASinkThatThrowsCostsNothingAndCanBeReplaced) {
     engine.passLogFromNativeLib("well");
     EXPECT_THAT(LogCapture::take(), ElementsAre("well"));
 }
+
+#if defined(__GLIBCXX__)
+TEST(ForeignCall, LetsTheEndOfItsThreadThrough) {
+    pthread_t thread;
+    const auto run = [](void*) -> void* {
+        lumetra::callSafely([] { pthread_exit(nullptr); });
+        return reinterpret_cast<void*>(1);
+    };
+    ASSERT_EQ(0, pthread_create(&thread, nullptr, run, nullptr));
+    void* result = &thread;
+    EXPECT_EQ(0, pthread_join(thread, &result));
+    EXPECT_EQ(nullptr, result);
+}
+#endif
 
 TEST(Logging, RefusesATextThatIsNoUtf8BeforeTheSinkIsCalled) {
     LumetraCoreExecutor engine;

@@ -91,10 +91,14 @@ TEST(MessageQueue, HoldsPushersBackWhileMoreIsAskedThanIsServedInTime) {
 TEST(MessageQueue, LetsNoPusherWaitOnceItIsClosed) {
     MessageQueue queue;
     askFor(queue, 10 * MAX_MESSAGES_ASKING);
+    const auto letThemWait = [] { std::this_thread::sleep_for(std::chrono::milliseconds(20)); };
     std::thread pusher([&] { queue.waitForRoom(); });
+    letThemWait();
+    std::thread ending([&] { queue.waitForPushersToLeave(); });
+    letThemWait();
     queue.close();
     pusher.join();
-    queue.waitForPushersToLeave();
+    ending.join();
     queue.clear();
     EXPECT_TRUE(queue.copy().empty());
 }
