@@ -1,5 +1,7 @@
 """The engine and modules from Python: what crosses the border and what must not."""
 
+import json
+import os
 import pathlib
 import subprocess
 import sys
@@ -139,6 +141,26 @@ def test_loads_commands_and_removes_modules(tmp_path):
             with pytest.raises(ModuleError):
                 call()
         engine.register_module("FrameMonitor")
+
+
+def test_reads_results(raised):
+    folder = os.environ.get("LUMETRA_TEXT_MODULES", "")
+    if not os.path.exists(os.path.join(folder, "TextOne.framework", "TextOne")):
+        pytest.skip("the player's test module is not built")
+    results = []
+    with Engine() as engine:
+        with pytest.raises(ModuleError):
+            engine.register_module("FrameMonitor").on_result(results.append)
+        module = engine.register_module("TextOne", folder)
+        module.on_result(results.append)
+        module.initialize("Grüße " + SMILE)
+        assert module.command(1000, "hello") == 1
+        assert results == [{"version": 1, "heard": "hello", "configured": "Grüße " + SMILE}]
+        module.initialize('"')  # no JSON any more
+        module.command(1000)
+        with pytest.raises(ModuleError):
+            module.on_result(None)  # it cannot unregister
+        assert len(results) == 1 and [type(value) for value in raised] == [json.JSONDecodeError]
 
 
 def test_ends_after_the_calls_under_way_and_refuses_later_ones():

@@ -8,6 +8,7 @@ lock, so that engine and modules may wait for handlers that run on other threads
 from __future__ import annotations
 
 import ctypes
+import json
 import os
 import sys
 import threading
@@ -16,6 +17,7 @@ from typing import Any, Callable, Dict, Optional, Sequence, Tuple, Union
 import numpy as np
 
 LOGFN = ctypes.CFUNCTYPE(None, ctypes.c_int32, ctypes.c_void_p)
+TEXTRESULTFN = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_char_p)
 HOSTTEXTFN = ctypes.CFUNCTYPE(ctypes.c_void_p, ctypes.c_void_p, ctypes.c_void_p)
 
 _int, _pointer, _text = ctypes.c_int32, ctypes.c_void_p, ctypes.c_char_p
@@ -170,6 +172,15 @@ def log_function(handler: Callable[[int, str], Any]) -> Any:
         call_handler(handler, level, text_at(text))
 
     return LOGFN(receive)
+
+
+def result_function(handler: Callable[[Any], Any]) -> Any:
+    """A LUMETRA_TEXTRESULTFN that calls `handler` with what the JSON says."""
+
+    def receive(_user: Optional[int], text: bytes) -> None:
+        call_handler(lambda: handler(json.loads(text)))
+
+    return TEXTRESULTFN(receive)
 
 
 def host_text_function(handler: Callable[[str], Optional[str]]) -> Any:

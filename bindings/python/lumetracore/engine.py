@@ -21,11 +21,13 @@ from .pixels import BYTES_PER_PIXEL, picture_bytes
 
 LogHandler = Callable[[int, str], Any]
 HostTextHandler = Callable[[str], Optional[str]]
+ResultHandler = Callable[[Any], Any]
 #: JSON: a text as it is, or what the module json turns into one.
 Json = Union[str, Dict[str, Any], List[Any]]
 
 _ENGINE_MODULE_ID = 0
 _SUPPORTED_KINDS_ROOM = 256  # modules write as many kinds as they have
+_RESULT_FORM_COMMAND, _TEXT_RESULTS = 16, 0x54455854
 _INT32 = range(-(2**31), 2**31)
 
 _working_folder_lock = threading.Lock()
@@ -319,6 +321,15 @@ class Module:
         """Sends the module's log to handler(level, text), or nowhere if that is None. The handler must not register or
         take back this module's log, nor remove it: the module may be waiting for the handler."""
         self.register_callback(CallbackKind.LOG, None if handler is None else _native.log_function(handler))
+
+    def on_result(self, handler: Optional[ResultHandler]) -> None:
+        """Hands the module's results, JSON objects, to handler(result), or to nobody if that is None. The handler must
+        not call this or remove the module: the module may be waiting for the handler.
+
+        Raises ModuleError if its results have another form, or it has none (LumetraCore/TextResults.h)."""
+        if self.command(_RESULT_FORM_COMMAND) != _TEXT_RESULTS:
+            raise ModuleError(f"{self.name} has no results as texts")
+        self.register_callback(CallbackKind.TYPE2, None if handler is None else _native.result_function(handler))
 
     def enable_push(self) -> None:
         """Gives the module the engine's push function, so that it can push frames of its own."""
