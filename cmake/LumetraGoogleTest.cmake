@@ -1,5 +1,5 @@
-# GTest::gtest, gtest_main and gmock. Debian's are built for this machine and the GNU C++ library; for any other
-# they are built here, from the sources that its packages bring.
+# Tests are compiled quickly, against GTest::gtest, gtest_main and gmock. Debian's are built for this machine and the
+# GNU C++ library; for any other they are built here, from the sources that its packages bring.
 if(NOT CMAKE_CROSSCOMPILING AND NOT CMAKE_CXX_FLAGS MATCHES "-stdlib=libc\\+\\+")
     find_package(GTest REQUIRED)
 elseif(NOT TARGET GTest::gtest)
@@ -13,3 +13,9 @@ elseif(NOT TARGET GTest::gtest)
     endforeach()
 endif()
 include(GoogleTest)
+
+# lumetra_compile_test(TARGET): as lumetra_compile, but in half the time; a test's own code runs once.
+function(lumetra_compile_test target)
+    lumetra_compile(${target})
+    target_compile_options(${target} PRIVATE -O0)
+endfunction()

@@ -5,7 +5,7 @@ set -eu
 cd "$(dirname "$(readlink -f "$0")")/.."
 tools/install_packages.sh clang clang-tidy cmake ninja-build rapidjson-dev libc++-dev libc++abi-dev >&2
 # How each source is compiled; nothing is built.
-[ -e build/libcxx/compile_commands.json ] || cmake --preset libcxx >&2
+cmake --preset libcxx -B build/tidy -DLUMETRA_BUILD_TESTS=OFF -DLUMETRA_BUILD_TOOLS=OFF >&2
 [ $# -gt 0 ] || set -- $(git ls-files 'base/*.cpp' 'core/*.cpp' 'image/*.cpp' 'modules/*.cpp' 'platform/*.cpp' |
     grep -v _apple)
-printf '%s\n' "$@" | xargs -P "$(nproc)" -n 4 clang-tidy -p build/libcxx --quiet
+printf '%s\n' "$@" | xargs -P "$(nproc)" -n 4 clang-tidy -p build/tidy --quiet
