@@ -4,7 +4,8 @@
 #
 # makes NAME.framework/NAME below LUMETRA_MODULE_DIRECTORY (by default modules/ in the build folder), from
 # which a host that runs in that folder loads it by the name NAME. The target is called NAME too; link
-# what the module needs to it. On Apple the folder is a framework, whose version is that of the project.
+# what the module needs to it. Version and description of the project() that calls this become the module's own,
+# part of the stamp that lumetra-inspect reads. On Apple the folder is a framework, of that version too.
 include(${CMAKE_CURRENT_LIST_DIR}/LumetraFramework.cmake)
 
 # By default g++ gives an inline function's statics unique symbols, and the loader never unmaps a library
@@ -12,6 +13,18 @@ include(${CMAKE_CURRENT_LIST_DIR}/LumetraFramework.cmake)
 function(lumetra_unloadable target)
     target_compile_options(${target} PRIVATE
         $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CXX_COMPILER_ID:GNU>>:-fno-gnu-unique>)
+endfunction()
+
+# What the module was built with and what its project says of it.
+function(lumetra_stamp target)
+    set(stamp_version "${PROJECT_VERSION}")
+    string(REGEX REPLACE "[\"\\\n]" "'" stamp_description "${PROJECT_DESCRIPTION}")
+    set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}_stamp.cpp)
+    file(CONFIGURE OUTPUT ${source} @ONLY CONTENT [[
+#include <LumetraCore/ModuleStamp.h>
+LUMETRA_STAMP_MODULE("@stamp_version@", "@stamp_description@")
+]])
+    target_sources(${target} PRIVATE ${source})
 endfunction()
 
 function(lumetra_add_module name)
@@ -40,6 +53,7 @@ function(lumetra_add_module name)
     target_include_directories(${name} PRIVATE
         $<TARGET_PROPERTY:LumetraCore::LumetraCore,INTERFACE_INCLUDE_DIRECTORIES>)
     lumetra_unloadable(${name})
+    lumetra_stamp(${name})
 endfunction()
 
 #   lumetra_install_module(NAME)

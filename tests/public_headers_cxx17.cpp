@@ -3,6 +3,7 @@
 #include <LumetraCore/FrameMailbox.h>
 #include <LumetraCore/LumetraModule.h>
 #include <LumetraCore/LumetraTap.h>
+#include <LumetraCore/ModuleStamp.h>
 #include <LumetraCore/PGM_FUNCTIONS.h>
 #include <LumetraCore/PackPixels.h>
 #include <LumetraCore/TextResults.h>
