@@ -12,19 +12,34 @@ namespace {
 
 constexpr std::chrono::seconds RECENT{1};
 
-nlohmann::ordered_json describeLatencies(std::vector<std::int64_t> latencies) {
-    std::sort(latencies.begin(), latencies.end());
-    return {{"count", latencies.size()},
-            {"median", percentile(latencies, 50)},
-            {"p99", percentile(latencies, 99)},
-            {"max", percentile(latencies, 100)}};
+// Lines are put together as text: a JSON document allocates where it is destroyed, and without memory that
+// ends the process.
+std::string number(double value) {
+    return nlohmann::json(value).dump();
 }
 
-nlohmann::ordered_json describeNewest(const MeasuredFrame& frame) {
-    nlohmann::ordered_json newest = {
-        {"frame", frame.frameIndex}, {"width", frame.width}, {"height", frame.height}, {"mean", frame.mean}};
-    if (frame.histogram) newest["histogram"] = *frame.histogram;
-    return newest;
+std::string describeLatencies(std::vector<std::int64_t> latencies) {
+    std::sort(latencies.begin(), latencies.end());
+    return "{\"count\":" + std::to_string(latencies.size()) +
+           ",\"median\":" + std::to_string(percentile(latencies, 50)) +
+           ",\"p99\":" + std::to_string(percentile(latencies, 99)) +
+           ",\"max\":" + std::to_string(percentile(latencies, 100)) + "}";
+}
+
+std::string describeNewest(const MeasuredFrame& frame) {
+    std::string text = "{\"frame\":" + std::to_string(frame.frameIndex) +
+                       ",\"width\":" + std::to_string(frame.width) +
+                       ",\"height\":" + std::to_string(frame.height) + ",\"mean\":" + number(frame.mean);
+    if (frame.histogram) {
+        char before = '[';
+        text += ",\"histogram\":";
+        for (const auto pixels : *frame.histogram) {
+            text += before + std::to_string(pixels);
+            before = ',';
+        }
+        text += ']';
+    }
+    return text + "}";
 }
 
 }  // namespace
@@ -82,20 +97,16 @@ double Statistics::framesPerSecond() const {
 
 std::string Statistics::report(TimePoint now) const {
     const auto latenciesEnd = m_latencies.begin() + static_cast<std::ptrdiff_t>(recorded());
-    nlohmann::ordered_json report = {
-        {"frameMonitor", "report"},
-        {"frames", m_frames},
-        {"distinct", distinct()},
-        {"duplicates", m_duplicates},
-        {"unread", m_unread},
-        {"measured", m_measured},
-        {"fps", framesPerSecond()},
-        {"recentFps", arrivalsSince(now - RECENT)},
-        {"latencyUs", describeLatencies({m_latencies.begin(), latenciesEnd})},
-    };
+    std::string report =
+        "{\"frameMonitor\":\"report\",\"frames\":" + std::to_string(m_frames) +
+        ",\"distinct\":" + std::to_string(distinct()) + ",\"duplicates\":" + std::to_string(m_duplicates) +
+        ",\"unread\":" + std::to_string(m_unread) + ",\"measured\":" + std::to_string(m_measured) +
+        ",\"fps\":" + number(framesPerSecond()) +
+        ",\"recentFps\":" + std::to_string(arrivalsSince(now - RECENT)) +
+        ",\"latencyUs\":" + describeLatencies({m_latencies.begin(), latenciesEnd});
     if (m_measured > 0) {
-        report["mean"] = m_meanSum / static_cast<double>(m_measured);
-        report["newest"] = describeNewest(m_newest);
+        report += ",\"mean\":" + number(m_meanSum / static_cast<double>(m_measured));
+        report += ",\"newest\":" + describeNewest(m_newest);
     }
-    return report.dump();
+    return report + "}";
 }
