@@ -6,9 +6,9 @@
 #include <exception>
 #include <filesystem>
 
+#include "tools/lumetra-inspect/loading.h"
 #include "tools/lumetra-inspect/module_location.h"
 #include "tools/lumetra-inspect/symbol_table.h"
-#include "tools/lumetra-inspect/trial.h"
 
 namespace {
 

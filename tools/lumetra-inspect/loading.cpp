@@ -1,5 +1,5 @@
-// trial.cpp - the child that plays the host, and what its lines mean.
-#include "tools/lumetra-inspect/trial.h"
+// loading.cpp - the child that plays the host, and what its lines mean.
+#include "tools/lumetra-inspect/loading.h"
 
 #include <LumetraCore/LumetraCore.h>
 #include <LumetraCore/utf_conversion.h>

@@ -1,7 +1,7 @@
-// trial.h - what happens when a host loads a module and removes it again, tried out with the real library in
+// loading.h - what happens when a host loads a module and removes it again, tried out with the real library in
 // a process of its own.
-#ifndef LUMETRA_INSPECT_TRIAL_H
-#define LUMETRA_INSPECT_TRIAL_H
+#ifndef LUMETRA_INSPECT_LOADING_H
+#define LUMETRA_INSPECT_LOADING_H
 
 #include <chrono>
 #include <cstdint>
