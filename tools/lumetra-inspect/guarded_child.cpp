@@ -16,25 +16,32 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr std::string_view FINISHED = "finished";
 constexpr int LOOKS_EVERY_MS = 20;
+constexpr int CHILDS_PIPE = 3;
 constexpr std::size_t MOST_OUTPUT = 16 << 20;  // of a module that logs without end
 
-[[noreturn]] void runChild(const std::function<void(const ChildLines&)>& work, int descriptor) {
+[[noreturn]] void runChild(const std::function<void(const ChildLines&)>& work, int descriptor,
+                           bool keepErrors) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     setpgid(0, 0);  // what a module starts ends with it
     const rlimit noCore{0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
     signal(SIGPIPE, SIG_DFL);
+    dup2(descriptor, CHILDS_PIPE);
+    close_range(CHILDS_PIPE + 1, ~0u, 0);  // other children's pipes
+    fcntl(CHILDS_PIPE, F_SETFD, FD_CLOEXEC);
     const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
-    if (nowhere >= 0) dup2(nowhere, STDOUT_FILENO);
-
-    const ChildLines lines(descriptor);
+    if (nowhere >= 0) {
+        dup2(nowhere, STDOUT_FILENO);
+        if (!keepErrors) dup2(nowhere, STDERR_FILENO);
+        close(nowhere);
+    }
+    const ChildLines lines(CHILDS_PIPE);
     work(lines);
-    lines.tell(FINISHED, "");
+    lines.tellFinished();
     _exit(0);
 }
 
@@ -42,30 +49,6 @@ bool hasEnded(pid_t child) {
     siginfo_t info{};
     return waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
            info.si_pid == child;
-}
-
-enum class End { Child, Time, Output };
-
-// Whatever arrives until the child has ended or finished. The pipe alone does not tell: a module may close
-// it, or leave a process behind that holds it.
-End readUntilEnd(int descriptor, pid_t child, Clock::time_point deadline, std::string& output) {
-    char part[4096];
-    const std::string end = "\n" + std::string(FINISHED) + "\t\n";
-    for (bool open = true; output.size() < MOST_OUTPUT;) {
-        if (Clock::now() >= deadline) return End::Time;
-        const bool ended = hasEnded(child);  // asked first, so that all it wrote is there
-        pollfd source{open ? descriptor : -1, POLLIN, 0};
-        if (poll(&source, 1, ended ? 0 : LOOKS_EVERY_MS) <= 0) {
-            if (ended) return End::Child;
-            continue;
-        }
-        const ssize_t count = read(descriptor, part, sizeof part);
-        if (count == 0) open = false;
-        if (count <= 0) continue;
-        output.append(part, static_cast<std::size_t>(count));
-        if (output.ends_with(end)) return End::Child;
-    }
-    return End::Output;
 }
 
 std::vector<ChildLine> parse(const std::string& output, bool& finished) {
@@ -80,13 +63,6 @@ std::vector<ChildLine> parse(const std::string& output, bool& finished) {
             lines.push_back({line.substr(0, tab), line.substr(tab + 1)});
     }
     return lines;
-}
-
-std::string describe(End end, int status, milliseconds limit) {
-    if (end == End::Time) return "did not return within " + std::to_string(limit.count()) + " ms";
-    if (end == End::Output) return "logged without end";
-    if (WIFSIGNALED(status)) return std::string("crashed (") + strsignal(WTERMSIG(status)) + ")";
-    return "ended the process (exit status " + std::to_string(WEXITSTATUS(status)) + ")";
 }
 
 }  // namespace
@@ -104,29 +80,91 @@ void ChildLines::tell(std::string_view kind, std::string_view text) const {
     }
 }
 
-ChildResult runGuarded(const std::function<void(const ChildLines&)>& work, milliseconds limit) {
+void ChildLines::tellFinished() const {
+    tell(FINISHED, "");
+}
+
+GuardedChild::GuardedChild(const std::function<void(const ChildLines&)>& work, const ChildOptions& options)
+    : m_limit(options.limit), m_deadline(Clock::now() + options.limit) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
     signal(SIGCHLD, SIG_DFL);  // where it is ignored nobody learns how a child ended
-    const pid_t child = fork();
-    if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
-    if (child == 0) {
-        close(ends[0]);
-        runChild(work, ends[1]);
-    }
+    m_child = fork();
+    if (m_child == 0) runChild(work, ends[1], options.keepErrors);
     close(ends[1]);
-    setpgid(child, child);  // whichever of the two comes first
-
-    std::string output = "\n";
-    const End end = readUntilEnd(ends[0], child, Clock::now() + limit, output);
-    close(ends[0]);
-    ChildResult result;
-    result.lines = parse(output, result.finished);
-    if (end != End::Child || result.finished) kill(-child, SIGKILL);
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    m_descriptor = ends[0];
+    if (m_child < 0) {
+        close(m_descriptor);
+        throw std::system_error(errno, std::generic_category(), "fork");
     }
-    kill(-child, SIGKILL);  // its own children, where it has left some
-    if (!result.finished) result.fault = describe(end, status, limit);
+    fcntl(m_descriptor, F_SETFL, O_NONBLOCK);
+    setpgid(m_child, m_child);  // whichever of the two comes first
+}
+
+GuardedChild::~GuardedChild() {
+    takeResult();
+}
+
+void GuardedChild::readAll() {
+    char part[4096];
+    while (m_open && m_output.size() < MOST_OUTPUT) {
+        const ssize_t count = read(m_descriptor, part, sizeof part);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return;  // nothing there for now
+        if (count == 0) m_open = false;
+        m_output.append(part, static_cast<std::size_t>(count));
+    }
+}
+
+bool GuardedChild::isOver() {
+    if (m_end != End::None) return true;
+    const bool ended = hasEnded(m_child);  // asked first, so that all it wrote is there
+    readAll();
+    if (ended || m_output.ends_with("\n" + std::string(FINISHED) + "\t\n"))
+        m_end = End::Child;
+    else if (m_output.size() >= MOST_OUTPUT)
+        m_end = End::Output;
+    else if (Clock::now() >= m_deadline)
+        m_end = End::Time;
+    return m_end != End::None;
+}
+
+std::string GuardedChild::describe(int status) const {
+    if (m_end == End::Time) return "did not return within " + std::to_string(m_limit.count()) + " ms";
+    if (m_end == End::Output) return "logged without end";
+    if (WIFSIGNALED(status)) return std::string("crashed (") + strsignal(WTERMSIG(status)) + ")";
+    return "ended the process (exit status " + std::to_string(WEXITSTATUS(status)) + ")";
+}
+
+ChildResult GuardedChild::takeResult() {
+    ChildResult result;
+    if (m_child < 0) return result;
+    close(m_descriptor);
+    result.lines = parse(m_output, result.finished);
+    if (m_end != End::Child || result.finished) kill(-m_child, SIGKILL);
+    int status = 0;
+    while (waitpid(m_child, &status, 0) < 0 && errno == EINTR) {
+    }
+    kill(-m_child, SIGKILL);  // its own children, where it has left some
+    m_child = -1;
+    if (!result.finished) result.fault = describe(status);
     return result;
+}
+
+void GuardedChild::wait(const std::vector<GuardedChild*>& children) {
+    std::vector<pollfd> sources;
+    int patience = LOOKS_EVERY_MS;
+    for (const GuardedChild* child : children) {
+        if (child->m_open)
+            sources.push_back({child->m_descriptor, POLLIN, 0});
+        else
+            patience = 5;  // it says no more, so that its end comes unseen
+    }
+    poll(sources.data(), sources.size(), patience);
+}
+
+ChildResult runGuarded(const std::function<void(const ChildLines&)>& work, const ChildOptions& options) {
+    GuardedChild child(work, options);
+    while (!child.isOver()) GuardedChild::wait({&child});
+    return child.takeResult();
 }

@@ -66,7 +66,7 @@ struct Opening {
 
 Opening tryOpening(const ModuleLocation& location, int when, std::chrono::milliseconds limit) {
     const ChildResult child =
-        runGuarded([&](const ChildLines& lines) { openBinding(location, when, lines); }, limit);
+        runGuarded([&](const ChildLines& lines) { openBinding(location, when, lines); }, {limit});
     for (const auto& [kind, text] : child.lines)
         if (kind == "error") return {text, ""};
     return {"", child.fault};
@@ -87,7 +87,7 @@ void take(const ChildLine& line, Trial& trial, std::string& stage) {
 
 Trial tryModule(const ModuleLocation& location, std::chrono::milliseconds limit) {
     const ChildResult child =
-        runGuarded([&](const ChildLines& lines) { playHostCatching(location, lines); }, limit);
+        runGuarded([&](const ChildLines& lines) { playHostCatching(location, lines); }, {limit});
     Trial trial;
     std::string stage = "starting the engine";
     for (const ChildLine& line : child.lines) take(line, trial, stage);
