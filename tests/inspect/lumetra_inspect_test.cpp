@@ -5,6 +5,10 @@
 #include <sys/wait.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "tests/support/temporary_folder.h"
 
@@ -76,12 +80,21 @@ const Case CASES[] = {
     {"LackingSymbol", 0, "warning .*nobodyDefinesThis(.|\n)*verdict +a host that works"},
     {"NoSuchModule", 1, "NoSuchModule.framework/NoSuchModule\nverdict .*No such file"},
     {"/nowhere/at/all", 1, "file +/nowhere/at/all\nverdict .*No such file"},
-    {".", 1, "this is no file"},
+    {"/dev/null", 1, "this is no file"},
+    {"IdFive NoId", 1, "id +5\n(.|\n)*reports no id"},
     {"IdFive.framework/", 0, "id +5\n"},
     {"--from / IdFive", 1, "not as IdFive.framework/IdFive from /\n"},
     {"--from . IdFive", 0, "found +as IdFive.framework/IdFive from"},
     {"'" FRAMEMONITOR_LIBRARY "'", 0, "hint +a host finds it while it works in .*/modules\n"},
     {"--no-such-option IdFive", 2, "no-such-option"},
+    {"--only id IdFive", 2, "--only requires --try"},
+    {"--json IdFive", 2, "--json goes with"},
+    {"FrameMonitor", 0, "\nid +101\n"},  // beside the program
+    {"--try --only no-such-check IdFive", 2, "no check no-such-check"},
+    {"--try /usr/include", 2, "no module to try"},
+    {"--timeout 0.5 .", 0,
+     "\nIdFive +id 5, version [0-9.]+\n +exports +getModuleID\n(.|\n)*\nNoId +id none, "
+     "(.|\n)*fault +it has no getModuleID"},
 };
 INSTANTIATE_TEST_SUITE_P(Broken, EveryModule, testing::ValuesIn(CASES));
 
@@ -103,6 +116,147 @@ TEST_F(LumetraInspect, SaysWhyAModuleStaysMapped) {
     if (!GNU_UNIQUE) GTEST_SKIP() << "this compiler makes no unique symbols";
     EXPECT_EQ(0, inspect("StayingMapped")) << out;
     EXPECT_THAT(out, ContainsRegex("unloads +no: it has unique symbols .1: .*sharedByAll.*-fno-gnu-unique"));
+}
+
+// The check that finds a fault is what its name begins with, up to a "+".
+struct Fault {
+    const char* name;
+    const char* reason;  // a part of it
+};
+
+const Fault FAULTS[] = {
+    {"file", "no shared library"},
+    {"place", "place.framework/place only"},
+    {"plain-names", "getModuleID() is a C++ function"},
+    {"id-exported", "it exports no getModuleID"},
+    {"stamped", "not built by lumetra_add_module()"},
+    {"stamp-interface", "built for version 9 of the module interface"},
+    {"stamp-frame", "the size of IChnk is 255 bytes in its build"},
+    {"stamp-library", "it was built with Xib"},
+    {"libraries", "not found: libx.so.6"},
+    {"symbols", "nobodyDefinesThis"},
+    {"opens", "crashed (Aborted) in opening it"},
+    {"id", "its id is 0"},
+    {"id+hangs", "did not return within 5000 ms in getModuleID()"},
+    {"id+ends-the-process", "ended the process (exit status 0) in getModuleID()"},
+    {"id+throws", "getModuleID() threw an exception of type (anonymous namespace)::OwnError"},
+    {"id-constant", "its id was 61 and then 62"},
+    {"registration", "registers it as 0, and its id is 60"},
+    {"unmapped", "its code stays mapped"},
+    {"frame-first", "crashed (Aborted) in notifyNewData("},
+    {"frame-first+throws", "threw an exception (no frames today)"},
+    {"initialize-first", "crashed (Aborted) in initialize(\"{}\")"},
+    {"initialize-first+throws", "OwnError"},
+    {"command-first", "crashed (Aborted) in command(4, \"\")"},
+    {"command-first+throws", "OwnError"},
+    {"status-first", "getStatus() threw an exception (no status today)"},
+    {"supported-first", "in getSupportedCallbacks()"},
+    {"register-first", "in registerCallback(1)"},
+    {"register-first+throws", "no callbacks today"},
+    {"unregister-first", "in unregisterCallback(1)"},
+    {"destroy-first", "crashed (Aborted) in destroy()"},
+    {"destroy-first+throws", "destroy() threw"},
+    {"initialize-broken", "crashed (Aborted) in initialize("},
+    {"initialize-twice", "crashed (Aborted) in initialize("},
+    {"command-numbers", "crashed (Aborted) in command(-"},
+    {"command-texts", "crashed (Aborted) in command("},
+    {"small-stack", "crashed (Segmentation fault) in notifyNewData("},
+};
+
+std::string checkOf(const std::string& fault) {
+    return fault.substr(0, fault.find('+'));
+}
+
+class Faults : public LumetraInspect {
+protected:
+    using Json = nlohmann::json;
+
+    // The path of a module with that fault, under its name.
+    std::string make(const std::string& fault) {
+        if (fault == "plain-names") return "MangledId";
+        if (fault == "id-exported") return "NoId";
+        if (fault == "symbols") return "LackingSymbol";
+        const std::string stamp = std::string("\1\0\0\0LumetraCore\0\1", 17);  // its type, owner, interface
+        const std::string module = fault + ".framework/" + fault;
+        fs::create_directories(folder.file(fault + ".framework"));
+        if (fault == "file") return folder.write(module, "no library at all");
+        if (fault == "place") return patched("place", "", 0, "");
+        if (fault == "stamped") return patched(module, stamp, 4, "X");
+        if (fault == "stamp-interface") return patched(module, stamp, 16, "\t");
+        if (fault == "stamp-frame") return patched(module, stamp, 20, std::string("\xFF\0", 2));
+        if (fault == "stamp-library") return patched(module, stamp, 44, "X");
+        if (fault == "libraries") return patched(module, std::string("\0libc.so.6\0", 11), 4, "x");
+        fs::create_symlink(FAULTY_LIBRARY, folder.file(module));
+        return folder.file(module);
+    }
+
+    // A copy of the sound library in which some bytes after a mark are others.
+    std::string patched(const std::string& file, const std::string& mark, std::size_t offset,
+                        const std::string& bytes) {
+        std::ifstream stream(FAULTY_LIBRARY, std::ios::binary);
+        std::string content{std::istreambuf_iterator<char>(stream), {}};
+        const std::size_t place = content.find(mark);
+        EXPECT_NE(std::string::npos, place) << file;
+        content.replace(place + offset, bytes.size(), bytes);
+        return folder.write(file, content);
+    }
+
+    // What the program says as JSON.
+    Json ask(const std::string& arguments) {
+        inspect(arguments);
+        return Json::parse(out);
+    }
+
+    static std::vector<Json> failuresOf(const Json& module) {
+        std::vector<Json> failures;
+        for (const Json& check : module["checks"])
+            if (check["verdict"] == "fail") failures.push_back(check);
+        return failures;
+    }
+};
+
+TEST_F(Faults, AreEachFoundByTheirCheckAlone) {
+    std::string modules = folder.file("Sound.framework");
+    fs::create_directories(folder.file("Sound.framework"));
+    fs::create_symlink(FAULTY_LIBRARY, folder.file("Sound.framework/Sound"));
+    for (const Fault& fault : FAULTS) modules += " '" + make(fault.name) + "'";
+    const Json result = ask("--try --strict --json --timeout 5 --jobs 8 " + modules);
+
+    ASSERT_EQ(std::size(FAULTS) + 1, result["modules"].size());
+    EXPECT_TRUE(result["modules"][0]["sound"]) << failuresOf(result["modules"][0]).front();
+    for (std::size_t k = 0; k < std::size(FAULTS); ++k) {
+        const auto failures = failuresOf(result["modules"][k + 1]);
+        ASSERT_EQ(1u, failures.size()) << FAULTS[k].name << ": " << Json(failures);
+        EXPECT_EQ(checkOf(FAULTS[k].name), failures[0]["name"]) << failures[0];
+        EXPECT_THAT(failures[0]["reason"].get<std::string>(), HasSubstr(FAULTS[k].reason)) << FAULTS[k].name;
+    }
+}
+
+// The page has each check, its sentence and the modules that fail it.
+TEST_F(Faults, AreListedInTheGuide) {
+    std::ifstream stream(INSPECT_GUIDE);
+    const std::string guide{std::istreambuf_iterator<char>(stream), {}};
+    std::string table;
+    for (const Json& check : ask("--list-checks --json")) {
+        std::string failing;
+        for (const Fault& fault : FAULTS)
+            if (checkOf(fault.name) == check["name"]) failing += " `" + std::string(fault.name) + "`";
+        EXPECT_NE("", failing) << check;
+        table += "| `" + check["name"].get<std::string>() + "` | " + check["sentence"].get<std::string>() +
+                 " |" + failing + " |\n";
+    }
+    EXPECT_THAT(guide, HasSubstr(table));
+}
+
+TEST_F(LumetraInspect, FindsTheShippedModulesSound) {
+    std::istringstream modules(SHIPPED_MODULES);
+    for (std::string module; std::getline(modules, module, ':');) {
+        const std::string name = fs::path(module).filename().string();
+        std::string configuration = "{}";
+        if (name == "LiveView") configuration = R"({"port":0})";
+        if (name == "CameraSource") configuration = R"({"width":64,"height":48,"fps":200})";
+        EXPECT_EQ(0, inspect("--try --strict --config '" + configuration + "' '" + module + "'")) << out;
+    }
 }
 
 }  // namespace

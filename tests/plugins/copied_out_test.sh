@@ -21,4 +21,5 @@ for module in "$@"; do
         -DCMAKE_BUILD_TYPE=Debug
     quietly cmake --build "$copy/build"
     quietly "$build/bin/lumetra-inspect" "$copy/build/modules/$module.framework/$module"
+    quietly "$build/bin/lumetra-inspect" --try --strict --only stamped "$copy/build/modules/$module.framework"
 done

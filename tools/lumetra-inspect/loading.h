@@ -1,5 +1,5 @@
-// loading.h - what happens when a host loads a module and removes it again, tried out with the real library in
-// a process of its own.
+// loading.h - what happens when a host loads a module and removes it again, tried out with the real library
+// in a process of its own.
 #ifndef LUMETRA_INSPECT_LOADING_H
 #define LUMETRA_INSPECT_LOADING_H
 
@@ -11,7 +11,7 @@
 
 #include "tools/lumetra-inspect/module_location.h"
 
-struct Trial {
+struct Loading {
     std::vector<std::string> log;        // what the host's log sink was told
     std::optional<std::int32_t> result;  // of LumetraCore_registerDllByName
     std::optional<std::int32_t> status;  // the module's own
@@ -21,11 +21,7 @@ struct Trial {
     std::string fault;                   // empty, or what went wrong and where
 };
 
-Trial tryModule(const ModuleLocation& location, std::chrono::milliseconds limit);
-
-/// Binds every symbol at once; the engine binds each when it is called first, where a missing one ends the
-/// process. Empty, or what is missing.
-std::string missingSymbols(const ModuleLocation& location, std::chrono::milliseconds limit);
+Loading tryLoading(const ModuleLocation& location, std::chrono::milliseconds limit);
 
 /// The loader's own words about a file, empty if it takes it.
 std::string loaderError(const ModuleLocation& location, std::chrono::milliseconds limit);

@@ -1,159 +1,166 @@
-// main.cpp - lumetra-inspect: says whether a host can load a module, and if not, why.
-// Exit status: 0 a host can load and remove it, 1 it cannot, 2 the command line or this program failed.
+// main.cpp - lumetra-inspect: lists modules, says whether a host can load one, and tries out whether it is
+// sound. Exit status: 0 all is well, 1 a module cannot be loaded or is not sound, 2 the command line or this
+// program failed.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <thread>
 
-#include "tools/lumetra-inspect/loading.h"
-#include "tools/lumetra-inspect/module_location.h"
-#include "tools/lumetra-inspect/symbol_table.h"
+#include "tools/lumetra-inspect/inspection.h"
+#include "tools/lumetra-inspect/listing.h"
+#include "tools/lumetra-inspect/report.h"
+#include "tools/lumetra-inspect/trial/runner.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using std::chrono::milliseconds;
 
-constexpr int EXIT_CANNOT_LOAD = 1, EXIT_FAILED = 2;
-constexpr std::size_t UNIQUE_NAMES_SHOWN = 3;
+constexpr int EXIT_NOT_SOUND = 1, EXIT_FAILED = 2;
 
 struct Options {
-    std::string module, hostFolder;
+    std::vector<std::string> modules, only;
+    std::string hostFolder;
     double timeoutSeconds = 10;
+    bool tries = false, json = false, listsChecks = false;
+    TrialOptions trial;
 };
 
-// One line "key  text"; the key is left out where the one before it goes on.
-void say(const char* key, const std::string& text) {
-    std::printf("%-9s %s\n", key, text.c_str());
-}
-
-int cannot(const std::string& reason) {
-    say("verdict", "a host cannot load it: " + reason);
-    return EXIT_CANNOT_LOAD;
-}
-
-// Which of the nine entry points there are.
-void sayEntryPoints(const SymbolTable& table) {
-    const std::string symbols[] = {"getModuleID",
-                                   "initialize",
-                                   "registerCallback",
-                                   "unregisterCallback",
-                                   "getSupportedCallbacks",
-                                   "command",
-                                   "notifyNewData",
-                                   "getStatus",
-                                   "destroy"};
-    std::string present, lacking;
-    for (const std::string& symbol : symbols)
-        (table.exported.contains(symbol) ? present : lacking) += " " + symbol;
-    say("exports", present.empty() ? "none of the nine entry points" : present.substr(1));
-    if (!lacking.empty()) say("lacks", lacking.substr(1));
-    if (table.exported.contains("_Z11getModuleIDv"))
-        say("hint", "getModuleID is exported by its C++ name: declare it by LumetraCore/LumetraModule.h");
-}
-
-void sayNeeded(const SymbolTable& table) {
-    std::string names;
-    for (const std::string& library : table.neededLibraries) names += " " + library;
-    if (!names.empty()) say("needs", names.substr(1));
-}
-
-std::string whyMapped(const SymbolTable& table) {
-    if (table.neverUnloads) return "it was linked with -z nodelete";
-    if (table.unique.empty()) return "another library or a thread of its own may still use it";
-    std::string names;
-    for (std::size_t k = 0; k < table.unique.size() && k < UNIQUE_NAMES_SHOWN; ++k)
-        names += " " + table.unique[k];
-    return "it has unique symbols (" + std::to_string(table.unique.size()) + ":" + names +
-           "); build it with -fno-gnu-unique, as lumetra_add_module() does";
-}
-
-void sayTrial(const Trial& trial, const SymbolTable& table) {
-    for (const std::string& line : trial.log) say("log", line);
-    if (!trial.loaderError.empty()) return;
-    if (trial.result) say("id", std::to_string(*trial.result));
-    if (trial.status) say("status", std::to_string(*trial.status));
-    if (!trial.unmapped) return;
-    say("unloads", *trial.unmapped ? "yes" : "no: " + whyMapped(table));
-}
-
-std::string faultOf(const Trial& trial) {
-    if (!trial.fault.empty()) return "it " + trial.fault;
-    if (!trial.loaderError.empty()) return trial.loaderError;
-    if (!trial.result) return "it could not be tried";
-    if (trial.result == -1) return "it reports no id, or -1, which is none";
-    if (trial.result < 1) return "its id is " + std::to_string(*trial.result) + ", and ids begin at 1";
-    if (trial.removed == false) return "it cannot be removed again";
-    return {};
-}
-
-// Where a host has to work; false if the folder that was asked for does not do.
-bool sayFolder(const ModuleLocation& location, const Options& options) {
-    const fs::path host = options.hostFolder.empty() ? fs::current_path() : fs::path(options.hostFolder);
-    const bool resolves = resolvesFrom(host, location);
-    say("found", std::string(resolves ? "as " : "not as ") + relativeModulePath(location.name) + " from " +
-                     host.string());
-    if (!resolves) say("hint", "a host finds it while it works in " + location.folder.string());
-    return resolves || options.hostFolder.empty();
-}
-
-int inspect(const Options& options) {
-    const ModuleLocation location = locateModule(options.module);
-    const milliseconds limit(static_cast<std::int64_t>(options.timeoutSeconds * 1000));
-    say("file", location.file.string());
-    if (std::error_code none; !fs::is_regular_file(location.file, none))
-        return cannot(none ? none.message() : "this is no file");
-
-    std::string fileFault;
-    const SymbolTable table = readSymbolTable(location.file, fileFault);
-    if (!fileFault.empty()) {
-        const std::string words = loaderError(location, limit);
-        return cannot(fileFault + (words.empty() ? "" : " (" + words + ")"));
-    }
-    sayEntryPoints(table);
-    sayNeeded(table);
-    if (location.name.empty()) {
-        const std::string file = location.file.filename().string();
-        return cannot("a module is found as NAME.framework/NAME; put this one at " +
-                      relativeModulePath(file));
-    }
-    const bool folderDoes = sayFolder(location, options);
-    const Trial trial = tryModule(location, limit);
-    sayTrial(trial, table);
-    if (const std::string fault = faultOf(trial); !fault.empty()) return cannot(fault);
-
-    if (const std::string missing = missingSymbols(location, limit); !missing.empty())
-        say("warning", "some call will end the process: " + missing);
-    if (!folderDoes) return cannot("it is not where a host in that folder looks");
-    say("verdict", "a host that works in " + location.folder.string() + " loads it as " + location.name);
-    return EXIT_SUCCESS;
-}
-
 void describe(CLI::App& app, Options& options) {
-    app.add_option("module", options.module,
-                   "NAME of a module below this folder, or path of NAME.framework or NAME.framework/NAME")
-        ->required();
-    app.add_option("--from", options.hostFolder, "Require that a host which works in DIR finds the module")
-        ->check(CLI::ExistingDirectory)
-        ->type_name("DIR");
+    app.add_option(
+        "module", options.modules,
+        "NAME of a module below this folder, path of NAME.framework or NAME.framework/NAME, or of "
+        "a folder with modules; nothing: this folder and those where modules are built or installed");
+    CLI::Option* const from = app.add_option("--from", options.hostFolder,
+                                             "Require that a host which works in DIR finds the module")
+                                  ->check(CLI::ExistingDirectory)
+                                  ->type_name("DIR");
     app.add_option("--timeout", options.timeoutSeconds,
                    "Seconds after which a module that does not return counts as hanging")
         ->check(CLI::Range(0.1, 3600.0))
         ->capture_default_str()
         ->type_name("S");
+    CLI::Option* const tries =
+        app.add_flag("--try", options.tries, "Try each module out: is it sound?")->excludes(from);
+    app.add_flag("--strict", options.trial.strict, "With --try: what is doubtful fails, too")->needs(tries);
+    app.add_option("--only", options.only, "With --try: this check only, whatever it needs; may come again")
+        ->allow_extra_args(false)  // a module may come next
+        ->needs(tries)
+        ->type_name("CHECK");
+    app.add_option("--seed", options.trial.seed, "With --try: of the texts that are made up")
+        ->needs(tries)
+        ->capture_default_str()
+        ->type_name("N");
+    app.add_option("--config", options.trial.configuration, "With --try: a configuration that it works with")
+        ->needs(tries)
+        ->capture_default_str()
+        ->type_name("TEXT");
+    app.add_option("--jobs", options.trial.jobs, "With --try: checks that run at the same time")
+        ->needs(tries)
+        ->check(CLI::Range(1u, 64u))
+        ->capture_default_str()
+        ->type_name("N");
+    app.add_flag("--json", options.json, "One line of JSON; for a list, --try and --list-checks");
+    app.add_flag("--list-checks", options.listsChecks, "Name every check of --try, and end");
+}
+
+// Of a folder, unless it is a module's own.
+bool isFolderOfModules(const std::string& text) {
+    std::error_code ignored;
+    return fs::is_directory(text, ignored) && !fs::is_regular_file(locateModule(text).file, ignored);
+}
+
+std::vector<ModuleLocation> modulesOf(const Options& options) {
+    std::vector<ModuleLocation> modules;
+    const auto take = [&modules](const std::vector<ModuleLocation>& more) {
+        modules.insert(modules.end(), more.begin(), more.end());
+    };
+    if (options.modules.empty())
+        for (const fs::path& folder : usualFolders()) take(modulesIn(folder));
+    for (const std::string& text : options.modules)
+        take(isFolderOfModules(text) ? modulesIn(text) : std::vector{locateModule(text)});
+    return modules;
+}
+
+bool listsOnly(const Options& options) {
+    return std::all_of(options.modules.begin(), options.modules.end(), isFolderOfModules);
+}
+
+int list(const Options& options, std::chrono::milliseconds limit) {
+    nlohmann::ordered_json all = nlohmann::ordered_json::array();
+    const std::vector<ModuleLocation> modules = modulesOf(options);
+    if (modules.empty()) std::fprintf(stderr, "lumetra-inspect: there is no module\n");
+    for (const ModuleLocation& location : modules) {
+        const ModuleSummary summary = summarize(location, limit);
+        if (options.json)
+            all.push_back(describeSummary(summary));
+        else
+            printSummary(summary);
+    }
+    if (options.json) printJson(all);
+    return EXIT_SUCCESS;
+}
+
+int tryOut(Options& options, std::chrono::milliseconds limit) {
+    options.trial.limit = limit;
+    options.trial.only.insert(options.only.begin(), options.only.end());
+    const std::vector<ModuleLocation> modules = modulesOf(options);
+    if (modules.empty()) throw std::runtime_error("there is no module to try");
+    nlohmann::ordered_json all = nlohmann::ordered_json::array();
+    bool sound = true;
+    tryModules(modules, options.trial, [&](const ModuleReport& report) {
+        sound = sound && report.isSound();
+        if (options.json)
+            all.push_back(describeReport(report, options.trial));
+        else
+            printReport(report, options.trial);
+    });
+    if (options.json) printJson({{"sound", sound}, {"seed", options.trial.seed}, {"modules", all}});
+    return sound ? EXIT_SUCCESS : EXIT_NOT_SOUND;
+}
+
+int run(Options& options) {
+    const std::chrono::milliseconds limit(static_cast<std::int64_t>(options.timeoutSeconds * 1000));
+    if (options.listsChecks) {
+        if (options.json)
+            printJson(describeChecks());
+        else
+            printChecks();
+        return EXIT_SUCCESS;
+    }
+    if (options.tries) return tryOut(options, limit);
+    if (options.hostFolder.empty() && listsOnly(options)) return list(options, limit);
+    bool loadable = true;
+    for (const ModuleLocation& location : modulesOf(options))
+        loadable = inspectModule(location, options.hostFolder, limit) && loadable;
+    return loadable ? EXIT_SUCCESS : EXIT_NOT_SOUND;
+}
+
+// What the parser cannot know.
+std::string usageFault(const Options& options) {
+    for (const std::string& name : options.only)
+        if (std::none_of(allChecks().begin(), allChecks().end(),
+                         [&](const Check& check) { return check.name == name; }))
+            return "there is no check " + name + " (--list-checks names them)";
+    if (options.json && !options.tries && !options.listsChecks && !listsOnly(options))
+        return "--json goes with a list, --try or --list-checks";
+    return {};
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     setvbuf(stdout, nullptr, _IONBF, 0);  // what is buffered would be written by every child that ends
-    CLI::App app("Says whether a LumetraCore host can load a module, and if not, why.");
+    CLI::App app("Lists LumetraCore modules, says whether a host can load them, and tries them out.");
     Options options;
+    options.trial.jobs = std::max(1u, std::thread::hardware_concurrency());
     describe(app, options);
     try {
         app.parse(argc, argv);
-        return inspect(options);
+        if (const std::string fault = usageFault(options); !fault.empty()) throw CLI::ValidationError(fault);
+        return run(options);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? EXIT_SUCCESS : EXIT_FAILED;
     } catch (const std::exception& error) {

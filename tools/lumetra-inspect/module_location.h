@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 struct ModuleLocation {
     std::filesystem::path file;    // absolute
@@ -11,8 +12,13 @@ struct ModuleLocation {
     std::filesystem::path folder;  // the working folder in which that name leads there
 };
 
-/// @param text  the NAME of a module below the working folder, or the path of a NAME.framework folder or of
-///              the library in it
+/// Where modules are looked for if nobody says where: the working folder and, beside this program, where they
+/// are built or installed. Only those that there are.
+std::vector<std::filesystem::path> usualFolders();
+
+/// @param text  the NAME of a module in a usual folder, or the path of a NAME.framework folder or of the
+/// library in
+///              it
 ModuleLocation locateModule(const std::string& text);
 
 /// The path that the engine makes of a name.

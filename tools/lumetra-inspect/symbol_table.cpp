@@ -3,10 +3,16 @@
 
 #include <fcntl.h>
 #include <gelf.h>
+#include <link.h>
 #include <unistd.h>
+
+#include <LumetraCore/ModuleStamp.h>
 
 #include <cerrno>
 #include <cstring>
+
+// This program's own, from the linker.
+extern "C" const ElfW(Ehdr) __ehdr_start __attribute__((visibility("hidden")));
 
 namespace {
 
@@ -23,6 +29,9 @@ public:
         GElf_Ehdr header;
         if (m_elf == nullptr || gelf_getehdr(m_elf, &header) == nullptr || header.e_type != ET_DYN)
             fault = "no shared library";
+        else if (header.e_machine != __ehdr_start.e_machine ||
+                 gelf_getclass(m_elf) != __ehdr_start.e_ident[EI_CLASS])
+            fault = "a shared library for another machine";
     }
     ~ElfFile() {
         elf_end(m_elf);
@@ -75,12 +84,16 @@ SymbolTable readSymbolTable(const std::filesystem::path& file, std::string& faul
         fault = problem;
         return table;
     }
+    std::size_t names = 0;
+    elf_getshdrstrndx(elf.get(), &names);
     for (Elf_Scn* section = nullptr; (section = elf_nextscn(elf.get(), section)) != nullptr;) {
         GElf_Shdr header;
         Elf_Data* const data = elf_getdata(section, nullptr);
         if (gelf_getshdr(section, &header) == nullptr || data == nullptr) continue;
         if (header.sh_type == SHT_DYNSYM) readSymbols(elf.get(), header, data, table);
         if (header.sh_type == SHT_DYNAMIC) readDynamicEntries(elf.get(), header, data, table);
+        if (header.sh_type == SHT_NOTE && textAt(elf.get(), names, header.sh_name) == LUMETRA_STAMP_SECTION)
+            table.stamp.assign(static_cast<const char*>(data->d_buf), data->d_size);
     }
     return table;
 }

@@ -12,6 +12,7 @@ struct SymbolTable {
     std::vector<std::string> unique;  // of those the ones that keep a library mapped for ever
     std::vector<std::string> neededLibraries;
     bool neverUnloads = false;  // linked with -z nodelete
+    std::string stamp;          // the bytes of the build helper's note, as they are
 };
 
 /// @param fault  receives why the file is no library, and is left alone if it is one

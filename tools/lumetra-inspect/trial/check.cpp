@@ -1,0 +1,37 @@
+// check.cpp - the table of checks, and their ends.
+#include "tools/lumetra-inspect/trial/check.h"
+
+#include <exception>
+
+void fail(const std::string& reason) {
+    throw Finding{Verdict::Fail, reason};
+}
+
+void doubt(const std::string& reason) {
+    throw Finding{Verdict::Doubtful, reason};
+}
+
+void skip(const std::string& reason) {
+    throw Finding{Verdict::Skipped, reason};
+}
+
+const std::vector<Check>& allChecks() {
+    static const std::vector<Check> table = [] {
+        std::vector<Check> all;
+        for (const auto& family : {fileChecks(), loadingChecks(), callChecks()})
+            all.insert(all.end(), family.begin(), family.end());
+        return all;
+    }();
+    return table;
+}
+
+Finding runCheck(const Check& check, const Bench& bench) {
+    try {
+        check.run(bench);
+        return {};
+    } catch (const Finding& finding) {
+        return finding;
+    } catch (const std::exception& error) {
+        return {Verdict::Fail, std::string("the check itself failed: ") + error.what()};
+    }
+}

@@ -1,0 +1,72 @@
+// engine.cpp - finding the library and its functions.
+#include "tools/lumetra-inspect/trial/engine.h"
+
+#include <LumetraCore/utf_conversion.h>
+#include <dlfcn.h>
+
+#include <chrono>
+#include <filesystem>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+template <class Function>
+void find(void* library, Function& function, const char* symbol) {
+    function = reinterpret_cast<Function>(dlsym(library, symbol));
+    if (function == nullptr) throw std::runtime_error(std::string("the engine lacks ") + symbol);
+}
+
+}  // namespace
+
+Engine::Engine() : m_library(dlopen(LUMETRA_LIBRARY_NAME, RTLD_NOW | RTLD_LOCAL)) {
+    if (m_library == nullptr) throw std::runtime_error(dlerror());
+    find(m_library, initialize, "LumetraCore_initialize");
+    find(m_library, destroy, "LumetraCore_destroy");
+    find(m_library, command, "LumetraCore_command");
+    find(m_library, registerDllByName, "LumetraCore_registerDllByName");
+    find(m_library, initializeDllByID, "LumetraCore_initializeDllByID");
+    find(m_library, unregisterDllByID, "LumetraCore_unregisterDllByID");
+    find(m_library, unregisterDllByName, "LumetraCore_unregisterDllByName");
+    find(m_library, registerCallback, "LumetraCore_registerCallback");
+    find(m_library, unregisterCallback, "LumetraCore_unregisterCallback");
+    find(m_library, getSupportedCallbacks, "LumetraCore_getSupportedCallbacks");
+    find(m_library, getStatus, "LumetraCore_getStatus");
+    find(m_library, pushImageData, "LumetraCore_pushImageData");
+}
+
+void Engine::configure(std::int32_t format, int flags, bool mipMap, bool forward) const {
+    const std::string text = R"({"imageCfg":{"width":)" + std::to_string(ENGINE_WIDTH) + R"(,"height":)" +
+                             std::to_string(ENGINE_HEIGHT) + R"(},"format":)" + std::to_string(format) +
+                             R"(,"mipMap":)" + (mipMap ? "true" : "false") + R"(,"conversionflags":)" +
+                             std::to_string(flags) + R"(,"forwardNativeImage":)" +
+                             (forward ? "true" : "false") + "}";
+    const std::u16string wide = convertUTFFormat8toV<char, char16_t>(text);
+    if (command(ENGINE_MODULE_ID, LUMETRA_CMD_CONFIGURE, wide.c_str()) != 1)
+        throw std::runtime_error("the engine refuses " + text);
+}
+
+void Engine::pushFrames(int count) const {
+    using namespace std::chrono_literals;
+    static const std::vector<unsigned char> pixels(std::size_t{4} * ENGINE_WIDTH * ENGINE_HEIGHT, 100);
+    static std::int32_t number = 0;
+    for (int k = 0; k < count; ++k) {
+        // The smallest format's bytes, which every buffer has room for; the rest of a frame stays as it is.
+        pushImageData(pixels.data(), ENGINE_WIDTH * ENGINE_HEIGHT, u"{\"source\":\"inspect\"}", ++number);
+        std::this_thread::sleep_for(2ms);
+    }
+    std::this_thread::sleep_for(5ms);
+}
+
+std::int32_t Engine::registerModule(const ModuleLocation& location) const {
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(location.folder);
+    const std::u16string name = convertUTFFormat8toV<char, char16_t>(location.name);
+    const std::int32_t id = registerDllByName(name.c_str());
+    std::filesystem::current_path(before);
+    return id;
+}
+
+void Engine::initializeModule(std::int32_t id, const std::string& configuration) const {
+    initializeDllByID(id, convertUTFFormat8toV<char, char16_t>(configuration).c_str());
+}
