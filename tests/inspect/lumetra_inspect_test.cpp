@@ -138,6 +138,7 @@ const Fault FAULTS[] = {
     {"opens", "crashed (Aborted) in opening it"},
     {"id", "its id is 0"},
     {"id+hangs", "did not return within 5000 ms in getModuleID()"},
+    {"log-question", "did not return within 5000 ms"},  // beside the other that takes its time
     {"id+ends-the-process", "ended the process (exit status 0) in getModuleID()"},
     {"id+throws", "getModuleID() threw an exception of type (anonymous namespace)::OwnError"},
     {"id-constant", "its id was 61 and then 62"},
@@ -161,6 +162,18 @@ const Fault FAULTS[] = {
     {"command-numbers", "crashed (Aborted) in command(-"},
     {"command-texts", "crashed (Aborted) in command("},
     {"small-stack", "crashed (Segmentation fault) in notifyNewData("},
+    {"callbacks-count", "it gives -7 and has written 2"},
+    {"callbacks-room", "it writes 5 kinds"},
+    {"callbacks-known", "it lists 77, which is none"},
+    {"callbacks-known+again", "it lists 1 more than once"},
+    {"callbacks-taken", "answers its registration with 0"},
+    {"callbacks-taken+back", "answers its unregistration with 0"},
+    {"callbacks-refused", "does not list 4 and answers its registration with 1"},
+    {"callbacks-null", "crashed (Aborted)"},
+    {"callbacks-unregistered", "through a function that was unregistered"},
+    {"callbacks-replaced", "through a function that was replaced"},
+    {"log-text", "it logged what is no UTF-16"},
+    {"callbacks-user", "registration of 1 with 1, and with 0 where the user pointer is the engine"},
 };
 
 std::string checkOf(const std::string& fault) {

@@ -18,7 +18,7 @@ void skip(const std::string& reason) {
 const std::vector<Check>& allChecks() {
     static const std::vector<Check> table = [] {
         std::vector<Check> all;
-        for (const auto& family : {fileChecks(), loadingChecks(), callChecks()})
+        for (const auto& family : {fileChecks(), loadingChecks(), callChecks(), callbackChecks()})
             all.insert(all.end(), family.begin(), family.end());
         return all;
     }();
