@@ -9,18 +9,7 @@
 namespace {
 
 AVPixelFormat mediaFormat(LUMETRA_IMGFORMATTYPE format) {
-    switch (format) {
-        case LUMETRA_IMGFORMAT_BGR:
-            return AV_PIX_FMT_BGR24;
-        case LUMETRA_IMGFORMAT_BGRA:
-            return AV_PIX_FMT_BGRA;
-        case LUMETRA_IMGFORMAT_YUYV:
-            return AV_PIX_FMT_YUYV422;
-        case LUMETRA_IMGFORMAT_GRAY8:
-            return AV_PIX_FMT_GRAY8;
-        default:
-            return AV_PIX_FMT_RGB24;
-    }
+    return av_get_pix_fmt(mediaName(format));
 }
 
 const AVPixFmtDescriptor& descriptorOf(int pixels) {
@@ -160,20 +149,10 @@ const AVFrame& FramePacker::scale(const AVFrame& frame) {
 }
 
 LUMETRA_IMGFORMATTYPE cheapestFormat(int pixels, int rotation) {
-    switch (pixels) {
-        case AV_PIX_FMT_BGR24:
-            return LUMETRA_IMGFORMAT_BGR;
-        case AV_PIX_FMT_BGRA:
-        case AV_PIX_FMT_BGR0:
-            return LUMETRA_IMGFORMAT_BGRA;
-        case AV_PIX_FMT_YUYV422:
-        case AV_PIX_FMT_UYVY422:
-            return rotation == 0 ? LUMETRA_IMGFORMAT_YUYV : LUMETRA_IMGFORMAT_RGB;
-        default:
-            return isGrey(descriptorOf(pixels)) ? LUMETRA_IMGFORMAT_GRAY8 : LUMETRA_IMGFORMAT_RGB;
-    }
-}
-
-const char* mediaName(LUMETRA_IMGFORMATTYPE format) {
-    return av_get_pix_fmt_name(mediaFormat(format));
+    const AVPixFmtDescriptor& known = descriptorOf(pixels);
+    if (isGrey(known)) return LUMETRA_IMGFORMAT_GRAY8;
+    const bool packed = pixels == AV_PIX_FMT_YUYV422 || pixels == AV_PIX_FMT_UYVY422;
+    if (packed) return rotation == 0 ? LUMETRA_IMGFORMAT_YUYV : LUMETRA_IMGFORMAT_RGB;
+    if (pixels == AV_PIX_FMT_BGR0) return LUMETRA_IMGFORMAT_BGRA;
+    return formatByName(known.name).value_or(LUMETRA_IMGFORMAT_RGB);
 }

@@ -41,7 +41,4 @@ private:
 /// The engine's format that costs least for pixels of `pixels`, an AVPixelFormat.
 LUMETRA_IMGFORMATTYPE cheapestFormat(int pixels, int rotation);
 
-/// FFmpeg's name of a format of the engine.
-const char* mediaName(LUMETRA_IMGFORMATTYPE format);
-
 #endif

@@ -88,7 +88,7 @@ const AVInputFormat* formatFor(const std::string& name, const Options& options) 
 
 std::string rawPixels(const std::string& name) {
     const auto own = formatByName(name);
-    const std::string pixels = own ? mediaName(*own) : name;
+    std::string pixels = own ? mediaName(*own) : name;
     if (av_get_pix_fmt(pixels.c_str()) == AV_PIX_FMT_NONE)
         throw PlayError("--raw " + name + " is no pixel format: use one such as yuyv422, nv12 or rgb24");
     return pixels;
@@ -256,17 +256,17 @@ double MediaInput::secondsOf(const AVFrame& frame) const {
 
 const AVFrame* MediaInput::readFrom(double seconds) {
     constexpr double ROUNDING = 0.001;
+    const AVFrame* frame = nullptr;
     // Some containers go to a place from which the decoder has to wait for the next key frame.
     for (double back = 0;; back = 3 * back + 2) {
-        const bool fromTheBeginning = back >= seconds && seek(-1);
-        if (!fromTheBeginning && !seek(std::max(0.0, seconds - back))) break;
-        const AVFrame* const first = read();
-        const bool early = first != nullptr && secondsOf(*first) <= seconds + ROUNDING;
-        if (early && secondsOf(*first) >= seconds - ROUNDING) return first;
-        if (early || back >= seconds) break;
+        const bool fromTheBeginning = back >= seconds;
+        const bool moved = (fromTheBeginning && seek(-1)) || seek(std::max(0.0, seconds - back));
+        frame = read();
+        const bool early = frame != nullptr && secondsOf(*frame) <= seconds + ROUNDING;
+        if (early || !moved || fromTheBeginning) break;
     }
-    const AVFrame* frame = read();
     while (frame != nullptr && secondsOf(*frame) < seconds - ROUNDING) frame = read();
+    m_brokenPackets = m_brokenFrames = 0;  // of pictures before that place
     return frame;
 }
 
@@ -276,7 +276,7 @@ bool MediaInput::seek(double seconds) {
     if (av_seek_frame(m_format.get(), m_stream->index, time, AVSEEK_FLAG_BACKWARD) < 0) return false;
     avcodec_flush_buffers(m_codec.get());
     m_drained = false;
-    m_brokenPackets = m_brokenFrames = 0;  // what belongs to pictures before that place
+    m_end = 0;
     return true;
 }
 

@@ -8,14 +8,15 @@ namespace {
 struct NamedFormat {
     LUMETRA_IMGFORMATTYPE format;
     const char* name;
+    const char* mediaName;  // FFmpeg's
     std::size_t bytesPerPixel;
 };
 
-constexpr NamedFormat FORMATS[] = {{LUMETRA_IMGFORMAT_RGB, "rgb", 3},
-                                   {LUMETRA_IMGFORMAT_BGR, "bgr", 3},
-                                   {LUMETRA_IMGFORMAT_BGRA, "bgra", 4},
-                                   {LUMETRA_IMGFORMAT_YUYV, "yuyv", 2},
-                                   {LUMETRA_IMGFORMAT_GRAY8, "gray8", 1}};
+constexpr NamedFormat FORMATS[] = {{LUMETRA_IMGFORMAT_RGB, "rgb", "rgb24", 3},
+                                   {LUMETRA_IMGFORMAT_BGR, "bgr", "bgr24", 3},
+                                   {LUMETRA_IMGFORMAT_BGRA, "bgra", "bgra", 4},
+                                   {LUMETRA_IMGFORMAT_YUYV, "yuyv", "yuyv422", 2},
+                                   {LUMETRA_IMGFORMAT_GRAY8, "gray8", "gray", 1}};
 
 const NamedFormat& known(LUMETRA_IMGFORMATTYPE format) {
     for (const NamedFormat& candidate : FORMATS)
@@ -72,10 +73,13 @@ const char* formatName(LUMETRA_IMGFORMATTYPE format) {
     return known(format).name;
 }
 
+const char* mediaName(LUMETRA_IMGFORMATTYPE format) {
+    return known(format).mediaName;
+}
+
 std::optional<LUMETRA_IMGFORMATTYPE> formatByName(const std::string& name) {
     for (const NamedFormat& candidate : FORMATS)
-        if (name == candidate.name || (name == "gray" && candidate.format == LUMETRA_IMGFORMAT_GRAY8))
-            return candidate.format;
+        if (name == candidate.name || name == candidate.mediaName) return candidate.format;
     return std::nullopt;
 }
 

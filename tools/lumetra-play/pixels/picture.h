@@ -28,7 +28,8 @@ struct Picture {
 
 std::size_t bytesPerPixel(LUMETRA_IMGFORMATTYPE format);
 const char* formatName(LUMETRA_IMGFORMATTYPE format);
-std::optional<LUMETRA_IMGFORMATTYPE> formatByName(const std::string& name);
+const char* mediaName(LUMETRA_IMGFORMATTYPE format);                         ///< FFmpeg's
+std::optional<LUMETRA_IMGFORMATTYPE> formatByName(const std::string& name);  ///< by either name
 
 /// @throws PlayError if the picture is empty or its frame would not fit the library's 31-bit byte counts
 void requireUsableSize(std::int64_t width, std::int64_t height, LUMETRA_IMGFORMATTYPE format);
