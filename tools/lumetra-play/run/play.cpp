@@ -66,10 +66,10 @@ std::string listenError(const Options::View& view) {
             getaddrinfo(view.address.c_str(), std::to_string(view.port).c_str(), &wanted, &found))
         return " (" + std::string(gai_strerror(error)) + ")" + otherAddress;
     const int probe = socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int error = bind(probe, found->ai_addr, found->ai_addrlen) != 0 ? errno : EADDRINUSE;
+    const int error = bind(probe, found->ai_addr, found->ai_addrlen) != 0 ? errno : 0;
     close(probe);
     freeaddrinfo(found);
-    return " (" + std::generic_category().message(error) + ")" +
+    return (error != 0 ? " (" + std::generic_category().message(error) + ")" : "") +
            (error == EADDRNOTAVAIL ? otherAddress : ": choose another port by --view=PORT");
 }
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr int TILE_SIDE = 640, GAP = 8, COLUMNS = 3, ROWS = 3;  // pixels, tiles
+constexpr int TILE_SIDE = 640, GAP = 8, COLUMNS = 3;  // pixels, tiles
 constexpr std::uint8_t BACKGROUND = 46;
 
 struct Sheet {
@@ -39,13 +39,13 @@ Colour colourOf(const Picture& picture, const Bytes& frame, int x, int y) {
     return {sample(luma + 409 * v), sample(luma - 100 * u - 208 * v), sample(luma + 516 * u)};
 }
 
-Sheet blankSheet(const Picture& picture) {
+Sheet blankSheet(const Picture& picture, int tiles) {
     const int longer = std::max(picture.width, picture.height);
     const int side = longer > TILE_SIDE ? TILE_SIDE : TILE_SIDE / longer * longer;
     Sheet sheet{
         std::max(1, picture.width * side / longer), std::max(1, picture.height * side / longer), 0, 0, {}};
     sheet.width = COLUMNS * (sheet.tileWidth + GAP) + GAP;
-    sheet.height = ROWS * (sheet.tileHeight + GAP) + GAP;
+    sheet.height = (tiles + COLUMNS - 1) / COLUMNS * (sheet.tileHeight + GAP) + GAP;
     sheet.pixels.assign(3 * static_cast<std::size_t>(sheet.width) * static_cast<std::size_t>(sheet.height),
                         BACKGROUND);
     return sheet;
@@ -81,11 +81,11 @@ void writePng(const std::string& path, const Sheet& sheet) {
 
 void writeSheet(const std::string& path, const Picture& picture, const Bytes& pushed,
                 const MonitorLink& monitor, const LibraryTable& library, const ScratchFolder& scratch) {
-    Sheet sheet = blankSheet(picture);
-    drawTile(sheet, 0, picture, pushed);
     const std::string prefix = (scratch.path() / "frame").string();
-    const int files = monitor.snapshot(prefix);
-    for (int level = 0; level < LEVEL_COUNT && files > 0; ++level) {
+    const int levels = monitor.snapshot(prefix);
+    Sheet sheet = blankSheet(picture, 1 + levels);
+    drawTile(sheet, 0, picture, pushed);
+    for (int level = 0; level < levels; ++level) {
         Picture grey{LUMETRA_IMGFORMAT_GRAY8, 0, 0};
         const std::string file = prefix + "_lvl_" + std::to_string(level) + ".pgm";
         const std::unique_ptr<unsigned char, decltype(&std::free)> samples(

@@ -1,5 +1,5 @@
-// sheet.h - the contact sheet: the last frame in colour and the levels that modules received, nine tiles of
-// one size in three rows: the frame and levels 0 and 1, levels 2 to 4, levels 5 to 7. One thread.
+// sheet.h - the contact sheet: the last frame in colour and the levels that modules received, as tiles of
+// one size, three in a row: the frame and levels 0 and 1, levels 2 to 4, levels 5 to 7. One thread.
 #ifndef LUMETRA_PLAY_SHEET_H
 #define LUMETRA_PLAY_SHEET_H
 
@@ -9,7 +9,7 @@
 #include "tools/lumetra-play/modules/monitor_link.h"
 
 /// Asks the module for the newest frame's levels, by way of files in `scratch`. Every pixel is enlarged or
-/// left out alike; a level that is missing stays blank.
+/// left out alike; levels that are missing are left out.
 /// @param pushed  level 0 of the last frame, of `picture`
 /// @throws PlayError if the file at `path` cannot be written
 void writeSheet(const std::string& path, const Picture& picture, const Bytes& pushed,
