@@ -6,6 +6,7 @@ import pathlib
 import subprocess
 import sys
 import threading
+import time
 
 import numpy as np
 import pytest
@@ -150,7 +151,7 @@ def test_reads_results(raised):
     results = []
     with Engine() as engine:
         with pytest.raises(ModuleError):
-            engine.register_module("FrameMonitor").on_result(results.append)
+            engine.register_module("Tap").on_result(results.append)  # it takes functions of another form
         module = engine.register_module("TextOne", folder)
         module.on_result(results.append)
         module.initialize("Grüße " + SMILE)
@@ -164,6 +165,29 @@ def test_reads_results(raised):
 
 
 def test_ends_after_the_calls_under_way_and_refuses_later_ones():
+    order = []
+
+    def close():
+        engine.close()
+        order.append("closed")
+
+    def hold_the_call(level, text):
+        if text != "hold":
+            return
+        closing.start()
+        with pytest.raises(LumetraError):
+            while True:
+                engine.invalidate()
+        time.sleep(0.05)  # enough for an end that does not wait
+        order.append("called")
+
+    engine, closing = Engine(log=hold_the_call), threading.Thread(target=close)
+    engine.log("hold")
+    closing.join()
+    assert order == ["called", "closed"]
+
+
+def test_ends_while_threads_push():
     for _ in range(10):
         engine = Engine(64, 48, log=lambda level, text: None)
         refused, started = [], threading.Barrier(3)
