@@ -174,6 +174,36 @@ const Fault FAULTS[] = {
     {"callbacks-replaced", "through a function that was replaced"},
     {"log-text", "it logged what is no UTF-16"},
     {"callbacks-user", "registration of 1 with 1, and with 0 where the user pointer is the engine"},
+    {"frame-formats", "of format 4"},
+    {"frame-odd", "641x479"},
+    {"frame-huge", "4096x4096"},
+    {"frame-small", "1x1"},
+    {"frame-no-levels", "256x192 of format 7"},
+    {"frame-no-pixels", "of format 0"},
+    {"frame-descriptors", "(100000 bytes)"},
+    {"frame-ids", "notifyNewData(0, "},
+    {"frame-repeated", "crashed (Aborted) in notifyNewData("},
+    {"frame-order", "crashed (Aborted) in notifyNewData("},
+    {"frame-overlap", "crashed (Aborted)"},
+    {"frame-calls", "crashed (Aborted)"},
+    {"engine-frames", "crashed (Aborted) in frames of an engine, format 1, conversion flags 3"},
+    {"pixels-unwritten", "byte 0 of a 256x192 frame of format 7"},
+    {"pixels-inside", "byte 2112 of a 64x33 frame of format 7"},
+    {"frame-record", "changes the descriptor"},
+    {"frame-record+levels", "replaces levels"},
+    {"frames-bounded", "it keeps 300 of 300 frames"},
+    {"frames-released", "it still keeps 1 frames"},
+    {"engine-gone", "in the end of the process, without a removal"},
+    {"frame-late", "crashed (Aborted) in notifyNewData("},
+    {"threads", "1 threads of its own run on"},
+    {"processes", "a process that it started runs on"},
+    {"settings", "it has changed the action of signal 10"},
+    {"settings+folder", "it has changed the working folder"},
+    {"standard-output", "it writes to standard output"},
+    {"removal-amid-frames", "crashed (Aborted) in removal amid the frames"},
+    {"reload+descriptors", "leaves 1 descriptors"},
+    {"reload+memory", "bytes of memory"},
+    {"reload+mappings", "leaves 1 pages of mappings"},
 };
 
 std::string checkOf(const std::string& fault) {
@@ -243,6 +273,19 @@ TEST_F(Faults, AreEachFoundByTheirCheckAlone) {
         EXPECT_EQ(checkOf(FAULTS[k].name), failures[0]["name"]) << failures[0];
         EXPECT_THAT(failures[0]["reason"].get<std::string>(), HasSubstr(FAULTS[k].reason)) << FAULTS[k].name;
     }
+}
+
+TEST_F(Faults, AreRepeatedByTheCommandThatIsPrinted) {
+    const std::string module = make("frame-ids");
+    EXPECT_EQ(1, inspect("--try --seed 7 --config \"{ it's }\" " + module));
+    const std::size_t command = out.find("lumetra-inspect --try --only frame-ids");
+    ASSERT_NE(std::string::npos, command) << out;
+    const std::string arguments = out.substr(command, out.find('\n', command) - command);
+    EXPECT_THAT(arguments, HasSubstr("--seed 7"));
+    EXPECT_EQ(1, inspect(arguments.substr(arguments.find(' '))));
+    EXPECT_THAT(out, ContainsRegex("fail +frame-ids(.|\n)*notifyNewData.0, (.|\n)*0 passed, 1 failed"));
+    EXPECT_EQ(0, inspect("--try --only standard-output " + make("standard-output"))) << "doubtful";
+    EXPECT_THAT(out, HasSubstr("\ndoubtful  standard-output"));
 }
 
 // The page has each check, its sentence and the modules that fail it.

@@ -18,7 +18,8 @@ void skip(const std::string& reason) {
 const std::vector<Check>& allChecks() {
     static const std::vector<Check> table = [] {
         std::vector<Check> all;
-        for (const auto& family : {fileChecks(), loadingChecks(), callChecks(), callbackChecks()})
+        for (const auto& family : {fileChecks(), loadingChecks(), callChecks(), callbackChecks(),
+                                   frameChecks(), sharingChecks(), removalChecks()})
             all.insert(all.end(), family.begin(), family.end());
         return all;
     }();
