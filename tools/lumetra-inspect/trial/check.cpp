@@ -19,7 +19,7 @@ const std::vector<Check>& allChecks() {
     static const std::vector<Check> table = [] {
         std::vector<Check> all;
         for (const auto& family : {fileChecks(), loadingChecks(), callChecks(), callbackChecks(),
-                                   frameChecks(), sharingChecks(), removalChecks()})
+                                   frameChecks(), sharingChecks(), pushChecks(), removalChecks()})
             all.insert(all.end(), family.begin(), family.end());
         return all;
     }();
