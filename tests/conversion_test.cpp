@@ -8,8 +8,8 @@
 #include <thread>
 
 #include "image/frame_buffers.h"
-#include "image/level_dump.h"
 #include "image/intake.h"
+#include "image/level_dump.h"
 #include "image/pixel_formats.h"
 #include "image/pyramid.h"
 #include "tests/support/configurations.h"

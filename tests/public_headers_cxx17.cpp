@@ -1,6 +1,6 @@
 // Compiled as C++17, the standard that hosts and modules may still be on.
-#include <LumetraCore/LumetraCore.h>
 #include <LumetraCore/FrameMailbox.h>
+#include <LumetraCore/LumetraCore.h>
 #include <LumetraCore/LumetraModule.h>
 #include <LumetraCore/LumetraTap.h>
 #include <LumetraCore/ModuleStamp.h>
