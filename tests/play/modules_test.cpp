@@ -88,9 +88,10 @@ TEST_F(DrivenModules, ThatDoNotLoadSayWhyAndWhereToLook) {
 }
 
 TEST_F(DrivenModules, ThatHangAreNamedToWhoeverEndsTheProgram) {
-    EXPECT_EQ(130,
-              play("--frames 0 --size 32x16 --module Text=hang & pid=$!; sleep 1; kill -INT $pid; sleep 1; "
-                   "while kill -INT $pid 2>/dev/null; do sleep 0.3; done; wait $pid"));
+    const std::string thenInterrupt = "; do sleep 0.1; done; kill -INT $pid; ";
+    EXPECT_EQ(130, play("--frames 0 --size 32x16 --module Text=hang & pid=$!; while ! grep -q frame " +
+                        folder.file("out") + thenInterrupt + "while ! grep -q Ctrl-C " + folder.file("err") +
+                        thenInterrupt + "wait $pid"));
     EXPECT_THAT(err, HasSubstr("ended at once, waiting for a frame that is still in the module Text"));
 }
 

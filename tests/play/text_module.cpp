@@ -47,9 +47,9 @@ int command(LUMETRA_CMDTYPE number, const char* text) {
 }
 
 void notifyNewData(std::uint64_t, std::shared_ptr<IChnk> chunk) {
-    while (hanging) std::this_thread::sleep_for(std::chrono::hours(1));
     if (slow) std::this_thread::sleep_for(std::chrono::milliseconds(200));
     results.write(("{\"frame\":" + std::to_string(chunk->frameIndex) + "}").c_str());
+    while (hanging) std::this_thread::sleep_for(std::chrono::hours(1));
 }
 
 std::int32_t getStatus() {
