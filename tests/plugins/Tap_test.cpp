@@ -104,8 +104,15 @@ TEST_F(Tap, HandsOutLevelsThatLieInTheBufferAndNoOthers) {
         {1, -1, LUMETRA_IMGFORMAT_GRAY8, 1, 0},
         {1, 1, LUMETRA_IMGFORMAT_GRAY8, -1, 0},
         {INT32_MAX, INT32_MAX, LUMETRA_IMGFORMAT_BGRA, INT32_MAX, 0},
+        // 2^59 + 1 pixels, whose bits are 32 beyond 2^64
+        {1824726041, 315916329, LUMETRA_IMGFORMAT_BGRA, 10, 0},
     };
     std::size_t frames = 1;
+    for (const int room : {9, 10}) {  // level 1 takes the bytes 8 and 9
+        chunk->size = room;
+        put(static_cast<int>(++frames), chunk);
+        EXPECT_EQ(room == 10 ? 2 : 0, receiver.wait(frames).back()->levelSizes[1]);
+    }
     for (const auto& [width, height, format, size, expected] : cases) {
         chunk = chunkOf(width, height, LUMETRA_IMGFORMATTYPE(format), Bytes(10));
         chunk->size = size;
@@ -162,6 +169,7 @@ TEST_F(Tap, CallsNobodyWhilePausedAndAfterItsEnd) {
     EXPECT_EQ(1, send(LUMETRA_CMD_START));
     put(2, greyPixel(0));
     EXPECT_EQ(2, receiver.wait(1)[0]->frameIndex);
+    EXPECT_EQ(0, send(LUMETRA_TAP_CMD_SKIPPED));
     EXPECT_EQ(1, unsetCallback(CB_TYPE2));
     EXPECT_EQ(LUMETRA_TAP_STATUS_IDLE, status());
     put(3, greyPixel(0));
