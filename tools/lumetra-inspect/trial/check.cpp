@@ -18,8 +18,9 @@ void skip(const std::string& reason) {
 const std::vector<Check>& allChecks() {
     static const std::vector<Check> table = [] {
         std::vector<Check> all;
-        for (const auto& family : {fileChecks(), loadingChecks(), callChecks(), callbackChecks(),
-                                   frameChecks(), sharingChecks(), pushChecks(), removalChecks()})
+        for (const auto& family :
+             {fileChecks(), loadingChecks(), callChecks(), callbackChecks(), frameChecks(), sharingChecks(),
+              pushChecks(), removalChecks(), memoryChecks()})
             all.insert(all.end(), family.begin(), family.end());
         return all;
     }();
