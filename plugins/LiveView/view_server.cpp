@@ -194,6 +194,7 @@ void ViewServer::stop() {
     m_daemon = nullptr;
     m_port = 0;
     m_viewers.clear();
+    m_connections = {};
 }
 
 // Why a request is not answered, null if it is: nothing but looking, and only for pages of this server.

@@ -9,9 +9,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <numeric>
+#include <thread>
+#include <vector>
 
 #include "tests/support/frames.h"
 #include "tests/support/jpeg_decoding.h"
@@ -57,7 +60,7 @@ protected:
     std::uint64_t m_chunkId = 0;
 };
 
-// Many clients that send the beginning of a request and then nothing.
+// Many clients that send a request without end, a byte now and then, so that none is ever silent for long.
 class SlowClients {
 public:
     SlowClients(int port, int count) {
@@ -68,15 +71,23 @@ public:
         for (int client = 0; client < count; ++client) {
             m_sockets.push_back(socket(AF_INET, SOCK_STREAM, 0));
             EXPECT_EQ(0, connect(m_sockets.back(), reinterpret_cast<sockaddr*>(&address), sizeof address));
-            EXPECT_EQ(15, ::send(m_sockets.back(), "GET / HTTP/1.1\r", 15, MSG_NOSIGNAL));
+            EXPECT_EQ(16, ::send(m_sockets.back(), "GET / HTTP/1.1\r\n", 16, MSG_NOSIGNAL));
         }
+        m_thread = std::thread([this] {
+            for (; !m_ending; std::this_thread::sleep_for(10ms))
+                for (const int client : m_sockets) ::send(client, "x", 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+        });
     }
     ~SlowClients() {
+        m_ending = true;
+        m_thread.join();
         for (const int client : m_sockets) close(client);
     }
 
 private:
     std::vector<int> m_sockets;
+    std::atomic<bool> m_ending = false;
+    std::thread m_thread;
 };
 
 TEST_F(LiveView, ServesEveryLevelOfTheNewestGreyFrame) {
@@ -178,7 +189,9 @@ TEST_F(LiveView, AnswersOthersAndEndsWhileSlowClientsHoldConnections) {
     serve();
     push(1);
     const SlowClients clients(port(), 200);
-    EXPECT_EQ(200, get("/frame.jpg")->status);
+    const auto answer = get("/frame.jpg");
+    ASSERT_TRUE(answer) << "no connection is left, or none in time";
+    EXPECT_EQ(200, answer->status);
     unload();
     EXPECT_EQ(nullptr, dlopen(LIVEVIEW_LIBRARY, RTLD_NOW | RTLD_NOLOAD));
 }

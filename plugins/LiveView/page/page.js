@@ -13,7 +13,7 @@ const ZOOMS = ['fit', 1, 2, 4, 8, 16];
 const COLOURS = ['#ffb02e', '#4ee38a', '#ff6ec7', '#5cc8ff'];
 const state = {
   level: 0, zoom: 'fit', paused: false, steps: 0, outlines: true,
-  shown: null,      // {blob, level, token, frame, width, height, ageMs, since, usualGap}
+  shown: null,      // {blob, level, token, frame, width, height, ageMs, since, gap, usualGap}; gaps in ms
   answered: clock(),  // when the server last answered
   trouble: '',      // why there is no newer picture, in the server's words
   histogram: null,
@@ -41,7 +41,7 @@ async function get(path) {
 
 async function pictures() {
   for (;;) {
-    if (state.paused && state.steps === 0) await sleep(30);
+    if ((state.paused && state.steps === 0) || document.hidden) await sleep(30);
     else await sleep(await nextPicture().catch(() => 300));
   }
 }
@@ -62,9 +62,11 @@ async function nextPicture() {
   if (level !== state.level || (state.paused && state.steps === 0)) return 0;
   state.steps = Math.max(0, state.steps - 1);
   const [width, height] = answer.head('Size').split('x').map(Number);
-  const before = shown && shown.token !== answer.head('Picture') ? since(shown.since) : 0;
+  const isNext = shown && shown.token !== answer.head('Picture');
+  const gap = isNext ? since(shown.since) : 0;
   state.shown = {blob: answer.body, level, token: answer.head('Picture'), frame: Number(answer.head('Frame')), width,
-                 height, ageMs: Number(answer.head('Age-Ms')), since: clock(), usualGap: before};
+                 height, ageMs: Number(answer.head('Age-Ms')), since: clock(),
+                 gap, usualGap: isNext ? Math.min(gap, shown.gap) : 0};
   const canvas = at('large');
   canvas.width = bitmap.width;
   canvas.height = bitmap.height;
@@ -108,9 +110,9 @@ function ageOfShown() { return state.shown.ageMs + since(state.shown.since); }
 function describeState() {
   const silent = since(state.answered);
   if (silent > 1500) return ['stale', 'no answer for ' + seconds(silent) + ': the host has ended or stands still'];
+  if (state.paused && state.shown) return ['paused', 'paused at frame ' + state.shown.frame];
   if (state.trouble) return ['stale', state.trouble];
   if (!state.shown) return ['waiting', 'waiting for the first frame'];
-  if (state.paused) return ['paused', 'paused at frame ' + state.shown.frame];
   const limit = Math.max(1000, Math.min(10000, 2.5 * state.shown.usualGap));
   return ageOfShown() > limit ? ['stale', 'no new frame for ' + seconds(ageOfShown())] : ['live', 'live'];
 }
