@@ -41,8 +41,9 @@ async function get(path) {
 
 async function pictures() {
   for (;;) {
-    if ((state.paused && state.steps === 0) || document.hidden) await sleep(30);
+    if (state.paused && state.steps === 0) await sleep(30);
     else await sleep(await nextPicture().catch(() => 300));
+    if (document.hidden) await sleep(400);  // nobody sees it
   }
 }
 
