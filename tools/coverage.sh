@@ -10,8 +10,8 @@ tools/install_packages.sh lcov >&2
 lcov="lcov --quiet --rc lcov_branch_coverage=1 --rc geninfo_no_exception_branch=1"
 $lcov --capture --directory build/coverage/CMakeFiles/lumetra_engine.dir --base-directory "$PWD" \
     --no-external --output-file build/coverage/all.info
-$lcov --extract build/coverage/all.info "$PWD/core/*" "$PWD/image/*" "$PWD/modules/*" "$PWD/platform/*" \
-    --output-file build/coverage/library.info
+$lcov --extract build/coverage/all.info "$PWD/base/*" "$PWD/core/*" "$PWD/image/*" "$PWD/modules/*" \
+    "$PWD/platform/*" --output-file build/coverage/library.info
 genhtml --quiet --branch-coverage --output-directory build/coverage/report build/coverage/library.info
 lcov --rc lcov_branch_coverage=1 --summary build/coverage/library.info 2>&1 | grep -E 'lines|branches'
 awk -F: -v root="$PWD/" '
