@@ -15,8 +15,6 @@ std::vector<FakeDevice> fakeDevices;
 Changing fakeChange = Changing::Nothing;
 int liveCaptureObjects = 0;
 
-using namespace lumetra;
-
 namespace {
 
 NSMutableArray* walkedDevices;  // the list handed out last, which may be changed during the walk
