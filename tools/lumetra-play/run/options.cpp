@@ -7,6 +7,8 @@
 #include <charconv>
 #include <filesystem>
 #include <map>
+#include <regex>
+#include <set>
 #include <sstream>
 #include <string_view>
 
@@ -288,11 +290,10 @@ void requireSense(const Options& options) {
 
 // --info and --devices say what they say whatever else there is.
 void requireNothingElse(const CLI::App& app) {
+    const std::set<std::string> sensible = {"--info", "--devices", "--json", "--quiet", "--log", "--library"};
     for (const CLI::Option* option : app.get_options())
-        if (const std::string name = option->get_name();
-            option->count() > 0 && name != "--info" && name != "--devices" && name != "--json" &&
-            name != "--quiet" && name != "--log" && name != "--library")
-            throw PlayError(name + " has no meaning beside --info and --devices: leave it out");
+        if (option->count() > 0 && sensible.count(option->get_name()) == 0)
+            throw PlayError(option->get_name() + " has no meaning beside --info and --devices: leave it out");
 }
 
 void parse(CLI::App& app, int argc, const char* const* argv) try {
@@ -343,14 +344,8 @@ std::optional<Options> parseOptions(int argc, const char* const* argv) {
 }
 
 bool isPath(const std::string& input) {
-    const std::size_t colon = input.find(':');
-    const auto partOfScheme = [](char letter) {
-        return std::isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '+' || letter == '-' ||
-               letter == '.';
-    };
-    return input != "-" &&
-           (colon == std::string::npos || colon < 2 ||
-            !std::all_of(input.begin(), input.begin() + static_cast<std::ptrdiff_t>(colon), partOfScheme));
+    static const std::regex scheme("[A-Za-z0-9+.-]{2,}:.*");
+    return input != "-" && !std::regex_match(input, scheme);
 }
 
 std::int32_t parseFlags(const std::string& text) {

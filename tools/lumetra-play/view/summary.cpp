@@ -68,6 +68,24 @@ Json modulesJson(const std::vector<ModuleReport>& modules) {
     return list;
 }
 
+Json figuresJson(const PlayResult& play) {
+    const MonitorReport& monitor = play.monitor;
+    return {{"seconds", rounded(play.usage.seconds)},
+            {"frames",
+             {{"pushed", play.pushed},
+              {"delivered", monitor.distinct},
+              {"dropped", {{"refused", play.refused}, {"byEngine", play.dropped() - play.refused}}},
+              {"duplicates", monitor.duplicates},
+              {"notGrey", monitor.unread},
+              {"perSecond", rounded(monitor.framesPerSecond)}}},
+            {"latencyUs", {{"median", monitor.medianUs}, {"p99", monitor.p99Us}, {"max", monitor.maxUs}}},
+            {"processor",
+             {{"percent", rounded(play.usage.processorPercent())},
+              {"seconds", rounded(play.usage.processorSeconds)},
+              {"wakeUpsPerSecond", rounded(play.usage.wakeUpsPerSecond())}}},
+            {"meanGrey", rounded(monitor.meanGrey)}};
+}
+
 }  // namespace
 
 std::string summaryText(const Summary& summary) {
@@ -105,35 +123,19 @@ std::string summaryText(const Summary& summary) {
 }
 
 std::string summaryJson(const Summary& summary, ExitStatus status) {
-    const PlayResult& play = summary.play;
-    const MonitorReport& monitor = play.monitor;
-    Json json = {
-        {"lumetra-play", LUMETRA_VERSION},
-        {"exitStatus", static_cast<int>(status)},
-        {"source", sourceJson(summary)},
-        {"format",
-         {{"name", formatName(summary.picture.format)},
-          {"width", summary.picture.width},
-          {"height", summary.picture.height},
-          {"flags", summary.flags},
-          {"pyramid", summary.pyramid},
-          {"conversion", summary.source.conversion}}},
-        {"seconds", rounded(play.usage.seconds)},
-        {"frames",
-         {{"pushed", play.pushed},
-          {"delivered", monitor.distinct},
-          {"dropped", {{"refused", play.refused}, {"byEngine", play.dropped() - play.refused}}},
-          {"duplicates", monitor.duplicates},
-          {"notGrey", monitor.unread},
-          {"perSecond", rounded(monitor.framesPerSecond)}}},
-        {"latencyUs", {{"median", monitor.medianUs}, {"p99", monitor.p99Us}, {"max", monitor.maxUs}}},
-        {"processor",
-         {{"percent", rounded(play.usage.processorPercent())},
-          {"seconds", rounded(play.usage.processorSeconds)},
-          {"wakeUpsPerSecond", rounded(play.usage.wakeUpsPerSecond())}}},
-        {"meanGrey", rounded(monitor.meanGrey)},
-        {"log", {{"lines", summary.log.lines}, {"warnings", summary.log.warnings}}},
-        {"modules", modulesJson(summary.modules)}};
+    Json json = {{"lumetra-play", LUMETRA_VERSION},
+                 {"exitStatus", static_cast<int>(status)},
+                 {"source", sourceJson(summary)},
+                 {"format",
+                  {{"name", formatName(summary.picture.format)},
+                   {"width", summary.picture.width},
+                   {"height", summary.picture.height},
+                   {"flags", summary.flags},
+                   {"pyramid", summary.pyramid},
+                   {"conversion", summary.source.conversion}}}};
+    json.update(figuresJson(summary.play));
+    json["log"] = {{"lines", summary.log.lines}, {"warnings", summary.log.warnings}};
+    json["modules"] = modulesJson(summary.modules);
     if (const auto& check = summary.check)
         json["check"] = {
             {"checked", check->checked}, {"differ", check->differ}, {"first", check->firstDifference}};
