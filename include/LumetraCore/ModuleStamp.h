@@ -20,7 +20,9 @@
 /// The section that holds it.
 #define LUMETRA_STAMP_SECTION ".note.lumetracore"
 
+/// Its argument as it stands, as a text.
 #define LUMETRA_STAMP_TEXT_OF(number) #number
+/// A macro's value as a text.
 #define LUMETRA_STAMP_TEXT(number) LUMETRA_STAMP_TEXT_OF(number)
 
 /// The standard library by what decides whether its objects fit another's.
@@ -34,18 +36,17 @@
 #define LUMETRA_STANDARD_LIBRARY "unknown"
 #endif
 
-/// Three numbers and a name, as ELF wants them, then the stamp itself. Texts end with a 0 byte.
+/// An ELF note: three numbers and its owner, then the stamp itself. Texts end with a 0 byte.
 struct LumetraModuleStamp {
-    std::uint32_t ownerSize;
-    std::uint32_t bodySize;  ///< bytes from `interfaceVersion` on
-    std::uint32_t type;
-    char owner[12];
+    std::uint32_t ownerSize;         ///< bytes of `owner`
+    std::uint32_t bodySize;          ///< bytes from `interfaceVersion` on
+    std::uint32_t type;              ///< 1, of the notes of this owner
+    char owner[12];                  ///< "LumetraCore"
     std::uint32_t interfaceVersion;  ///< LUMETRA_MODULE_INTERFACE of the build
-    std::uint16_t
-        frameLayout[12];       ///< bytes: of IChnk, before each member, of dPtr, of text and pointer in it
-    char standardLibrary[32];  ///< LUMETRA_STANDARD_LIBRARY of the build
-    char version[24];          ///< the module's own, of its CMake project
-    char description[160];     ///< what the module says of itself: that project's DESCRIPTION
+    std::uint16_t frameLayout[12];   ///< bytes: IChnk, before its members, dPtr, text, pointer
+    char standardLibrary[32];        ///< LUMETRA_STANDARD_LIBRARY of the build
+    char version[24];                ///< the module's own, of its CMake project
+    char description[160];           ///< what the module says of itself: that project's DESCRIPTION
 };
 
 /// A constant of this build; a text that is too long is cut off.
