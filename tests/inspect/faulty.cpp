@@ -74,7 +74,7 @@ void useMemoryUnchecked() {
 
 __attribute__((noinline)) void useMuchStack() {
     volatile char much[700 * 1024];
-    for (std::size_t k = 0; k < sizeof much; k += 1024) much[k] = 1;
+    for (std::size_t k = sizeof much; k > 0; k -= 1024) much[k - 1] = 1;  // the fence comes first
 }
 
 void log() {

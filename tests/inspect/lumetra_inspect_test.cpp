@@ -186,7 +186,7 @@ const Fault FAULTS[] = {
     {"frame-order", "crashed (Aborted) in notifyNewData("},
     {"frame-overlap", "crashed (Aborted)"},
     {"frame-calls", "crashed (Aborted)"},
-    {"engine-frames", "crashed (Aborted) in frames of an engine, format 1, conversion flags 3"},
+    {"engine-frames", "crashed (Aborted) in frames of an engine, format "},
     {"pixels-unwritten", "byte 0 of a 256x192 frame of format 7"},
     {"pixels-inside", "byte 2112 of a 64x33 frame of format 7"},
     {"frame-record", "changes the descriptor"},

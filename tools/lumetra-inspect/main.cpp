@@ -12,6 +12,7 @@
 #include "tools/lumetra-inspect/inspection.h"
 #include "tools/lumetra-inspect/listing.h"
 #include "tools/lumetra-inspect/report.h"
+#include "tools/lumetra-inspect/trial/engine.h"
 #include "tools/lumetra-inspect/trial/runner.h"
 
 namespace {
@@ -103,6 +104,19 @@ int list(const Options& options, std::chrono::milliseconds limit) {
     return EXIT_SUCCESS;
 }
 
+// So that no module is blamed for it.
+void requireEngine(std::chrono::milliseconds limit) {
+    const auto open = [](const ChildLines& lines) {
+        try {
+            const Engine engine;
+        } catch (const std::exception& error) {
+            lines.tell("error", error.what());
+        }
+    };
+    for (const ChildLine& line : runGuarded(open, {limit}).lines)
+        if (line.kind == "error") throw std::runtime_error("no engine to try modules with: " + line.text);
+}
+
 int tryOut(Options& options, std::chrono::milliseconds limit) {
     options.trial.limit = limit;
     options.trial.only.insert(options.only.begin(), options.only.end());
@@ -130,8 +144,9 @@ int run(Options& options) {
             printChecks();
         return EXIT_SUCCESS;
     }
+    if (!options.tries && options.hostFolder.empty() && listsOnly(options)) return list(options, limit);
+    requireEngine(limit);
     if (options.tries) return tryOut(options, limit);
-    if (options.hostFolder.empty() && listsOnly(options)) return list(options, limit);
     bool loadable = true;
     for (const ModuleLocation& location : modulesOf(options))
         loadable = inspectModule(location, options.hostFolder, limit) && loadable;

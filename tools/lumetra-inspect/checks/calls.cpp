@@ -111,12 +111,13 @@ void* onSmallStack(void* argument) {
 
 // What threads have by default on the systems with the smallest ones.
 void fitsSmallStack(const Bench& bench) {
-    constexpr std::size_t STACK_BYTES = 512 * 1024;
+    constexpr std::size_t STACK_BYTES = 512 * 1024, FENCE_BYTES = 16 << 20;
     LoadedModule module(bench);
     SmallStack work{&bench, &module, nullptr};
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
-    pthread_attr_setstacksize(&attributes, STACK_BYTES);
+    pthread_attr_setguardsize(&attributes, FENCE_BYTES);
+    pthread_attr_setstacksize(&attributes, STACK_BYTES + FENCE_BYTES);  // of which the fence is a part
     pthread_t thread;
     if (pthread_create(&thread, &attributes, &onSmallStack, &work) != 0) skip("no thread could be started");
     pthread_join(thread, nullptr);
