@@ -117,7 +117,7 @@ void fitsSmallStack(const Bench& bench) {
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setguardsize(&attributes, FENCE_BYTES);
-    pthread_attr_setstacksize(&attributes, STACK_BYTES + FENCE_BYTES);  // of which the fence is a part
+    pthread_attr_setstacksize(&attributes, STACK_BYTES);
     pthread_t thread;
     if (pthread_create(&thread, &attributes, &onSmallStack, &work) != 0) skip("no thread could be started");
     pthread_join(thread, nullptr);
