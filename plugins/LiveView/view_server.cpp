@@ -171,7 +171,7 @@ std::string ViewServer::start(const Place& place) {
     m_names = {place.address, place.name};
     m_failure = "the server cannot start";
     unsigned flags = MHD_USE_AUTO | MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_ERROR_LOG;
-    if (addresses->ai_family == AF_INET6) flags |= MHD_USE_IPv6;
+    if (addresses->ai_family == AF_INET6) flags |= MHD_USE_DUAL_STACK;  // "::" is every address
     const SignalsBlocked blocked;
     m_daemon = MHD_start_daemon(flags, 0, &Callbacks::onAccept, this, &Callbacks::onRequest, this,
                                 MHD_OPTION_EXTERNAL_LOGGER, &Callbacks::onMessage, this, MHD_OPTION_SOCK_ADDR,
