@@ -25,7 +25,7 @@ struct MonitorReport {
     std::int64_t distinct = 0, duplicates = 0, unread = 0;
     double framesPerSecond = 0;
     std::int64_t medianUs = 0, p99Us = 0, maxUs = 0;  ///< from push to notification
-    double meanGrey = 0;                              ///< 0 to 255, over all frames
+    double meanGrey = 0;                              ///< 0 to 255, over all frames that were measured
     std::int64_t newestFrame = -1;                    ///< -1 before the first grey frame
 };
 
