@@ -82,7 +82,8 @@ session=$(sed -n 's/.*"sessionId":"\([0-9a-f]*\)".*/\1/p' "$work/answer.log")
 
 echo "live, with results of another module, by mouse and keys"
 python3 "$here/tag_clip.py" "$work/tags.y4m" 60
-play 0 --loop --format gray8 --module 'TagTracker={"rate":30}' "$work/tags.y4m"
+play 0 --loop --format gray8 --module 'TagTracker={"rate":30}' \
+    --command 'LiveView:1002=a line of the log' "$work/tags.y4m"
 port=${page##*:} port=${port%/}
 ask "session/$session/url" "{\"url\":\"$page\"}"
 within_seconds 20 state live
@@ -91,6 +92,7 @@ within_seconds 10 is_true "Number(document.getElementById('fps').textContent) > 
 within_seconds 10 is_true "document.getElementById('tallest').textContent.startsWith('tallest: ')"
 within_seconds 10 says "[...document.querySelectorAll('#levels img')].filter(i => i.naturalWidth > 0).length" 8
 within_seconds 10 says "document.querySelectorAll('#outlines polygon').length" 3
+within_seconds 10 says "document.getElementById('log').textContent" 'a line of the log'
 within_seconds 10 is_true "document.getElementById('results').textContent.includes('TagTracker: frame')"
 evaluate "document.getElementById('levels').children[2].click()"
 within_seconds 10 says "$canvas_width" 160
@@ -101,14 +103,14 @@ press ' '
 within_seconds 5 is_true "document.getElementById('state').textContent.startsWith('paused at frame')"
 evaluate "window.pausedAt = $frame_shown"
 sleep 1
-is_true "$frame_shown === window.pausedAt"
+within_seconds 1 is_true "$frame_shown === window.pausedAt"
 press ArrowRight
 within_seconds 5 is_true "$frame_shown > window.pausedAt || $frame_shown < window.pausedAt"
 press ' '
 within_seconds 5 state live
 evaluate "window.saved = 0; HTMLAnchorElement.prototype.click = function() { window.saved = this.download; }"
 press s
-is_true "/^frame-[0-9]+-level-0.jpg\$/.test(window.saved)"
+within_seconds 1 is_true "/^frame-[0-9]+-level-0.jpg\$/.test(window.saved)"
 within_seconds 10 says "document.querySelectorAll('#outlines polygon').length" 3
 photograph live-view
 devtools Emulation.setDeviceMetricsOverride '{"width":390,"height":844,"deviceScaleFactor":2,"mobile":true}'
