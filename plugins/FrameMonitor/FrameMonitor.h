@@ -6,7 +6,8 @@
 // Configuration: a JSON object, every member optional; a value of another type counts as missing.
 //   "reportFile"  path of a file that every report replaces; by default there is none
 //   "histogram"   false leaves out the 256 bins, which makes a frame cheaper; by default true
-//   "digest"      true logs one line for every frame with a digest of each level's bytes; by default false
+//   "digest"      true logs one line for every frame with a digest of each level's bytes; by default false.
+//                 Before the notification returns, since no frame may be left out.
 // A frame's latency is the time from "timestampUs" in its descriptor (an integer: microseconds of the
 // system clock), or else from the chunk's id, until the module is called.
 //
