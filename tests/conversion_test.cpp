@@ -145,6 +145,12 @@ TEST(Conversion, LeavesPixelsAloneWhereNothingApplies) {
     }
 }
 
+TEST(Conversion, PassesOverLevelsThatWereNotLaidOut) {
+    const auto chunk = chunkOf(4, 4, LUMETRA_IMGFORMAT_RGB, Bytes(64));
+    convert(*chunk, GRAY | PYRAMID | FLIP, true);
+    EXPECT_EQ(nullptr, chunk->data->lvl[1]);
+}
+
 TEST(Conversion, FlipsGreyRowsOfAnyNumber) {
     for (const int height : {1, 2, 3, 8}) {
         const Bytes pixels = randomBytes(static_cast<std::size_t>(3 * height), 8);

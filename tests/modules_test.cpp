@@ -264,6 +264,21 @@ TEST(ModuleTable, HandsNothingToAModuleThatIsBeingRemoved) {
     EXPECT_FALSE(table.find(7).has_value());
 }
 
+TEST(ModuleTable, FindsNoModuleWhileItsLibraryIsBeingClosed) {
+    ModuleTable table;
+    dllstruct module;
+    bool isFound = true;
+    module.library.reset(new ModuleLibrary, [&](const ModuleLibrary* library) {
+        isFound = table.find(7) || table.findByPath("") || !table.notificationTargets().empty();
+        EXPECT_EQ(1U, table.copy().size()) << "its record is still there";
+        delete library;
+    });
+    table.file(7, std::move(module));
+    table.close({7, *table.find(7)});
+    EXPECT_FALSE(isFound);
+    EXPECT_TRUE(table.copy().empty());
+}
+
 TEST(ModuleTable, LeavesAModuleAloneThatHasReplacedOneBeingRemoved) {
     {
         ModuleTable table;
