@@ -28,7 +28,7 @@ from typing import Iterator, NamedTuple
 AFTER_A_BUILD = "run: in the sources, after a build"
 COMMAND = re.compile(
     r"\s*([A-Z_]+=\S+ )*(\.{0,2}/\S|(\.ci|bench|build|fuzz|stress|tests|tools)/\S"
-    r"|(apt-get|apt|cat|cc|cmake|cpack|ctest|dpkg|ffmpeg|g\+\+|gcc|git|lumetra-\w+|mcs|mkdir|mono|pip|python3|sudo) \S)"
+    r"|(apt-get|apt|cat|cc|cd|cmake|cpack|ctest|dpkg|echo|export|ffmpeg|g\+\+|gcc|git|lumetra-\w+|mcs|mkdir|mono|pip|python3|sudo) \S)"
 )
 
 
