@@ -35,7 +35,7 @@ fi
 
 documents=${prefix:-/usr}/share/doc/lumetracore
 documents/documented_commands.py --prefix "$prefix" shown fixtures \
-    "$documents/README.md" "$documents"/docs/*.md "$documents"/examples/hello-host/README.md
+    "$documents/README.md" "$documents"/docs/*.md "$documents"/examples/*/README.md
 hosts=$(grep -c '^python3\|^mono\|^[a-z./]*hello_host \$' "$documents/examples/hello-host/README.md")
 reports=$(grep -c '^{"frameMonitor":"report","frames":[1-9]' shown/hello-host/README/output)
 [ "$reports" -eq "$hosts" ] || fail "$reports of $hosts hosts printed what their module saw"
