@@ -204,6 +204,7 @@ int registerCallback(LUMETRA_CBTYPE kind, void* function, void* user) {
 
 int unregisterCallback(LUMETRA_CBTYPE kind) {
     crashIf(is("unregister-first"));
+    if (is("unregister-first+throws")) throw OwnError();
     const std::lock_guard lock(state.mutex);
     if (kind == CB_LOG && !is("callbacks-unregistered")) state.log = nullptr;
     if (kind == CB_PUSHNATIVEIMAGE && !is("push-ends")) state.push = nullptr;
@@ -213,6 +214,7 @@ int unregisterCallback(LUMETRA_CBTYPE kind) {
 
 int getSupportedCallbacks(LUMETRA_CBTYPE* kinds) {
     crashIf(is("supported-first"));
+    if (is("supported-first+throws")) throw std::runtime_error("no kinds today");
     kinds[0] = CB_LOG;
     kinds[1] = is("callbacks-known") ? static_cast<LUMETRA_CBTYPE>(77) : CB_PUSHNATIVEIMAGE;
     if (is("callbacks-known+again")) kinds[1] = CB_LOG;

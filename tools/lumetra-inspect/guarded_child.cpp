@@ -11,7 +11,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <exception>
 #include <system_error>
 
 namespace {

@@ -9,19 +9,6 @@ namespace {
 
 using nlohmann::ordered_json;
 
-const char* wordFor(Verdict verdict) {
-    switch (verdict) {
-        case Verdict::Pass:
-            return "pass";
-        case Verdict::Doubtful:
-            return "doubtful";
-        case Verdict::Fail:
-            return "fail";
-        default:
-            return "skipped";
-    }
-}
-
 // A word for the shell.
 std::string shellWord(const std::string& text) {
     const char* const PLAIN = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./+,:@%=";

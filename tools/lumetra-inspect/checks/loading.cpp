@@ -1,6 +1,4 @@
 // loading.cpp - opening a module, its id, and its registration with a real engine.
-#include <fstream>
-
 #include "tools/lumetra-inspect/trial/check.h"
 #include "tools/lumetra-inspect/trial/engine.h"
 #include "tools/lumetra-inspect/trial/loaded_module.h"

@@ -3,6 +3,11 @@
 
 #include <exception>
 
+const char* wordFor(Verdict verdict) {
+    constexpr const char* WORDS[] = {"pass", "doubtful", "fail", "skipped"};
+    return WORDS[static_cast<int>(verdict)];
+}
+
 void fail(const std::string& reason) {
     throw Finding{Verdict::Fail, reason};
 }

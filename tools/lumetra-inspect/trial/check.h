@@ -3,7 +3,6 @@
 #define LUMETRA_INSPECT_CHECK_H
 
 #include <cstdint>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -11,6 +10,9 @@
 #include "tools/lumetra-inspect/module_location.h"
 
 enum class Verdict { Pass, Doubtful, Fail, Skipped };
+
+/// As reports and children say it.
+const char* wordFor(Verdict verdict);
 
 /// How a check ends; thrown by what finds something, so that checks read as a list of what has to hold.
 struct Finding {

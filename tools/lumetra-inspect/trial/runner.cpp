@@ -36,8 +36,6 @@ private:
     std::string m_path;
 };
 
-constexpr const char* VERDICT_WORDS[] = {"pass", "doubtful", "fail", "skipped"};
-
 Finding findingOf(const ChildResult& child) {
     Finding finding;
     std::string stage;
@@ -45,8 +43,7 @@ Finding findingOf(const ChildResult& child) {
         if (kind == "stage") stage = text;
         if (kind == "reason") finding.reason = text;
         for (const Verdict verdict : {Verdict::Pass, Verdict::Doubtful, Verdict::Fail, Verdict::Skipped})
-            if (kind == "verdict" && text == VERDICT_WORDS[static_cast<int>(verdict)])
-                finding.verdict = verdict;
+            if (kind == "verdict" && text == wordFor(verdict)) finding.verdict = verdict;
     }
     if (!child.finished) return {Verdict::Fail, "it " + child.fault + (stage.empty() ? "" : " in " + stage)};
     return finding;
@@ -130,7 +127,7 @@ private:
             fs::current_path(m_scratch.path());
             const Finding finding = runCheck(*job.check, benchOf(module, lines));
             lines.tell("reason", finding.reason);
-            lines.tell("verdict", VERDICT_WORDS[static_cast<int>(finding.verdict)]);
+            lines.tell("verdict", wordFor(finding.verdict));
         };
         job.child = std::make_unique<GuardedChild>(work, childOptions(job.check->patience));
     }
