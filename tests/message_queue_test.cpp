@@ -1,6 +1,9 @@
 #include "core/message_queue.h"
 
 #include <gtest/gtest.h>
+#if defined(__linux__)
+#include <sys/prctl.h>
+#endif
 
 #include <atomic>
 #include <thread>
@@ -102,3 +105,15 @@ TEST(MessageQueue, LetsNoPusherWaitOnceItIsClosed) {
     queue.clear();
     EXPECT_TRUE(queue.copy().empty());
 }
+
+#if defined(__linux__)
+TEST(SleepPrecision, IsTheThreadsOwnUnlessItIsAskedFor) {
+    prctl(PR_SET_TIMERSLACK, 0, 0, 0, 0);
+    const int own = prctl(PR_GET_TIMERSLACK, 0, 0, 0, 0);
+    SleepPrecision precision;
+    precision.set(true);
+    EXPECT_EQ(1, prctl(PR_GET_TIMERSLACK, 0, 0, 0, 0));
+    precision.set(false);
+    EXPECT_EQ(own, prctl(PR_GET_TIMERSLACK, 0, 0, 0, 0));
+}
+#endif
