@@ -79,7 +79,8 @@ void convert(IChnk& chunk, const ConversionPlan& plan) {
             convertLevel(lvl[k], width, height, plan);
         }
     }
-    chunk.format = plan.formatAfter;
+    // A frame that shares its chunk may have been delivered by now, and modules look at the format.
+    if (chunk.format != plan.formatAfter) chunk.format = plan.formatAfter;
 }
 
 void convertStored(ChunkStore& chunks, std::uint64_t id, LUMETRA_CONVERSIONMODIFIER flags,
