@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
+#include "base/synchronized.h"
 #include "tests/support/frames.h"
 
 using namespace lumetra;
@@ -25,6 +29,23 @@ Chunk deliverable(ChunkStore& store, std::uint64_t id) {
 }
 
 }  // namespace
+
+TEST(Synchronized, LetsOneThreadInAtATime) {
+    Synchronized<int> inside;
+    std::atomic<int> overlaps = 0;
+    const auto enter = [&] {
+        for (int i = 0; i < 2000; ++i)
+            inside.with([&overlaps](int& count) {
+                if (++count != 1) ++overlaps;
+                std::this_thread::yield();
+                --count;
+            });
+    };
+    std::thread other(enter);
+    enter();
+    other.join();
+    EXPECT_EQ(0, overlaps);
+}
 
 TEST(ChunkStore, DeliversAFrameOnceItsFirstConversionHasEnded) {
     ChunkStore store;
