@@ -34,10 +34,10 @@ TEST(Synchronized, LetsOneThreadInAtATime) {
     Synchronized<int> inside;
     std::atomic<int> overlaps = 0;
     const auto enter = [&] {
-        for (int i = 0; i < 2000; ++i)
+        for (int i = 0; i < 200; ++i)
             inside.with([&overlaps](int& count) {
                 if (++count != 1) ++overlaps;
-                std::this_thread::yield();
+                std::this_thread::sleep_for(std::chrono::microseconds(20));
                 --count;
             });
     };
