@@ -28,7 +28,8 @@ from typing import Iterator, NamedTuple
 AFTER_A_BUILD = "run: in the sources, after a build"
 COMMAND = re.compile(
     r"\s*([A-Z_]+=\S+ )*(\.{0,2}/\S|(\.ci|bench|build|fuzz|stress|tests|tools)/\S"
-    r"|(apt-get|apt|cat|cc|cd|cmake|cpack|ctest|dpkg|echo|export|ffmpeg|g\+\+|gcc|git|lumetra-\w+|mcs|mkdir|mono|pip|python3|sudo) \S)"
+    r"|(apt-get|apt|bash|cat|cc|cd|cmake|cp|cpack|ctest|dpkg|echo|export|ffmpeg|g\+\+|gcc|gdb|git|grep|lumetra-\w+|mcs"
+    r"|mkdir|mkfifo|mono|pip|python3|sudo|tar|unshare|xargs) \S)"
 )
 
 
@@ -102,8 +103,9 @@ def check_page(page: pathlib.Path, arguments: argparse.Namespace) -> "tuple[int,
             file = folder / block.note.split(": ", 1)[1]
             file.unlink(missing_ok=True)  # in the sources' folder a link to one of theirs
             file.write_text(block.text)
-        elif block.language in ("", "bash", "console", "shell") and COMMAND.match(block.text):
-            return ran, [f"{block.place}: a command that is not marked sh: {block.text.splitlines()[0].strip()}"]
+        elif block.language in ("", "bash", "console", "shell"):
+            for line in filter(COMMAND.match, block.text.splitlines()):
+                return ran, [f"{block.place}: a command that is not marked sh: {line.strip()}"]
         if block.language != "sh" or (block.note == AFTER_A_BUILD) != arguments.after_a_build:
             continue
         if block.note.startswith("not run: "):
