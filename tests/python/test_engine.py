@@ -72,10 +72,12 @@ def test_refuses_sizes_states_and_numbers():
     with pytest.raises(LumetraError):
         engine.push(b"a")  # not configured
     engine.configure(1, 1)
-    for number in (2**31, -(2**31) - 1):
+    for number in (2**31, -(2**31) - 1, 1.5, np.int64(2**31)):
         with pytest.raises(ValueError):
             engine.push(b"a", frame_index=number)
-    engine.push(b"a", frame_index=2**31 - 1)
+    engine.configure(np.int64(1), np.uint8(1))
+    for number in (2**31 - 1, np.int64(-(2**31))):
+        engine.push(b"a", frame_index=number)
     engine.invalidate()
     with pytest.raises(LumetraError):
         engine.push(b"a")

@@ -7,6 +7,7 @@ import contextlib
 import ctypes
 import itertools
 import json
+import operator
 import os
 import threading
 import time
@@ -28,7 +29,6 @@ Json = Union[str, Dict[str, Any], List[Any]]
 _ENGINE_MODULE_ID = 0
 _SUPPORTED_KINDS_ROOM = 256  # modules write as many kinds as they have
 _RESULT_FORM_COMMAND, _TEXT_RESULTS = 16, 0x54455854
-_INT32 = range(-(2**31), 2**31)
 
 _working_folder_lock = threading.Lock()
 _current_lock = threading.Lock()
@@ -147,7 +147,7 @@ class Engine:
         """
         picture = _Picture(width, height, ImageFormat(format), mip_map)
         text: Dict[str, Any] = {
-            "imageCfg": {"width": width, "height": height},
+            "imageCfg": {"width": picture.width, "height": picture.height},
             "format": int(format),
             "conversionflags": int(flags),
             "mipMap": mip_map,
@@ -179,9 +179,7 @@ class Engine:
         if picture is None:
             raise LumetraError("frames are refused until the engine is configured")
         data = picture.packed(pixels)
-        number = next(self._numbers) if frame_index is None else frame_index
-        if number not in _INT32:
-            raise ValueError("a frame's number has 32 bits")
+        number = next(self._numbers) if frame_index is None else _int32(frame_index, "a frame's number")
         if descriptor is None:
             descriptor = {"timestampUs": time.time_ns() // 1000}
         text = _native.to_utf16(_to_json(descriptor))
@@ -363,9 +361,9 @@ class _Picture:
     """The frames that are configured, and whether an array is one."""
 
     def __init__(self, width: int, height: int, image_format: ImageFormat, mip_map: bool) -> None:
-        for side in (width, height):
-            if not isinstance(side, (int, np.integer)) or side not in _INT32 or side < 1:
-                raise ValueError(f"a side of {side} pixels")
+        self.width, self.height = width, height = _int32(width, "a side"), _int32(height, "a side")
+        if width < 1 or height < 1:
+            raise ValueError(f"a picture of {width}x{height} pixels")
         levels = [picture_bytes(image_format, width >> k, height >> k) for k in range(8)]
         if levels[0] * 1.34 >= 2**31:
             raise ValueError("a frame with its levels has more than 31 bits of bytes")
@@ -390,6 +388,17 @@ def device_info() -> Dict[str, Any]:
 def list_devices() -> Dict[str, Any]:
     """The capture devices with their picture sizes and frame rates. Works without an engine; opens every device."""
     return dict(json.loads(_native.device_text(_native.load_library().enumerateAVDevicesNative)))
+
+
+def _int32(value: Any, what: str) -> int:
+    """The value as a number of the interface. Raises ValueError if it is none."""
+    try:
+        number = operator.index(value)
+    except TypeError:
+        raise ValueError(f"{what} is a whole number, not {value!r}") from None
+    if not -(2**31) <= number < 2**31:
+        raise ValueError(f"{what} has 32 bits, too few for {number}")
+    return number
 
 
 def _to_json(value: Json) -> str:
