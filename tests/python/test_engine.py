@@ -125,7 +125,7 @@ def test_hands_what_log_handlers_raise_to_the_excepthook(raised):
 def test_loads_commands_and_removes_modules(tmp_path):
     lines = []
     with Engine(16, 8, modules=".") as engine:
-        for folder, name in [(None, "NoSuchModule"), (tmp_path, "FrameMonitor")]:
+        for folder, name in [(None, "NoSuchModule"), (tmp_path, "FrameMonitor"), (tmp_path / "none", "FrameMonitor")]:
             with pytest.raises(ModuleError):
                 engine.register_module(name, folder)
         monitor = engine.register_module("FrameMonitor")
@@ -144,6 +144,32 @@ def test_loads_commands_and_removes_modules(tmp_path):
             with pytest.raises(ModuleError):
                 call()
         engine.register_module("FrameMonitor")
+
+
+def test_loads_a_module_in_a_log_handler_and_once_among_threads():
+    def load(level, text):
+        if "loaded successfully" in text and nested.acquire(blocking=False):
+            engine.register_module("Tap", ".")
+
+    def try_to_load():
+        started.wait()
+        try:
+            loaded.append(engine.register_module("CameraSource", "."))
+        except ModuleError:
+            pass
+
+    nested, loaded, started = threading.Semaphore(), [], threading.Barrier(4)
+    with Engine() as engine:
+        engine.on_log(load)
+        monitor = engine.register_module("FrameMonitor", ".")
+        assert [module.name for module in engine.modules] == ["Tap", "FrameMonitor"]
+        threads = [threading.Thread(target=try_to_load) for _ in range(4)]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        assert engine.modules[2:] == loaded and len(loaded) == 1
+        assert monitor.status == 2
 
 
 def test_reads_results(raised):

@@ -137,6 +137,18 @@ def test_goes_on_after_a_receiver_raised(raised):
         wait_until(lambda: tap.counts["held"] == 0)
 
 
+def test_refuses_a_receiver_that_removes_its_own_module(raised):
+    with Engine(2, 1) as engine:
+        tap = Tap(engine, lambda frame: refused())
+        for call in [tap.remove, lambda: tap.module.register_callback(CallbackKind.TYPE2, None)]:
+            refused = call
+            raised.clear()
+            push_until(lambda: engine.push(b"ab"), lambda: raised)
+            assert type(raised[0]) is LumetraError
+        refused = engine.register_module("FrameMonitor").remove  # another's it can
+        push_until(lambda: engine.push(b"ab"), lambda: engine.modules == [tap.module])
+
+
 def test_pauses_and_stops_calling():
     frames = queue.SimpleQueue()
     with Engine(2, 1) as engine:

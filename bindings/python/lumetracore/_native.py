@@ -134,27 +134,30 @@ def device_text(write: Callable[[int, int], None]) -> str:
     return text_at(ctypes.addressof(buffer))
 
 
-_inside = threading.local()
+ENGINE = 0  # instead of a module's id
+_inside = threading.local()  # owners: whose handlers the thread is running, outermost first
 
 
-def is_inside_handler() -> bool:
-    """Whether this thread is running a handler, for which the engine's end would wait."""
-    return getattr(_inside, "depth", 0) > 0
+def is_inside_handler(owner: Optional[int] = None) -> bool:
+    """Whether this thread is running a handler, for which the engine's end would wait, or one of that module's."""
+    owners = getattr(_inside, "owners", ())
+    return len(owners) > 0 if owner is None else owner in owners
 
 
-def call_handler(handler: Callable[..., Any], *arguments: Any) -> Tuple[bool, Any]:
-    """Calls a handler on behalf of native code. What it raises goes to threading.excepthook.
+def call_handler(owner: int, handler: Callable[..., Any], *arguments: Any) -> Tuple[bool, Any]:
+    """Calls a handler on behalf of native code, of the engine or a module. What it raises goes to threading.excepthook.
 
     Returns whether it returned, and what.
     """
-    _inside.depth = getattr(_inside, "depth", 0) + 1
+    before = getattr(_inside, "owners", ())
+    _inside.owners = (*before, owner)
     try:
         return True, handler(*arguments)
     except BaseException:  # there is nobody behind this who could take an exception
         report_exception()
         return False, None
     finally:
-        _inside.depth -= 1
+        _inside.owners = before
 
 
 def report_exception() -> None:
@@ -165,20 +168,20 @@ def report_exception() -> None:
         pass  # the hook was told of a failure and failed
 
 
-def log_function(handler: Callable[[int, str], Any]) -> Any:
+def log_function(handler: Callable[[int, str], Any], owner: int = ENGINE) -> Any:
     """A LUMETRA_LOGFN that calls `handler`."""
 
     def receive(level: int, text: Optional[int]) -> None:
-        call_handler(handler, level, text_at(text))
+        call_handler(owner, lambda: handler(level, text_at(text)))
 
     return LOGFN(receive)
 
 
-def result_function(handler: Callable[[Any], Any]) -> Any:
+def result_function(handler: Callable[[Any], Any], owner: int) -> Any:
     """A LUMETRA_TEXTRESULTFN that calls `handler` with what the JSON says."""
 
     def receive(_user: Optional[int], text: bytes) -> None:
-        call_handler(lambda: handler(json.loads(text)))
+        call_handler(owner, lambda: handler(json.loads(text)))
 
     return TEXTRESULTFN(receive)
 
@@ -195,7 +198,7 @@ def host_text_function(handler: Callable[[str], Optional[str]]) -> Any:
 
     def answer(_unused: Optional[int], text: Optional[int]) -> Optional[int]:
         descriptor = text_at(text)
-        answered, reply = call_handler(ask, descriptor)
+        answered, reply = call_handler(ENGINE, ask, descriptor)
         if not answered:
             reply = descriptor.encode(_UTF16) + b"\0\0"
         replies[threading.get_ident()] = reply

@@ -11,7 +11,7 @@ import operator
 import os
 import threading
 import time
-from typing import Any, Callable, Dict, Iterator, List, Optional, Union
+from typing import Any, Callable, Dict, Iterator, List, Optional, Set, Union
 
 import numpy as np
 
@@ -30,7 +30,7 @@ _ENGINE_MODULE_ID = 0
 _SUPPORTED_KINDS_ROOM = 256  # modules write as many kinds as they have
 _RESULT_FORM_COMMAND, _TEXT_RESULTS = 16, 0x54455854
 
-_working_folder_lock = threading.Lock()
+_working_folder_lock = threading.RLock()  # a log handler may load a module while one is loaded
 _current_lock = threading.Lock()
 _current: Optional[Engine] = None
 
@@ -77,11 +77,12 @@ class Engine:
             raise TypeError(f"without a size there is no configuration for {', '.join(options)}")
         self._library = _native.load_library()
         self._modules_folder = modules
-        self._modules: Dict[int, Module] = {}
         self._handed_out: List[Any] = []  # what native code may call until the engine has ended
         self._numbers = itertools.count()
         self._picture: Optional[_Picture] = None
-        self._state = threading.Condition()  # guards the next two
+        self._state = threading.Condition()  # guards the next four; no native call is made with it held
+        self._modules: Dict[int, Module] = {}
+        self._names_in_work: Set[str] = set()  # of modules that are being loaded or removed
         self._calls = 0
         self._is_open = True
         self._closing = threading.Lock()  # guards the next
@@ -117,9 +118,10 @@ class Engine:
             with self._state:
                 self._is_open = False
                 self._state.wait_for(lambda: self._calls == 0)
-            for module_id in reversed(list(self._modules)):
-                self._library.unregisterDllByID(module_id)
-            self._modules.clear()
+            for module in reversed(self.modules):
+                self._library.unregisterDllByID(module.id)
+            with self._state:
+                self._modules.clear()
             self._library.destroy()
             self._handed_out.clear()
             self._has_ended = True
@@ -198,17 +200,32 @@ class Engine:
         """
         text = _native.to_utf16(name)
         folder = self._folder_of(name) if folder is None else folder
-        if any(module.name == name for module in self._modules.values()):
-            raise ModuleError(f"{name} is loaded already")
-        with self._call(), _working_folder(folder):
-            number = self._library.registerDllByName(text)
-        if number == 0:
-            raise ModuleError(f"{name}.framework/{name} cannot be opened in {folder or os.getcwd()}")
-        if number < 1:
-            raise ModuleError(f"{name} has no usable id: {number}")
-        module = Module(self, name, number)
-        self._modules[number] = module
+        with self._call(), self._changing(name):
+            if any(module.name == name for module in self.modules):
+                raise ModuleError(f"{name} is loaded already")
+            with _working_folder(folder):
+                number = self._library.registerDllByName(text)
+            if number == 0:
+                raise ModuleError(f"{name}.framework/{name} cannot be opened in {folder or os.getcwd()}")
+            if number < 1:
+                raise ModuleError(f"{name} has no usable id: {number}")
+            module = Module(self, name, number)
+            with self._state:
+                self._modules[number] = module
         return module
+
+    @contextlib.contextmanager
+    def _changing(self, name: str) -> Iterator[None]:
+        """Around what loads or removes a module: one thread at a time, and others are refused."""
+        with self._state:
+            if name in self._names_in_work:
+                raise ModuleError(f"{name} is being loaded or removed")
+            self._names_in_work.add(name)
+        try:
+            yield
+        finally:
+            with self._state:
+                self._names_in_work.discard(name)
 
     def _folder_of(self, name: str) -> Union[str, "os.PathLike[str]", None]:
         installed = os.path.join(os.path.dirname(self._library.path), "LumetraCore", "modules")
@@ -219,7 +236,8 @@ class Engine:
     @property
     def modules(self) -> "List[Module]":
         """The modules that are loaded, first loaded first."""
-        return list(self._modules.values())
+        with self._state:
+            return list(self._modules.values())
 
     def on_log(self, handler: Optional[LogHandler]) -> None:
         """Sends the engine's log to handler(level, text), or to standard output if that is None. The handler before may
@@ -255,7 +273,7 @@ class Engine:
             raise LumetraError("the engine refuses the configuration")
 
     def _register(self, module_id: int, kind: int, function: Any, user: Optional[int] = None) -> int:
-        """Hands a function out and keeps it; None takes the one before back."""
+        """Hands a function out and keeps it; None unregisters the one before."""
         with self._call():
             if function is None:
                 return int(self._library.unregisterCallback(module_id, kind))
@@ -316,18 +334,20 @@ class Module:
         return list(kinds[: max(0, min(count, _SUPPORTED_KINDS_ROOM))])
 
     def on_log(self, handler: Optional[LogHandler]) -> None:
-        """Sends the module's log to handler(level, text), or nowhere if that is None. The handler must not register or
-        take back this module's log, nor remove it: the module may be waiting for the handler."""
-        self.register_callback(CallbackKind.LOG, None if handler is None else _native.log_function(handler))
+        """Sends the module's log to handler(level, text), or nowhere if that is None. In the handler this module's
+        remove(), on_log() and others that register raise LumetraError: the module may be waiting for the handler."""
+        function = None if handler is None else _native.log_function(handler, self.id)
+        self.register_callback(CallbackKind.LOG, function)
 
     def on_result(self, handler: Optional[ResultHandler]) -> None:
-        """Hands the module's results, JSON objects, to handler(result), or to nobody if that is None. The handler must
-        not call this or remove the module: the module may be waiting for the handler.
+        """Hands the module's results, JSON objects, to handler(result), or to nobody if that is None. The handler can
+        neither register another nor remove the module, as with on_log().
 
         Raises ModuleError if its results have another form, or it has none (LumetraCore/TextResults.h)."""
         if self.command(_RESULT_FORM_COMMAND) != _TEXT_RESULTS:
             raise ModuleError(f"{self.name} has no results as texts")
-        self.register_callback(CallbackKind.TYPE2, None if handler is None else _native.result_function(handler))
+        function = None if handler is None else _native.result_function(handler, self.id)
+        self.register_callback(CallbackKind.TYPE2, function)
 
     def enable_push(self) -> None:
         """Gives the module the engine's push function, so that it can push frames of its own."""
@@ -335,24 +355,36 @@ class Module:
 
     def register_callback(self, kind: int, function: Any, user: Optional[int] = None) -> None:
         """Hands a function to the module: a ctypes function, which is kept until the engine has ended, an address, or
-        None to take back the one before. `user` goes back to the function where its form takes one.
+        None to unregister the one before. `user` goes back to the function where its form takes one.
 
-        Raises ModuleError if the module does not take it."""
+        Raises ModuleError if the module does not take it, LumetraError in a handler of this module."""
+        self._refuse_own_handlers()
         with self._call():
             taken = self._engine._register(self.id, kind, function, user)
         if taken != 1:
             raise ModuleError(f"{self.name} does not take callbacks of kind {int(kind)}")
 
     def remove(self) -> None:
-        """Removes the module; its library is closed once its last notification has returned."""
-        with self._call() as library:
+        """Removes the module; its library is closed once its last notification has returned.
+
+        Raises LumetraError in a handler of this module, which would wait for it."""
+        self._refuse_own_handlers()
+        with self._engine._changing(self.name), self._call() as library:
             library.unregisterDllByID(self.id)
-            del self._engine._modules[self.id]
+            with self._engine._state:
+                self._engine._modules.pop(self.id, None)
+
+    def _refuse_own_handlers(self) -> None:
+        """A module that waits for its handler, as it may, would wait for this call: Tap would end the process."""
+        if _native.is_inside_handler(self.id):
+            raise LumetraError("a receiver cannot remove its own module")
 
     @contextlib.contextmanager
     def _call(self) -> Iterator[_native.Library]:
         with self._engine._call():
-            if self._engine._modules.get(self.id) is not self:
+            with self._engine._state:
+                is_loaded = self._engine._modules.get(self.id) is self
+            if not is_loaded:
                 raise ModuleError(f"{self.name} has been removed")
             yield self._engine._library
 
@@ -415,13 +447,15 @@ def _working_folder(folder: Union[str, "os.PathLike[str]", None]) -> Iterator[No
         yield
         return
     with _working_folder_lock:
-        before = os.getcwd()
-        os.chdir(folder)
+        try:
+            before = os.getcwd()
+            os.chdir(folder)
+        except OSError as reason:
+            raise ModuleError(f"no modules in {os.fspath(folder)}: {reason.strerror}") from reason
         try:
             yield
         finally:
             os.chdir(before)
-
 
 
 @atexit.register

@@ -110,7 +110,7 @@ class Tap:
 
     The receiver runs on a thread of the module's, one frame at a time. While it is at work newer frames replace the
     one that waits, so that a slow one sees fewer frames, each of them recent. What it raises goes to
-    threading.excepthook. It must neither remove this nor close the engine, which wait for it.
+    threading.excepthook. It can neither remove this nor close the engine, which would wait for it.
     """
 
     def __init__(
@@ -121,9 +121,10 @@ class Tap:
     ) -> None:
         """Loads the module, see Engine.register_module(). Raises ModuleError if that cannot be done."""
         self.module = engine.register_module("Tap", folder)
+        owner = self.module.id
 
         def receive(_user: Optional[int], native: Any) -> None:
-            _native.call_handler(lambda: receiver(Frame(native)))
+            _native.call_handler(owner, lambda: receiver(Frame(native)))
 
         try:
             self.module.register_callback(CallbackKind.TYPE2, _TAPFN(receive))
@@ -150,5 +151,6 @@ class Tap:
         self.module.command(Command.START)
 
     def remove(self) -> None:
-        """Removes the module; the receiver is not called any more when this returns."""
+        """Removes the module; the receiver is not called any more when this returns. Raises LumetraError in the
+        receiver."""
         self.module.remove()
