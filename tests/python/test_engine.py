@@ -122,6 +122,53 @@ def test_hands_what_log_handlers_raise_to_the_excepthook(raised):
         engine.on_log(None)
 
 
+def test_raises_an_interrupt_where_the_call_returns(raised):
+    def interrupt(level, text):
+        if text == "interrupt":
+            raise KeyboardInterrupt
+
+    with Engine(log=interrupt) as engine:
+        with pytest.raises(KeyboardInterrupt):
+            engine.log("interrupt")
+        engine.log("once")
+    assert [type(value) for value in raised] == [KeyboardInterrupt]
+
+
+def test_forgets_the_engine_in_a_forked_child():
+    program = """if True:
+        import lumetracore as l, os, sys
+        def forked(child):
+            process = os.fork()
+            if process == 0:
+                child()
+                sys.exit(7)
+            return os.waitstatus_to_exitcode(os.waitpid(process, 0)[1])
+        def make():
+            with l.Engine(2, 1) as engine:
+                engine.push(b'ab')
+        def refused():
+            for call in [lambda: engine.push(b'ab'), l.Engine]:
+                try:
+                    call()
+                    os._exit(1)
+                except l.LumetraError:
+                    engine.close()
+        l.load_library()
+        assert forked(make) == 7
+        with l.Engine(2, 1) as engine:
+            assert forked(refused) == 7
+            engine.push(b'ab')"""
+    ended = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, timeout=60)
+    assert ended.returncode == 0, ended.stderr
+
+
+def test_refuses_another_library():
+    program = "import lumetracore as l, ctypes.util as u\ntry: l.load_library(u.find_library('c'))\n" \
+        "except l.LumetraError: l.Engine().close()"
+    ended = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, timeout=60)
+    assert ended.returncode == 0, ended.stderr
+
+
 def test_loads_commands_and_removes_modules(tmp_path):
     lines = []
     with Engine(16, 8, modules=".") as engine:

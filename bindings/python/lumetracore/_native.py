@@ -96,7 +96,7 @@ def load_library(path: Union[str, "os.PathLike[str]", None] = None) -> Library:
             try:
                 _library = Library(ctypes.CDLL(name))
                 return _library
-            except OSError as reason:
+            except (OSError, AttributeError) as reason:  # no library, or another one
                 reasons.append(str(reason))
     raise LumetraError("; ".join(reasons))
 
@@ -135,7 +135,7 @@ def device_text(write: Callable[[int, int], None]) -> str:
 
 
 ENGINE = 0  # instead of a module's id
-_inside = threading.local()  # owners: whose handlers the thread is running, outermost first
+_inside = threading.local()  # owners: whose handlers the thread is running, outermost first; interrupted
 
 
 def is_inside_handler(owner: Optional[int] = None) -> bool:
@@ -145,7 +145,8 @@ def is_inside_handler(owner: Optional[int] = None) -> bool:
 
 
 def call_handler(owner: int, handler: Callable[..., Any], *arguments: Any) -> Tuple[bool, Any]:
-    """Calls a handler on behalf of native code, of the engine or a module. What it raises goes to threading.excepthook.
+    """Calls a handler on behalf of native code, of the engine or a module. What it raises goes to threading.excepthook;
+    a KeyboardInterrupt, which the user meant for the thread, is also raised where that comes back from native code.
 
     Returns whether it returned, and what.
     """
@@ -153,11 +154,20 @@ def call_handler(owner: int, handler: Callable[..., Any], *arguments: Any) -> Tu
     _inside.owners = (*before, owner)
     try:
         return True, handler(*arguments)
-    except BaseException:  # there is nobody behind this who could take an exception
+    except BaseException as raised:  # there is nobody behind this who could take an exception
+        if isinstance(raised, KeyboardInterrupt):
+            _inside.interrupted = True
         report_exception()
         return False, None
     finally:
         _inside.owners = before
+
+
+def raise_interrupt() -> None:
+    """Raises the KeyboardInterrupt that a handler on this thread ended with. For the end of each native call."""
+    if getattr(_inside, "interrupted", False):
+        _inside.interrupted = False
+        raise KeyboardInterrupt
 
 
 def report_exception() -> None:
@@ -197,12 +207,16 @@ def host_text_function(handler: Callable[[str], Optional[str]]) -> Any:
         return to_utf16("" if reply is None else reply)
 
     def answer(_unused: Optional[int], text: Optional[int]) -> Optional[int]:
-        descriptor = text_at(text)
-        answered, reply = call_handler(ENGINE, ask, descriptor)
-        if not answered:
-            reply = descriptor.encode(_UTF16) + b"\0\0"
-        replies[threading.get_ident()] = reply
-        return address_of(ctypes.c_char_p(reply))
+        try:
+            descriptor = text_at(text)
+            answered, reply = call_handler(ENGINE, ask, descriptor)
+            if not answered:
+                reply = descriptor.encode(_UTF16) + b"\0\0"
+            replies[threading.get_ident()] = reply
+            return address_of(ctypes.c_char_p(reply))
+        except BaseException:  # memory has run out, or Ctrl-C came outside the handler
+            report_exception()
+            return None
 
     return HOSTTEXTFN(answer)
 

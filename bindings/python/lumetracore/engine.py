@@ -33,6 +33,7 @@ _RESULT_FORM_COMMAND, _TEXT_RESULTS = 16, 0x54455854
 _working_folder_lock = threading.RLock()  # a log handler may load a module while one is loaded
 _current_lock = threading.Lock()
 _current: Optional[Engine] = None
+_was_forked = False  # with an engine, whose threads are the parent's
 
 
 class ModuleError(LumetraError):
@@ -46,7 +47,10 @@ class Engine:
             engine.push(array)
 
     Any thread may call. Handlers run on threads of the engine and of its modules, several at once, and what they
-    raise goes to threading.excepthook. A handler may call the engine, but not close it.
+    raise goes to threading.excepthook. A handler may call the engine, but not close it. sys.exit() in a handler has no
+    effect; Ctrl-C in one on the calling thread is raised when the call returns.
+
+    The engine does not survive os.fork(): make it in the child.
 
     A C++ exception ends the process: memory that runs out, and what a module's own functions throw.
     """
@@ -90,6 +94,8 @@ class Engine:
         with _current_lock:
             if _current is not None:
                 raise LumetraError("there is an engine in this process already")
+            if _was_forked:
+                raise LumetraError("the process was forked from one with an engine")
             self._library.initialize()
             _current = self
         try:
@@ -127,6 +133,7 @@ class Engine:
             self._has_ended = True
             with _current_lock:
                 _current = None
+        _native.raise_interrupt()
 
     def configure(
         self,
@@ -293,6 +300,7 @@ class Engine:
             with self._state:
                 self._calls -= 1
                 self._state.notify_all()
+        _native.raise_interrupt()
 
 
 class Module:
@@ -456,6 +464,20 @@ def _working_folder(folder: Union[str, "os.PathLike[str]", None]) -> Iterator[No
             yield
         finally:
             os.chdir(before)
+
+
+def _forget() -> None:
+    """In a child: threads that held these locks, or would answer, are the parent's."""
+    global _current, _current_lock, _was_forked, _working_folder_lock
+    _current_lock, _working_folder_lock = threading.Lock(), threading.RLock()
+    if _current is None:
+        return
+    _current._state, _current._closing = threading.Condition(), threading.Lock()
+    _current._is_open, _current._has_ended = False, True
+    _current, _was_forked = None, True
+
+
+os.register_at_fork(after_in_child=_forget)
 
 
 @atexit.register
