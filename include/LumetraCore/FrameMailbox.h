@@ -17,6 +17,7 @@
 #ifndef LUMETRACORE_FRAMEMAILBOX_H
 #define LUMETRACORE_FRAMEMAILBOX_H
 
+#include <pthread.h>
 #include <signal.h>
 
 #include <condition_variable>
@@ -62,6 +63,7 @@ public:
     void start(Work work, Failure failure = nullptr) {
         const std::lock_guard<std::mutex> control(m_controlMutex);
         end();
+        const SignalsBlocked inherited;
         const std::lock_guard<std::mutex> lock(m_mutex);  // the worker waits for it, and so sees m_running
         m_thread =
             std::thread([this, work = std::move(work), failure = std::move(failure)] { run(work, failure); });
@@ -112,6 +114,25 @@ public:
     }
 
 private:
+    // All but synchronous faults, on the thread that starts the worker: the worker inherits the mask, and so
+    // takes no signal even before its first instruction.
+    class SignalsBlocked {
+    public:
+        SignalsBlocked() {
+            sigset_t all;
+            sigfillset(&all);
+            for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT})
+                sigdelset(&all, fault);
+            pthread_sigmask(SIG_BLOCK, &all, &m_before);
+        }
+        ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+        SignalsBlocked(const SignalsBlocked&) = delete;
+        SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+    private:
+        sigset_t m_before{};
+    };
+
     // With m_controlMutex held.
     void end() noexcept {
         if (!m_thread.joinable()) return;
@@ -128,7 +149,6 @@ private:
     }
 
     void run(const Work& work, const Failure& failure) {
-        blockSignals();
         for (;;) {
             std::shared_ptr<IChnk> chunk;
             std::uint64_t chunkId = 0;
@@ -170,14 +190,6 @@ private:
         } catch (...) {
             if (std::current_exception() == nullptr) throw;
         }
-    }
-
-    // All but synchronous faults.
-    static void blockSignals() {
-        sigset_t all;
-        sigfillset(&all);
-        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT}) sigdelset(&all, fault);
-        pthread_sigmask(SIG_BLOCK, &all, nullptr);
     }
 
     // With m_mutex held.

@@ -35,6 +35,21 @@ struct HeldWork {
     std::vector<int> seen;  // read after drain() or stop()
 };
 
+TEST(FrameMailbox, BlocksSignalsOnItsWorkerAlone) {
+    const auto isBlocked = [] {
+        sigset_t mask;
+        pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+        return sigismember(&mask, SIGTERM) == 1 && sigismember(&mask, SIGSEGV) == 0;
+    };
+    bool ofWorker = false;
+    FrameMailbox mailbox;
+    mailbox.start([&](std::uint64_t, const IChnk&) { ofWorker = isBlocked(); });
+    mailbox.put(1, frame(1));
+    mailbox.drain();
+    EXPECT_TRUE(ofWorker);
+    EXPECT_FALSE(isBlocked()) << "the starter's own mask is back";
+}
+
 TEST(FrameMailbox, SkipsAllButTheNewestWhileItsWorkIsBusy) {
     HeldWork held;
     FrameMailbox mailbox;
