@@ -95,10 +95,10 @@ void TagTracker::configure(const char* json) {
 }
 
 bool TagTracker::setRunning(bool running) {
-    const std::lock_guard lock(m_controlMutex);
-    if (m_status != STATUS_READY && m_status != TAGTRACKER_STATUS_PAUSED) return false;
-    m_status = running ? STATUS_READY : TAGTRACKER_STATUS_PAUSED;
-    return true;
+    // Without m_controlMutex: whoever receives a result may call, while its holder waits for the worker.
+    const std::int32_t wanted = running ? STATUS_READY : TAGTRACKER_STATUS_PAUSED;
+    std::int32_t before = running ? TAGTRACKER_STATUS_PAUSED : STATUS_READY;
+    return m_status.compare_exchange_strong(before, wanted) || before == wanted;
 }
 
 void TagTracker::take(std::uint64_t chunkId, std::shared_ptr<IChnk> chunk) {

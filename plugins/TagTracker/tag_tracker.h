@@ -38,7 +38,7 @@ private:
 
     HostLog m_log;
     lumetra::TextResults m_results;
-    std::mutex m_controlMutex;  // one configuration, start, stop or end at a time
+    std::mutex m_controlMutex;  // one configuration or end at a time
     std::atomic<std::int32_t> m_status;
     std::atomic<int> m_searched{0}, m_found{0}, m_passedOver{0};  // skipped beside what the mailbox skips
     lumetra::FrameMailbox m_mailbox;                              // last: its worker uses the others

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -207,6 +208,31 @@ TEST_F(TagTracker, KeepsToItsRateAndToStartAndStop) {
     EXPECT_EQ(1, send(LUMETRA_CMD_START));
     configure("{}");
     EXPECT_EQ(6, search(canvas.frame(6, true))["frame"]) << "frame 5 came while it was stopped";
+}
+
+TEST_F(TagTracker, IsStoppedByItsResultsWhileItIsConfiguredAnew) {
+    struct Host {
+        decltype(&::command) command;
+        std::atomic<bool> hasResult = false, configures = false;
+        std::atomic<int> answer = -1;
+    } host{command};
+    const LUMETRA_TEXTRESULTFN stop = [](void* user, const char*) {
+        auto& self = *static_cast<Host*>(user);
+        self.hasResult = true;
+        waitUntil([&] { return self.configures.load(); });
+        std::this_thread::sleep_for(
+            std::chrono::milliseconds(50));  // so that it waits for this thread by now
+        self.answer = self.command(LUMETRA_CMD_STOP, "");
+    };
+    setCallback(CB_TYPE2, reinterpret_cast<void*>(stop), &host);
+    configure("{}");
+    push(Canvas().frame(1, true));
+    waitUntil([&] { return host.hasResult.load(); });
+    host.configures = true;
+    configure("{}");
+    EXPECT_EQ(1, host.answer);
+    EXPECT_EQ(STATUS_READY, status());
+    unload();  // before `host` goes
 }
 
 TEST_F(TagTracker, PassesOverWhatItCannotSearchAndSaysWhatItDoesNotKnow) {
