@@ -14,8 +14,9 @@
 // Size and format must be the engine's own: it reads as many bytes as its configuration says.
 //
 // Every frame carries the descriptor {"source":"CameraSource","frame":..,"timestampUs":..}, the time being
-// the system clock's, right before the push. The log function and the host's text exchange must not call back
-// into this module: they run while it waits for its own thread.
+// the system clock's, right before the push. The push function, the host's text function that it calls and
+// the log function also run on the camera's thread, which every command that starts or stops waits for: they
+// must not command or configure this module.
 #ifndef LUMETRA_CAMERASOURCE_H
 #define LUMETRA_CAMERASOURCE_H
 

@@ -48,13 +48,18 @@ void Camera::setPush(LUMETRA_PUSHFN push, void* context) {
 }
 
 bool Camera::start() {
+    const std::string failure = startThread();
+    if (failure.empty()) return true;
+    m_log.write(0, failure);  // without the lock: whoever reads the line may command the camera
+    return false;
+}
+
+// Why no frames come, for the log; empty if they do.
+std::string Camera::startThread() {
     const std::lock_guard lock(m_controlMutex);
     stopThread();
-    if (m_push == nullptr || !m_settings.isValid()) {
-        m_log.write(0, m_push == nullptr ? "Warning: CameraSource has no function to push frames with!"
-                                         : "Warning: CameraSource is not configured!");
-        return false;
-    }
+    if (m_push == nullptr) return "Warning: CameraSource has no function to push frames with!";
+    if (!m_settings.isValid()) return "Warning: CameraSource is not configured!";
     m_pushed = 0;
     m_refused = 0;
     try {
@@ -63,10 +68,9 @@ bool Camera::start() {
         m_thread = std::thread([this] { run(); });
     } catch (const std::exception& failure) {  // out of descriptors or threads
         m_status = CAMERASOURCE_STATUS_FAILED;
-        m_log.write(0, "Error: CameraSource does not start: " + std::string(failure.what()) + "!");
-        return false;
+        return "Error: CameraSource does not start: " + std::string(failure.what()) + "!";
     }
-    return true;
+    return {};
 }
 
 void Camera::stop() {

@@ -31,6 +31,7 @@ public:
     std::int32_t status() const { return m_status; }
 
 private:
+    std::string startThread();
     void stopThread();
     void run();
     void playFrames(FrameProducer& producer);
