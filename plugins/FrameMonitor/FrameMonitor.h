@@ -7,7 +7,9 @@
 //   "reportFile"  path of a file that every report replaces; by default there is none
 //   "histogram"   false leaves out the 256 bins, which makes a frame cheaper; by default true
 //   "digest"      true logs one line for every frame with a digest of each level's bytes; by default false.
-//                 Before the notification returns, since no frame may be left out.
+//                 Computed on the engine's worker, before the notification returns: a thread of its own
+//                 would skip frames while it is busy, and whoever compares digests, such as lumetra-play
+//                 with --check, needs every frame's. It holds conversions up meanwhile.
 // A frame's latency is the time from "timestampUs" in its descriptor (an integer: microseconds of the
 // system clock), or else from the chunk's id, until the module is called.
 //
