@@ -131,7 +131,7 @@ struct ViewServer::Callbacks {
         try {
             if (*state == nullptr) {
                 *state = self;
-                const char* const refusal = server.refusalOf(connection, method);
+                const char* const refusal = server.refusalOf(connection, path, method);
                 if (refusal != nullptr) return send(connection, {MHD_HTTP_FORBIDDEN, "text/plain", refusal});
                 return MHD_YES;
             }
@@ -197,18 +197,23 @@ void ViewServer::stop() {
     m_connections = {};
 }
 
-// Why a request is not answered, null if it is: nothing but looking, and only for pages of this server.
-const char* ViewServer::refusalOf(MHD_Connection* connection, std::string_view method) const {
-    if (!namesThisMachine(valueOf(connection, MHD_HEADER_KIND, "Host"), m_names))
-        return "call this machine localhost, by its address or by its configured name\n";
-    const std::string_view site = valueOf(connection, MHD_HEADER_KIND, "Sec-Fetch-Site");
-    if (site == "cross-site" || site == "same-site") return "this is not for other sites\n";
-    if (method != "GET" && method != "HEAD") return "this is to look at\n";
-    for (const char* const header : {"Content-Length", "Transfer-Encoding"})
-        if (!valueOf(connection, MHD_HEADER_KIND, header).empty()) return "questions have no body here\n";
+// Why a request is not answered, null if it is: nothing but looking, and only for pages of this server, to
+// which others may link.
+const char* ViewServer::refusalOf(MHD_Connection* connection, std::string_view path,
+                                  std::string_view method) const {
+    const auto header = [&](const char* name) { return valueOf(connection, MHD_HEADER_KIND, name); };
+    if (!namesThisMachine(header("Host"), m_names))
+        return "unknown Host: use localhost, a numeric address or the configured \"name\"\n";
+    const std::string_view site = header("Sec-Fetch-Site");
+    const bool isLink =
+        path == "/" && header("Sec-Fetch-Mode") == "navigate" && header("Sec-Fetch-Dest") == "document";
+    if ((site == "cross-site" || site == "same-site") && !isLink) return "cross-site requests are refused\n";
+    if (method != "GET" && method != "HEAD") return "only GET and HEAD are served\n";
+    if (!header("Content-Length").empty() || !header("Transfer-Encoding").empty())
+        return "requests with a body are refused\n";
     const auto kinds = static_cast<MHD_ValueKind>(MHD_HEADER_KIND | MHD_COOKIE_KIND | MHD_GET_ARGUMENT_KIND);
     if (MHD_get_connection_values(connection, kinds, nullptr, nullptr) > MOST_HEADERS)
-        return "too many headers\n";
+        return "more than 64 headers and parameters\n";
     return nullptr;
 }
 

@@ -43,7 +43,7 @@ private:
 
     Answer answerTo(MHD_Connection* connection, std::string_view path);
     Answer frameFor(MHD_Connection* connection);
-    const char* refusalOf(MHD_Connection* connection, std::string_view method) const;
+    const char* refusalOf(MHD_Connection* connection, std::string_view path, std::string_view method) const;
     bool admits(MHD_Connection* connection);
 
     LiveFrames& m_frames;

@@ -220,6 +220,16 @@ TEST_F(LiveView, AnswersNobodyWhoWantsMoreThanToLook) {
     httplib::Client client("127.0.0.1", port());
     EXPECT_EQ(403, client.Get("/", {{"Sec-Fetch-Site", "cross-site"}})->status);
     EXPECT_EQ(200, client.Get("/", {{"Sec-Fetch-Site", "same-origin"}})->status);
+    const auto follow = [&](const char* path, const char* destination) {
+        return client
+            .Get(path, {{"Sec-Fetch-Site", "cross-site"},
+                        {"Sec-Fetch-Mode", "navigate"},
+                        {"Sec-Fetch-Dest", destination}})
+            ->status;
+    };
+    EXPECT_EQ(200, follow("/", "document")) << "a link to the page";
+    EXPECT_EQ(403, follow("/", "iframe"));
+    EXPECT_EQ(403, follow("/stats.json", "document"));
     EXPECT_EQ(403, client.Post("/", "text", "text/plain")->status);
     EXPECT_EQ(404, client.Get("/../../etc/passwd")->status);
 }
