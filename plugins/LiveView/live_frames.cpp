@@ -189,10 +189,10 @@ ordered_json LiveFrames::figures() {
         recent += now - arrival.at < RECENT ? 1 : 0;
     }
     std::sort(latencies.begin(), latencies.end());
-    const std::int64_t told = static_cast<std::int64_t>(m_frames);
-    const std::int64_t lost = told == 0 ? 0 : m_greatestIndex - m_leastIndex + 1 - told;
-    return {{"frames", told},
-            {"lost", std::max<std::int64_t>(0, lost)},
+    const std::int64_t delivered = static_cast<std::int64_t>(m_frames);
+    const std::int64_t missing = delivered == 0 ? 0 : m_greatestIndex - m_leastIndex + 1 - delivered;
+    return {{"frames", delivered},
+            {"missing", std::max<std::int64_t>(0, missing)},
             {"fps", recent},
             {"latencyUs", {{"median", percentile(latencies, 50)}, {"p99", percentile(latencies, 99)}}}};
 }

@@ -116,7 +116,7 @@ TEST_F(LiveView, TellsFiguresSinceSomebodyLooks) {
     statistics(0);
     for (const int frame : {5, 3, 6}) push(frame, R"({"text":"a \" quote"})");
     json document = statistics(3);
-    EXPECT_EQ(1, document["lost"]);
+    EXPECT_EQ(1, document["missing"]);
     json& newest = document["newest"];
     EXPECT_EQ(6, newest["frame"]);
     EXPECT_EQ(R"({"text":"a \" quote"})", newest["descriptor"]);

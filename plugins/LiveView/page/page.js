@@ -137,7 +137,7 @@ async function figures() {
       const answer = await get('/stats.json?viewer=' + viewer);
       if (answer.status === 200) showFigures(JSON.parse(await answer.body.text()));
     } catch {
-      for (const id of ['fps', 'median', 'p99', 'frames', 'lost', 'mean']) show(id, '-');
+      for (const id of ['fps', 'median', 'p99', 'frames', 'missing', 'mean']) show(id, '-');
     }
     await sleep(500);
   }
@@ -148,7 +148,7 @@ function showFigures(all) {
   show('median', milliseconds(all.latencyUs.median));
   show('p99', milliseconds(all.latencyUs.p99));
   show('frames', all.frames);
-  show('lost', all.lost);
+  show('missing', all.missing);
   const newest = all.newest;
   if (!newest) return;
   show('size', newest.width + ' x ' + newest.height);
