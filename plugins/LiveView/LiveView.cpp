@@ -20,7 +20,7 @@ constexpr int USUAL_PORT = 8080;
 constexpr const char* USUAL_ADDRESS = "127.0.0.1";
 
 LiveFrames frames;
-LiveTexts texts;
+LiveTexts texts(frames.instance());
 ViewServer server(frames, texts);
 std::mutex serverMutex;  // one configuration or end at a time; guards the next
 bool configured = false;

@@ -8,27 +8,28 @@
 //   "address"  to listen on, by default "127.0.0.1", which only programs of this machine reach. Any other
 //              shows the camera to whoever reaches that address: there is no password.
 //   "name"     by which others call this machine, such as "board.local". Requests that call it by a name that
-//   is
-//              neither this one, nor the configured address, nor any numeric address, nor localhost are
+//              is neither this one, nor the configured address, nor any numeric address, nor localhost are
 //              refused: they may come from a page of somebody else.
 //
-//   /                        the page
-//   /frame.jpg?level=K       level K (0 to 7, by default 0) of the newest grey frame; 404 with a reason if
-//   there is
-//                            none. X-Lumetra-Picture names the picture, X-Lumetra-Frame its frame index,
-//                            X-Lumetra-Size the frame's size, X-Lumetra-Age-Ms the time since it came. With
-//                            &after=NAME of the newest picture the answer is 204 without it.
-//   /stats.json {"frames":..,"lost":..,"fps":..,"latencyUs":{"median":..,"p99":..},"encodings":..,
-//                            "newest":{"frame":..,"width":..,"height":..,"format":..,"levels":[[width,height]..],
-//                            "mean":..,"histogram":[256 numbers],"descriptor":"..","ageMs":..}}
-//   /texts.json?after=N      {"next":..,"results":[{"ageMs":..,"module":"..","result":{..}}..],
-//                            "log":[{"ageMs":..,"line":".."}..]}: what came after the answer whose "next" was
-//                            N
-// Figures cover the time since somebody began to look. "lost" counts the frame numbers that were left out
-// between the smallest and the greatest: frames that were lost, or numbers that the pusher skipped. "newest"
-// is missing until a frame has come, and its pixels' figures if it is not grey. A descriptor is cut after
-// 2,000 bytes. Eight pages look at once, told apart by &viewer=NAME; a ninth gets 503 and a reason. A page
-// that has not asked for three seconds leaves its place.
+//   /            the page; pages of others may link to it, and to nothing else
+//   /frame.jpg?level=K
+//                level K (0 to 7, by default 0) of the newest grey frame; 404 with a reason if there is none.
+//                X-Lumetra-Picture names the picture, X-Lumetra-Frame its frame index, X-Lumetra-Size the
+//                frame's size, X-Lumetra-Age-Ms the time since it came. With &after=NAME of the newest
+//                picture the answer is 204 without it.
+//   /stats.json  {"frames":..,"missing":..,"fps":..,"latencyUs":{"median":..,"p99":..},"encodings":..,
+//                "newest":{"frame":..,"width":..,"height":..,"format":..,"levels":[[width,height]..],
+//                "mean":..,"histogram":[256 numbers],"descriptor":"..","ageMs":..}}
+//   /texts.json?after=N
+//                {"instance":"..","next":..,"results":[{"ageMs":..,"module":"..","result":{..}}..],
+//                "log":[{"ageMs":..,"line":".."}..]}: what came after the answer whose "next" was N. Another
+//                "instance" is another loading of the module, whose numbers begin anew.
+//
+// Figures cover the time since somebody began to look. "missing" counts the frame numbers not received
+// between the smallest and the greatest: dropped, or never pushed. "newest" is left out until a frame has
+// come, and its pixels' figures if it is not grey. A descriptor is cut after 2,000 bytes. Eight pages look at
+// once, told apart by &viewer=NAME; a ninth gets 503 and a reason. A page that has not asked for three
+// seconds leaves its place.
 //
 // Nothing is computed while nobody looks: no request within three seconds. A picture is encoded once for all
 // who look, when the first of them asks. The module holds the newest frame. Through CB_LOG it tells where it

@@ -35,6 +35,7 @@ public:
     LiveFrames();
     void take(std::uint64_t chunkId, const std::shared_ptr<IChnk>& chunk);
     void forget();  ///< the newest frame and all figures
+    const std::string& instance() const { return m_instance; }
 
     /// Level `level` of the newest frame.
     /// @param seen  the token of the picture that the viewer has; it is not encoded again

@@ -50,8 +50,8 @@ std::string LiveTexts::list(const Texts& texts, std::uint64_t seen) {
 
 std::string LiveTexts::after(std::uint64_t seen) {
     const std::lock_guard lock(m_mutex);
-    return "{\"next\":" + std::to_string(m_number) + ",\"results\":" + list(m_results, seen) +
-           ",\"log\":" + list(m_lines, seen) + "}";
+    return "{\"instance\":\"" + m_instance + "\",\"next\":" + std::to_string(m_number) +
+           ",\"results\":" + list(m_results, seen) + ",\"log\":" + list(m_lines, seen) + "}";
 }
 
 void LiveTexts::forget() {

@@ -63,7 +63,7 @@ TEST(Viewers, AreEightUntilOneStopsAsking) {
 }
 
 TEST(LiveTexts, KeepTheNewestAndTakeNoResultThatIsNone) {
-    LiveTexts texts;
+    LiveTexts texts("here");
     for (const std::string& wrong :
          {std::string(""), std::string("Tags"), std::string("Tags "), std::string(" {}"),
           std::string("Tags []"), std::string("Tags {} {}"),
@@ -74,6 +74,7 @@ TEST(LiveTexts, KeepTheNewestAndTakeNoResultThatIsNone) {
         texts.addResult("Tags {\"frame\":" + std::to_string(frame) + "}");
     texts.addLine("a \" quote\xff" + std::string(2000, '-'));
     const auto all = nlohmann::json::parse(texts.after(0));
+    EXPECT_EQ("here", all["instance"]);
     ASSERT_EQ(64U, all["results"].size());
     EXPECT_EQ(6, all["results"][0]["result"]["frame"]);
     EXPECT_EQ("Tags", all["results"][0]["module"]);

@@ -83,7 +83,8 @@ session=$(sed -n 's/.*"sessionId":"\([0-9a-f]*\)".*/\1/p' "$work/answer.log")
 echo "live, with results of another module, by mouse and keys"
 python3 "$here/tag_clip.py" "$work/tags.y4m" 60
 play 0 --loop --format gray8 --module 'TagTracker={"rate":30}' \
-    --command 'LiveView:1002=a line of the log' "$work/tags.y4m"
+    --command 'LiveView:1002=a line of the log' \
+    --command 'LiveView:1001=Odd {"outlines":[null,{"points":[3]},{"points":[["a",1]]}]}' "$work/tags.y4m"
 port=${page##*:} port=${port%/}
 ask "session/$session/url" "{\"url\":\"$page\"}"
 within_seconds 20 state live
@@ -92,8 +93,9 @@ within_seconds 10 is_true "Number(document.getElementById('fps').textContent) > 
 within_seconds 10 is_true "document.getElementById('tallest').textContent.startsWith('tallest: ')"
 within_seconds 10 says "[...document.querySelectorAll('#levels img')].filter(i => i.naturalWidth > 0).length" 8
 within_seconds 10 says "document.querySelectorAll('#outlines polygon').length" 3
-within_seconds 10 says "document.getElementById('log').textContent" 'a line of the log'
+within_seconds 10 is_true "document.getElementById('log').textContent.endsWith('a line of the log')"
 within_seconds 10 is_true "document.getElementById('results').textContent.includes('TagTracker: frame')"
+within_seconds 10 is_true "document.getElementById('results').textContent.includes('Odd: frame')"
 evaluate "document.getElementById('levels').children[2].click()"
 within_seconds 10 says "$canvas_width" 160
 within_seconds 10 is_true "document.getElementById('large').classList.contains('exact')"
@@ -118,6 +120,17 @@ within_seconds 5 is_true "document.documentElement.scrollWidth <= 390"
 photograph live-view-phone
 devtools Emulation.clearDeviceMetricsOverride '{}'
 
+echo "over a link that takes seconds for a picture"
+devtools Network.enable '{}'
+evaluate "window.slowFrom = $frame_shown"
+slow='{"offline":false,"latency":0,"uploadThroughput":-1,"downloadThroughput":'
+devtools Network.emulateNetworkConditions "${slow}6000}"
+sleep 4
+evaluate "window.slowFrom = $frame_shown"
+within_seconds 20 is_true "$frame_shown !== window.slowFrom"
+devtools Network.emulateNetworkConditions "${slow}-1}"
+within_seconds 20 state live
+
 echo "stopped and going on"
 kill -STOP "$player"
 within_seconds 10 is_true "document.getElementById('state').textContent.startsWith('no answer for') && $is_stale"
@@ -138,6 +151,7 @@ play "$port" --size 320x240
 within_seconds 10 state live
 within_seconds 10 says "$canvas_width" 320
 within_seconds 10 is_true "$frame_shown > 0"
+within_seconds 5 is_true "!document.getElementById('results').textContent.includes('TagTracker')"
 stop
 play "$port" --flags 0 --format rgb --size 320x240
 within_seconds 10 is_true "document.getElementById('state').textContent === 'the frames are not grey now' && $is_stale"

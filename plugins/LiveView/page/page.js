@@ -26,16 +26,21 @@ const since = then => Math.max(performance.now() - then.steady, Math.min(Date.no
 
 async function get(path) {
   const patience = new AbortController();
-  const timer = setTimeout(() => patience.abort(), 2000);
+  let timer = setTimeout(() => patience.abort(), 2000);
   try {
     const answer = await fetch(path, {signal: patience.signal, cache: 'no-store'});
+    const answered = state.answered = clock();  // ages in the answer are those of now, not of the body's end
+    clearTimeout(timer);
+    timer = setTimeout(() => patience.abort(), 15000);  // a slow link takes longer for the body
     const body = await answer.blob();
-    state.answered = clock();
-    return {status: answer.status, head: name => answer.headers.get('X-Lumetra-' + name), body};
+    return {status: answer.status, head: name => answer.headers.get('X-Lumetra-' + name), body, answered};
   } finally {
     clearTimeout(timer);
   }
 }
+
+// Frames come at a camera's rate, of which a slow link shows a few: a picture's token ends with its arrival's number.
+const arrival = token => Number(token.slice(token.lastIndexOf('-') + 1));
 
 // The picture -----------------------------------------------------------------------------------------------
 
@@ -63,10 +68,10 @@ async function nextPicture() {
   if (level !== state.level || (state.paused && state.steps === 0)) return 0;
   state.steps = Math.max(0, state.steps - 1);
   const [width, height] = answer.head('Size').split('x').map(Number);
-  const isNext = shown && shown.token !== answer.head('Picture');
-  const gap = isNext ? since(shown.since) : 0;
-  state.shown = {blob: answer.body, level, token: answer.head('Picture'), frame: Number(answer.head('Frame')), width,
-                 height, ageMs: Number(answer.head('Age-Ms')), since: clock(),
+  const token = answer.head('Picture'), isNext = shown && shown.token !== token;
+  const gap = isNext ? since(shown.since) / Math.max(1, arrival(token) - arrival(shown.token)) : 0;
+  state.shown = {blob: answer.body, level, token, frame: Number(answer.head('Frame')), width,
+                 height, ageMs: Number(answer.head('Age-Ms')), since: answer.answered,
                  gap, usualGap: isNext ? Math.min(gap, shown.gap) : 0};
   const canvas = at('large');
   canvas.width = bitmap.width;
@@ -216,28 +221,36 @@ async function smallPictures() {
 // Results and log ---------------------------------------------------------------------------------------------
 
 async function texts() {
-  let next = 0;
+  let next = 0, instance = '';
   for (;;) {
     try {
       const answer = await get('/texts.json?after=' + next + '&viewer=' + viewer);
       if (answer.status === 200) {
         const fresh = JSON.parse(await answer.body.text());
-        if (fresh.next < next) next = 0;  // another server: asked anew
-        else takeTexts(fresh, next = fresh.next);
+        const isOther = fresh.instance !== instance, isWhole = !isOther || next === 0;
+        if (isOther) forgetTexts(instance = fresh.instance);
+        next = isWhole ? fresh.next : 0;  // another host: asked anew
+        if (isWhole) takeTexts(fresh, answer.answered);
       }
     } catch {
-      next = 0;
       await sleep(400);
     }
     await sleep(results.size > 0 ? 20 : 400);  // a result comes a moment after its frame
   }
 }
 
-function takeTexts(fresh) {
+function forgetTexts() {
+  results.clear();
+  show('results', 'none handed on by the host');
+  show('log', '-');
+  drawOutlines();
+}
+
+function takeTexts(fresh, answered) {
   for (const {module, result, ageMs} of fresh.results) {
     if (!results.has(module)) results.set(module, []);
     const ofModule = results.get(module);
-    ofModule.push({result, ageMs, since: clock()});
+    ofModule.push({result, ageMs, since: answered});
     if (ofModule.length > 90) ofModule.shift();
   }
   if (fresh.results.length > 0) {
@@ -271,12 +284,17 @@ function showResults() {
   }
 }
 
+const isPoint = point => Array.isArray(point) && point.length === 2 && point.every(Number.isFinite);
+const isOutline = one => Array.isArray(one?.points) && one.points.length > 0 && one.points.every(isPoint);
+
 // Of the frame that is shown, or else the newest of the second before it, dashed; paused, of that frame alone.
+// Numbers come again where a clip is repeated: a result that is older than the picture is another frame's.
 function resultToDraw(ofModule, shown) {
-  const same = ofModule.findLast(({result}) => result.frame === shown.frame);
+  const age = one => one.ageMs + since(one.since);
+  const same = ofModule.findLast(one => one.result.frame === shown.frame && age(one) < ageOfShown() + 1000);
   if (same || state.paused) return same;
   const newest = ofModule[ofModule.length - 1];
-  return newest.ageMs + since(newest.since) < 1000 ? newest : undefined;
+  return age(newest) < 1000 ? newest : undefined;
 }
 
 function drawOutlines() {
@@ -294,8 +312,7 @@ function drawOutlines() {
   for (const [module, ofModule] of results) {
     const drawn = resultToDraw(ofModule, shown);
     if (!drawn || !Array.isArray(drawn.result.outlines)) continue;
-    for (const {label, points} of drawn.result.outlines) {
-      if (!Array.isArray(points) || points.length === 0) continue;
+    for (const {label, points} of drawn.result.outlines.filter(isOutline)) {
       const age = drawn.result.frame === shown.frame ? '' : 'earlier';
       const polygon = element('polygon', {points: points.join(' '), class: age});
       const size = Math.max(10, shown.height / 24);
