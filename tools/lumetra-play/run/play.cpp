@@ -150,6 +150,7 @@ private:
     void loadModules(const LibraryTable& library, EngineSession& engine);
     PlayResult playFrames(const LibraryTable& library, EngineSession& engine, MonitorLink& monitor,
                           PixelCheck* check);
+    void makeSheet(const LibraryTable& library, MonitorLink& monitor);
 
     const Options& m_options;
     StopRequest& m_stop;
@@ -174,15 +175,25 @@ void Play::run(const std::function<void(const Summary&)>& finish) {
     m_stop.stop();
     if (m_source) m_summary.remark = m_source->remark();
     if (m_source) m_summary.error = m_source->error();
-    if (!m_options.sheet.empty() && m_summary.play.pushed > 0) {
-        writeSheet(m_options.sheet, m_summary.picture, m_summary.play.lastFrame, monitor, library,
-                   *m_scratch);
-        m_summary.sheet = sheetText(m_options.sheet, m_summary.play);
-    }
-    m_summary.modules = engine.report();
+    // What fails from here on leaves the figures as they are.
+    const auto attempt = [this](const auto& step) {
+        try {
+            step();
+        } catch (const PlayError& error) {
+            m_summary.error += (m_summary.error.empty() ? "" : "; ") + std::string(error.what());
+        }
+    };
+    attempt([&] { makeSheet(library, monitor); });
+    attempt([&] { m_summary.modules = engine.report(); });
     m_summary.log = output::logCounts();
     if (m_options.check) m_summary.check = check.result();
     finish(m_summary);
+}
+
+void Play::makeSheet(const LibraryTable& library, MonitorLink& monitor) {
+    if (m_options.sheet.empty() || m_summary.play.pushed == 0) return;
+    writeSheet(m_options.sheet, m_summary.picture, m_summary.play.lastFrame, monitor, library, *m_scratch);
+    m_summary.sheet = sheetText(m_options.sheet, m_summary.play);
 }
 
 void Play::loadModules(const LibraryTable& library, EngineSession& engine) {
