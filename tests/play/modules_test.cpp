@@ -87,6 +87,31 @@ TEST_F(DrivenModules, ThatDoNotLoadSayWhyAndWhereToLook) {
     EXPECT_THAT(err, HasSubstr("lumetra-inspect " + file));
 }
 
+TEST_F(DrivenModules, ThatThrowAreNamedAndEndNothingElse) {
+    struct Case {
+        const char* arguments;
+        int status;
+        const char *says, *prints;
+    };
+    const Case cases[] = {
+        {"Text=throw-initialize", 1, "be configured (broken): mend it", ""},
+        {"Text --command Text:1001", 1, "answer Text:1001 (not a std::exception)", ""},
+        {"Text=throw-status", 1, "tell its status (broken)", "pushed     2 frames"},
+        {"Text=throw-destroy", 0, "be removed (broken)", "pushed     2 frames"},
+    };
+    for (const Case& test : cases) {
+        EXPECT_EQ(test.status, play(std::string("--frames 2 --size 32x16 --module ") + test.arguments))
+            << test.arguments;
+        EXPECT_THAT(err,
+                    HasSubstr(std::string("the module Text threw an exception when it was to ") + test.says));
+        EXPECT_THAT(out, HasSubstr(test.prints)) << test.arguments;
+    }
+    EXPECT_EQ(0, play("--frames 0 --size 32x16 --module Text --command -",
+                      "echo Text:1001; echo Text:1000=alive; while ! grep -q frame " + folder.file("out") +
+                          "; do sleep 0.1; done; echo q"));
+    EXPECT_THAT(out, HasSubstr("\"heard\":\"alive\"")) << err;
+}
+
 TEST_F(DrivenModules, ThatHangAreNamedToWhoeverEndsTheProgram) {
     const std::string thenInterrupt = "; do sleep 0.1; done; kill -INT $pid; ";
     EXPECT_EQ(130, play("--frames 0 --size 32x16 --module Text=hang & pid=$!; while ! grep -q frame " +

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -19,6 +20,10 @@ std::atomic<bool> hanging = false, slow = false;
 // address, are in an order that the loader keeps and the thread sanitizer does not see.
 char configured[64];
 
+void throwIfConfigured(const char* function) {
+    if (configured == std::string("throw-") + function) throw std::runtime_error("broken");
+}
+
 }  // namespace
 
 std::int32_t getModuleID() {
@@ -27,6 +32,7 @@ std::int32_t getModuleID() {
 
 void initialize(const char* configuration) {
     std::snprintf(configured, sizeof configured, "%s", configuration);
+    throwIfConfigured("initialize");
     hanging = std::string_view(configured) == "hang";
     slow = std::string_view(configured) == "slow";
 }
@@ -39,6 +45,7 @@ int registerCallback(LUMETRA_CBTYPE kind, void* function, void* user) {
 
 int command(LUMETRA_CMDTYPE number, const char* text) {
     if (number == LUMETRA_CMD_RESULTFORM) return LUMETRA_RESULTFORM_TEXT;
+    if (number == LUMETRA_CMDTYPE(1001)) throw 1001;
     if (number != LUMETRA_CMDTYPE(1000)) return 0;
     const std::string json = "{\"version\":" + std::to_string(MODULE_VERSION) + ",\"heard\":\"" + text +
                              "\",\n\"configured\":\"" + configured + "\"}";
@@ -53,9 +60,11 @@ void notifyNewData(std::uint64_t, std::shared_ptr<IChnk> chunk) {
 }
 
 std::int32_t getStatus() {
+    throwIfConfigured("status");
     return 7;
 }
 
 void destroy() {
+    throwIfConfigured("destroy");
     results.set(nullptr, nullptr);
 }

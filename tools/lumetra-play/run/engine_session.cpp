@@ -37,6 +37,24 @@ std::string whyNotLoaded(const fs::path& file) try {
     return error.what();
 }
 
+// A call into a module, which may throw anything. It becomes an error of the player's own: the threads of the
+// console and of the watch catch nothing else, and what was thrown may not outlive the module's code.
+template <class Call>
+auto inModule(const std::string& module, const std::string& what, const Call& call) {
+    const WaitingFor waiting("the module " + module + " to " + what);
+    const auto failure = [&](const std::string& reason) {
+        return PlayError("the module " + module + " threw an exception when it was to " + what + " (" +
+                         reason + "): mend it or leave it out");
+    };
+    try {
+        return call();
+    } catch (const std::exception& error) {
+        throw failure(error.what());
+    } catch (...) {
+        throw failure("not a std::exception");
+    }
+}
+
 void onLogLine(std::int32_t level, const char16_t* text) {
     ViewLink::handOnLine(text);
     output::onLogLine(level, text);
@@ -64,7 +82,11 @@ EngineSession::EngineSession(const LibraryTable& library, const ScratchFolder* s
 }
 
 EngineSession::~EngineSession() {
-    for (auto module = m_modules.rbegin(); module != m_modules.rend(); ++module) remove(*module);
+    for (auto module = m_modules.rbegin(); module != m_modules.rend(); ++module) try {
+            remove(*module);
+        } catch (const PlayError& error) {
+            output::complain(error.what());
+        }
     // A library that is still mapped is one whose code still runs.
     std::string busy;
     for (const Module& module : m_modules)
@@ -132,11 +154,10 @@ fs::path EngineSession::copyOf(const Module& module) {
 
 void EngineSession::open(Module& module, const fs::path& file) {
     const std::string& name = module.request.name;
-    const WaitingFor waiting("the module " + name + " to be loaded");
-    {
+    module.id = inModule(name, "be loaded", [&] {
         const WorkingFolder folder(file.parent_path().parent_path());
-        module.id = m_library.registerDllByName(toUtf16(file.filename().string()).c_str());
-    }
+        return m_library.registerDllByName(toUtf16(file.filename().string()).c_str());
+    });
     const std::string more = "; lumetra-inspect " + moduleFile(module.folder, name).string() + " says more";
     if (module.id == 0) throw PlayError("cannot load the module " + name + ": " + whyNotLoaded(file) + more);
     if (module.id < 0)
@@ -150,19 +171,20 @@ void EngineSession::open(Module& module, const fs::path& file) {
                 throw PlayError("the module " + name + " has the id " + std::to_string(module.id) +
                                 ", which " + other.request.name + " has: leave one out");
     }
-    m_library.registerCallback(module.id, CB_LOG, logFunction(), nullptr);
     const LUMETRA_TEXTRESULTFN function = &onResult;
-    module.handsOutTexts =
-        m_library.command(module.id, LUMETRA_CMD_RESULTFORM, u"") == LUMETRA_RESULTFORM_TEXT &&
-        m_library.registerCallback(module.id, CB_TYPE2, reinterpret_cast<void*>(function), module.results) ==
-            1;
-    if (module.request.configuration)
-        m_library.initializeDllByID(module.id, toUtf16(*module.request.configuration).c_str());
+    inModule(name, "be configured", [&] {
+        m_library.registerCallback(module.id, CB_LOG, logFunction(), nullptr);
+        module.handsOutTexts =
+            m_library.command(module.id, LUMETRA_CMD_RESULTFORM, u"") == LUMETRA_RESULTFORM_TEXT &&
+            m_library.registerCallback(module.id, CB_TYPE2, reinterpret_cast<void*>(function),
+                                       module.results) == 1;
+        if (module.request.configuration)
+            m_library.initializeDllByID(module.id, toUtf16(*module.request.configuration).c_str());
+    });
 }
 
 void EngineSession::remove(const Module& module) {
-    const WaitingFor waiting("the module " + module.request.name + " to be removed");
-    m_library.unregisterDllByID(module.id);
+    inModule(module.request.name, "be removed", [&] { return m_library.unregisterDllByID(module.id); });
 }
 
 EngineSession::Module EngineSession::find(const std::string& nameOrId) const {
@@ -178,8 +200,9 @@ EngineSession::Module EngineSession::find(const std::string& nameOrId) const {
 int EngineSession::command(const CommandRequest& request) {
     const std::string name = request.module + ":" + std::to_string(request.number);
     const std::int32_t id = find(request.module).id;
-    const WaitingFor waiting("the module " + request.module + " to answer " + name);
-    const int answer = m_library.command(id, LUMETRA_CMDTYPE(request.number), toUtf16(request.text).c_str());
+    const int answer = inModule(request.module, "answer " + name, [&] {
+        return m_library.command(id, LUMETRA_CMDTYPE(request.number), toUtf16(request.text).c_str());
+    });
     output::say(name + " answers " + std::to_string(answer));
     return answer;
 }
@@ -204,8 +227,8 @@ std::vector<ModuleReport> EngineSession::report() const {
     }
     std::vector<ModuleReport> reports;
     for (const Module& module : modules) {
-        const WaitingFor waiting("the module " + module.request.name + " to tell its status");
-        const std::int32_t status = m_library.getStatus(module.id);
+        const std::int32_t status =
+            inModule(module.request.name, "tell its status", [&] { return m_library.getStatus(module.id); });
         const std::lock_guard lock(module.results->mutex);
         reports.push_back({module.request.name, module.id, status,
                            module.handsOutTexts ? std::optional(module.results->count) : std::nullopt,
