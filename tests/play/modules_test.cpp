@@ -21,6 +21,7 @@ using testing::HasSubstr;
 
 constexpr const char* FIRST = TEXT_MODULES "/TextOne.framework/TextOne";
 constexpr const char* SECOND = TEXT_MODULES "/TextTwo.framework/TextTwo";
+constexpr const char* VIEW = TEXT_MODULES "/TextView.framework/TextView";
 
 class DrivenModules : public testing::Test {
 protected:
@@ -95,7 +96,7 @@ TEST_F(DrivenModules, ThatThrowAreNamedAndEndNothingElse) {
     };
     const Case cases[] = {
         {"Text=throw-initialize", 1, "be configured (broken): mend it", ""},
-        {"Text --command Text:1001", 1, "answer Text:1001 (not a std::exception)", ""},
+        {"Text --command Text:1003", 1, "answer Text:1003 (not a std::exception)", ""},
         {"Text=throw-status", 1, "tell its status (broken)", "pushed     2 frames"},
         {"Text=throw-destroy", 0, "be removed (broken)", "pushed     2 frames"},
     };
@@ -107,9 +108,19 @@ TEST_F(DrivenModules, ThatThrowAreNamedAndEndNothingElse) {
         EXPECT_THAT(out, HasSubstr(test.prints)) << test.arguments;
     }
     EXPECT_EQ(0, play("--frames 0 --size 32x16 --module Text --command -",
-                      "echo Text:1001; echo Text:1000=alive; while ! grep -q frame " + folder.file("out") +
+                      "echo Text:1003; echo Text:1000=alive; while ! grep -q frame " + folder.file("out") +
                           "; do sleep 0.1; done; echo q"));
     EXPECT_THAT(out, HasSubstr("\"heard\":\"alive\"")) << err;
+}
+
+TEST_F(DrivenModules, AreShownInALiveViewThatIsAModuleLikeOthers) {
+    fs::create_directory(folder.file("LiveView.framework"));
+    fs::copy_file(VIEW, folder.file("LiveView.framework/LiveView"));
+    EXPECT_EQ(0, play("--frames 2 --size 32x16 --module LiveView --module Text --command Text:1000=shown"))
+        << err;
+    EXPECT_THAT(out, ContainsRegex("LiveView .*\"heard\":\"Text .*shown"))
+        << "what it logs or hands out meanwhile goes elsewhere";
+    EXPECT_THAT(out, HasSubstr("Text loaded successfully"));
 }
 
 TEST_F(DrivenModules, ThatHangAreNamedToWhoeverEndsTheProgram) {

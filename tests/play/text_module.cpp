@@ -1,6 +1,6 @@
 // text_module.cpp - a module for the player's tests: hands out texts, answers commands, and does harm if its
 // configuration says so. MODULE_VERSION comes from the build, so that a new version can be told from an old
-// one.
+// one, and MODULE_ID, so that one can take LiveView's place: it hands out what it is told to show.
 #include <LumetraCore/LumetraModule.h>
 #include <LumetraCore/TextResults.h>
 
@@ -27,7 +27,7 @@ void throwIfConfigured(const char* function) {
 }  // namespace
 
 std::int32_t getModuleID() {
-    return 60;
+    return MODULE_ID;
 }
 
 void initialize(const char* configuration) {
@@ -45,8 +45,8 @@ int registerCallback(LUMETRA_CBTYPE kind, void* function, void* user) {
 
 int command(LUMETRA_CMDTYPE number, const char* text) {
     if (number == LUMETRA_CMD_RESULTFORM) return LUMETRA_RESULTFORM_TEXT;
-    if (number == LUMETRA_CMDTYPE(1001)) throw 1001;
-    if (number != LUMETRA_CMDTYPE(1000)) return 0;
+    if (number == LUMETRA_CMDTYPE(1003)) throw 1003;
+    if (number < LUMETRA_CMDTYPE(1000) || number > LUMETRA_CMDTYPE(1002)) return 0;
     const std::string json = "{\"version\":" + std::to_string(MODULE_VERSION) + ",\"heard\":\"" + text +
                              "\",\n\"configured\":\"" + configured + "\"}";
     results.write(json.c_str());
@@ -54,6 +54,7 @@ int command(LUMETRA_CMDTYPE number, const char* text) {
 }
 
 void notifyNewData(std::uint64_t, std::shared_ptr<IChnk> chunk) {
+    if (MODULE_ID != 60) return;
     if (slow) std::this_thread::sleep_for(std::chrono::milliseconds(200));
     results.write(("{\"frame\":" + std::to_string(chunk->frameIndex) + "}").c_str());
     while (hanging) std::this_thread::sleep_for(std::chrono::hours(1));

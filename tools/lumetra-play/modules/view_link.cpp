@@ -22,9 +22,17 @@ void setCurrent(const LibraryTable* library) {
 }
 
 void send(LUMETRA_CMDTYPE command, const std::u16string& text) {
+    // What is logged while the view takes a line would be the next line for it to take.
+    thread_local bool sending = false;
+    if (sending) return;
     const std::shared_lock lock(currentMutex);
     if (currentLibrary == nullptr) return;
-    currentLibrary->command(VIEW_ID, command, text.c_str());
+    sending = true;
+    try {
+        currentLibrary->command(VIEW_ID, command, text.c_str());
+    } catch (...) {  // it would be the caller's, who knows nothing of a view
+    }
+    sending = false;
 }
 
 }  // namespace

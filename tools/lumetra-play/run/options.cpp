@@ -281,6 +281,8 @@ void requireSense(const Options& options) {
         if (std::any_of(options.modules.begin(), module,
                         [&](const ModuleRequest& other) { return other.name == module->name; }))
             throw PlayError("the module " + module->name + " is named twice: leave out one");
+        else if (options.view && module->name == "LiveView")
+            throw PlayError("--view loads the module LiveView: leave out one of the two");
     if (options.jpegFolder.empty()) return;
     if (!fs::is_directory(options.jpegFolder))
         throw PlayError(options.jpegFolder + " is no folder: make it or name another by --save-jpeg");
@@ -334,11 +336,11 @@ std::optional<Options> parseOptions(int argc, const char* const* argv) {
         output::requireWritten();
         return std::nullopt;
     }
-    requireSense(options);
-    if (options.info || options.devices) requireNothingElse(app);
     if (app.count("--view") > 0) options.view = parseView(raw.view);
     if (app.count("--pyramid") > 0) options.pyramid = raw.pyramid;
     addWatched(options, raw.watched);
+    requireSense(options);
+    if (options.info || options.devices) requireNothingElse(app);
     makePathsAbsolute(options);
     return options;
 }

@@ -169,7 +169,10 @@ void Play::run(const std::function<void(const Summary&)>& finish) {
                       !m_options.jpegFolder.empty()});
     engine.loadModule({"FrameMonitor", std::nullopt}, folderOfModule("FrameMonitor", m_options.modulePath));
     MonitorLink monitor(library, m_options.check ? &check : nullptr);
-    const auto viewLink = m_options.view ? std::make_unique<ViewLink>(library) : nullptr;
+    const bool viewed =
+        m_options.view || std::any_of(m_options.modules.begin(), m_options.modules.end(),
+                                      [](const ModuleRequest& module) { return module.name == "LiveView"; });
+    const auto viewLink = viewed ? std::make_unique<ViewLink>(library) : nullptr;
     loadModules(library, engine);
     m_summary.play = playFrames(library, engine, monitor, m_options.check ? &check : nullptr);
     m_stop.stop();
