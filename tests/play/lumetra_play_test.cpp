@@ -219,6 +219,10 @@ TEST_F(LumetraPlay, EndsWithASummaryWhenItIsInterrupted) {
 #endif
     };
     ASSERT_EQ(0, mkfifo(folder.file("unwritten").c_str(), 0600));
+#ifdef LUMETRA_PLAY_MEDIA
+    EXPECT_EQ(3, play("--seconds 0.1 " + folder.file("unwritten")));
+    EXPECT_THAT(err, HasSubstr("no frame came within --seconds"));
+#endif
     for (const auto& test : cases) {
         const std::string& arguments = test.first;
         for (const char* name : {"out", "pid"}) folder.write(name, "");

@@ -77,8 +77,8 @@ int main(int argc, char** argv) {
         const auto options = parseOptions(argc, argv);
         if (!options) return EXIT_AS_ASKED;
         return run(*options);
-    } catch (const Interrupted& error) {
-        return fail(error.what(), EXIT_INTERRUPTED, json);
+    } catch (const EndedEarly& error) {
+        return fail(error.what(), error.status, json);
     } catch (const std::bad_alloc&) {
         return fail("out of memory: play a smaller picture", EXIT_ERROR, json);
     } catch (const std::exception& error) {

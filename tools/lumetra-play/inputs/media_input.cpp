@@ -158,7 +158,7 @@ void MediaInput::open(const Options& options) {
         result = guess ? AVERROR_INVALIDDATA : avformat_find_stream_info(format, nullptr);
         if (guess) takeLastMessage();
     }
-    if (m_stop.requested()) throw Interrupted();
+    if (m_stop.requested()) throw EndedEarly(m_stop.interrupted());
     if (result < 0) throw PlayError(explain(result, options));
 }
 

@@ -12,7 +12,7 @@
 
 class MediaInput {
 public:
-    /// @throws PlayError if it cannot be opened or holds no video; Interrupted
+    /// @throws PlayError if it cannot be opened or holds no video; EndedEarly
     MediaInput(const std::string& name, const Options& options, const StopRequest& stop);
 
     /// The next picture, which is there until the next call; null at the end.

@@ -50,7 +50,7 @@ MediaSource::MediaSource(const Options& options, const StopRequest& stop) : m_op
             throw systemError("cannot open " + input, ENOENT, "check the path");
     m_waiting = openNext();
     m_live = m_input->isLive();
-    if (m_stop.requested() && m_waiting == nullptr) throw Interrupted();
+    if (m_stop.requested() && m_waiting == nullptr) throw EndedEarly(m_stop.interrupted());
     if (m_waiting == nullptr) {
         const std::string damage = m_input->damage();
         if (m_input->facts().container.starts_with("mov") && m_input->isPipe())
@@ -102,7 +102,7 @@ bool MediaSource::read(Bytes& frame, double& seconds) try {
     seconds = steadyTime(m_input->secondsOf(*m_waiting));
     m_waiting = nullptr;
     return true;
-} catch (const Interrupted&) {
+} catch (const EndedEarly&) {
     return false;  // what has been played is something to report
 } catch (const PlayError& error) {
     m_error = error.what();

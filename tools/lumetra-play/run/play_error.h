@@ -21,10 +21,15 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Somebody asked for the end before there was anything to report.
-class Interrupted : public PlayError {
+/// The end came before there was anything to report: by a signal, or because --seconds have passed.
+class EndedEarly : public PlayError {
 public:
-    Interrupted() : PlayError("interrupted before the first frame") {}
+    explicit EndedEarly(bool bySignal)
+        : PlayError(bySignal ? "interrupted before the first frame"
+                             : "no frame came within --seconds: give it more"),
+          status(bySignal ? EXIT_INTERRUPTED : EXIT_UNDELIVERED) {}
+
+    const ExitStatus status;
 };
 
 /// "cannot write PATH (REASON): HINT", the reason being that of `error`, an errno.
