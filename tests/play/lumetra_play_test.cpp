@@ -188,6 +188,8 @@ TEST_F(LumetraPlay, SaysWhyThePageCannotBeServed) {
     close(taken);
     EXPECT_EQ(1, play("--frames 1 --view=192.0.2.1:8080"));
     EXPECT_THAT(err, HasSubstr("(Cannot assign requested address): name an address of this machine"));
+    EXPECT_EQ(1, play("--frames 1 --view=[2001:db8::1]:8080"));
+    EXPECT_THAT(err, HasSubstr("cannot be served at [2001:db8::1]:8080 ("));
 }
 #endif
 

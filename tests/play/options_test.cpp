@@ -57,8 +57,10 @@ TEST(Options, TakeAPortForTheViewOrAny) {
     EXPECT_EQ("127.0.0.1 0", viewOf("--view"));
     EXPECT_EQ("127.0.0.1 8080", viewOf("--view=8080"));
     EXPECT_EQ("0.0.0.0 80", viewOf("--view=0.0.0.0:80"));
+    EXPECT_EQ("::1 80", viewOf("--view=[::1]:80"));
     EXPECT_EQ("none", viewOf("--loop"));
-    for (const char* option : {"--view=x", "--view=-1", "--view=65536", "--view=80x", "--view=:80"})
+    for (const char* option : {"--view=x", "--view=-1", "--view=65536", "--view=80x", "--view=:80",
+                               "--view=::1:80", "--view=[::1]"})
         EXPECT_THROW(viewOf(option), PlayError) << option;
 }
 

@@ -404,7 +404,12 @@ Options::View parseView(const std::string& text) {
     const auto port = wholeNumber(alone ? text : text.substr(colon + 1));
     if (!port || *port < 0 || *port > 65535 || colon == 0)
         throw PlayError("--view=" + text + " names no port: use 1 to 65535, ADDRESS:PORT, or --view for any");
-    return {alone ? "127.0.0.1" : text.substr(0, colon), *port};
+    std::string address = alone ? "127.0.0.1" : text.substr(0, colon);
+    if (address.starts_with('[') && address.ends_with(']'))
+        address = address.substr(1, address.size() - 2);
+    else if (address.find(':') != std::string::npos)
+        throw PlayError("--view=" + text + " is no address and port: use brackets, as in [::1]:8080");
+    return {address, *port};
 }
 
 std::int32_t defaultFlags(LUMETRA_IMGFORMATTYPE format) {

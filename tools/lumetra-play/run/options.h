@@ -27,8 +27,8 @@ struct Options {
         std::int32_t width, height;  // pixels
     };
     struct View {
-        std::string address;
-        std::int32_t port;  // 0: any
+        std::string address;  // without brackets
+        std::int32_t port;    // 0: any
     };
 
     std::vector<std::string> inputs;  // none: the built-in scene
@@ -77,7 +77,7 @@ Options::Size parseSize(const std::string& text);
 ModuleRequest parseModule(const std::string& text);
 /// NAME:NUMBER or NAME:NUMBER=TEXT. @throws PlayError otherwise
 CommandRequest parseCommand(const std::string& text);
-/// PORT or ADDRESS:PORT. @throws PlayError otherwise
+/// PORT or ADDRESS:PORT, an IPv6 address in brackets. @throws PlayError otherwise
 Options::View parseView(const std::string& text);
 
 /// The flags with which a format works out of the box: packed luma has neither flip nor supplied levels.

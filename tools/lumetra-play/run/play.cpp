@@ -103,7 +103,9 @@ std::string loadView(const Options& options, const LibraryTable& library, Engine
     const std::int32_t id =
         engine.loadModule({"LiveView", configuration}, folderOfModule("LiveView", options.modulePath));
     const int port = library.command(id, GET_PORT, u"");
-    const std::string place = view.address + ":" + std::to_string(port != 0 ? port : view.port);
+    const bool hasColons = view.address.find(':') != std::string::npos;
+    const std::string place = (hasColons ? "[" + view.address + "]" : view.address) + ":" +
+                              std::to_string(port != 0 ? port : view.port);
     if (port == 0) throw PlayError("the live view cannot be served at " + place + listenError(view));
     const std::string page = "http://" + place + "/";
     output::showResult("live view: " + page);
