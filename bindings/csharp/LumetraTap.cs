@@ -11,12 +11,13 @@ using System.Threading;
 namespace LumetraCore
 {
     /// <summary>Takes a frame, on a thread of the module's, one at a time. The frame is the receiver's to dispose, now
-    /// or later. What it throws goes to <see cref="Engine.CallbackFailed"/>. It must neither end the tap nor remove
-    /// its module or destroy the engine, which wait for it.</summary>
+    /// or later. What it throws goes to <see cref="Engine.CallbackFailed"/>. It cannot call <see cref="Tap.Start"/> or
+    /// <see cref="Tap.Stop"/>, and must neither remove the module nor destroy the engine, which wait for it.</summary>
     public delegate void FrameReceiver(TapFrame frame);
 
-    /// <summary>One frame. What is kept is memory that the engine cannot use again: dispose what you do not need. Any
-    /// thread, but not while another disposes it.</summary>
+    /// <summary>One frame. What is kept is memory that the engine cannot use again: dispose what you do not need. The
+    /// garbage collector disposes a frame that nobody refers to any more, even while its pixels are still read: hold it
+    /// by <c>using</c> or <c>GC.KeepAlive</c> for as long. Any thread, but not while another disposes it.</summary>
     public sealed class TapFrame : IDisposable
     {
         /// <summary>Levels of a frame: the picture, and seven smaller ones.</summary>
@@ -27,8 +28,8 @@ namespace LumetraCore
 
         internal TapFrame(IntPtr frame)
         {
-            this.frame = frame;
             record = (Record)Marshal.PtrToStructure(frame, typeof(Record));
+            this.frame = frame;  // from here on it can be released
             byte[] text = new byte[record.DescriptorSize];
             Marshal.Copy(record.Descriptor, text, 0, text.Length);
             Descriptor = Encoding.UTF8.GetString(text);
@@ -136,10 +137,12 @@ namespace LumetraCore
 
         private static readonly NativeTapFn thunk = Receive;
         private static FrameReceiver receiver;
+        [ThreadStatic] private static bool inReceiver;
 
         /// <summary>Delivers the frames to <paramref name="newReceiver"/>, in place of the one before, which is not
         /// called any more. The module must have been loaded by <see cref="Engine.RegisterModule"/>.</summary>
         /// <returns>Whether the module took it.</returns>
+        /// <exception cref="InvalidOperationException">Called by the receiver.</exception>
         public static bool Start(FrameReceiver newReceiver)
         {
             if (newReceiver == null) throw new ArgumentNullException(nameof(newReceiver));
@@ -150,8 +153,11 @@ namespace LumetraCore
         }
 
         /// <summary>Delivers no frames any more; the receiver is not called after this has returned.</summary>
+        /// <exception cref="InvalidOperationException">Called by the receiver.</exception>
         public static void Stop()
         {
+            // The module would wait for the thread that it is called on, which ends the process.
+            if (inReceiver) throw new InvalidOperationException("A receiver cannot end its own tap.");
             Engine.UnregisterCallback(ModuleId, CallbackKind.Type2);
             Volatile.Write(ref receiver, null);
         }
@@ -162,6 +168,7 @@ namespace LumetraCore
         [MonoPInvokeCallback(typeof(NativeTapFn))]
         private static void Receive(IntPtr user, IntPtr frame)
         {
+            inReceiver = true;
             try
             {
                 var tapped = new TapFrame(frame);
@@ -172,6 +179,10 @@ namespace LumetraCore
             catch (Exception exception)
             {
                 Engine.ReportFailure(ModuleId, CallbackKind.Type2, exception);
+            }
+            finally
+            {
+                inReceiver = false;
             }
         }
     }

@@ -376,6 +376,16 @@ static class BindingTest
         StartTapped(frame => { ++calls; frame.Dispose(); throw new FormatException("tap"); }, ConversionFlags.None);
         for (int frame = 0; frame < 2; ++frame) PushUntil(frame, () => calls > frame);
         Tap.Stop();
+        int refusals = 0;
+        Tap.Start(frame =>
+        {
+            frame.Dispose();
+            Throws<InvalidOperationException>(Tap.Stop, "a receiver that stops");
+            Throws<InvalidOperationException>(() => Tap.Start(other => { }), "a receiver that starts another");
+            ++refusals;
+        });
+        PushUntil(2, () => refusals > 0);
+        Tap.Stop();
         Engine.CallbackFailed -= subscriber;
         Same("105 Type2 tap", told.ModuleId + " " + told.Kind + " " + told.Exception.Message);
         Engine.UnregisterModule(Tap.ModuleId);
