@@ -92,8 +92,8 @@ namespace LumetraCore
 
     /// <summary>Takes a line of the log. The engine logs at level 0. Runs on native threads, several at once;
     /// what it throws goes to <see cref="Engine.CallbackFailed"/>. It must not call
-    /// <see cref="Engine.SetNativeTexture"/>, which logs with its record locked. A module's handler must not register or take back
-    /// that module's log, nor remove it: the module may be waiting for the handler.</summary>
+    /// <see cref="Engine.SetNativeTexture"/>, which logs with its record locked. A module's handler must not register or
+    /// unregister that module's log, nor remove it: the module may be waiting for the handler.</summary>
     public delegate void LogHandler(int level, string text);
 
     /// <summary>Sees the descriptor of a frame that a module pushes and returns the one that travels with the

@@ -17,8 +17,8 @@ namespace LumetraCore
         /// <param name="width">Pixels in a row.</param>
         /// <param name="height">Rows.</param>
         /// <param name="bytesPerPixel">1 for a plane or grey, 2 for YUYV, 3 for RGB and BGR, 4 for BGRA.</param>
-        /// <param name="packed">Filled; not the array that the picture is in, unless the stride is
-        /// positive.</param>
+        /// <param name="packed">Filled; not the array that the picture is in, unless the stride is positive and
+        /// <paramref name="at"/> is not behind <paramref name="top"/>.</param>
         /// <param name="at">Where in it to begin: behind the planes that are there already.</param>
         /// <returns>The place behind what was written.</returns>
         /// <exception cref="ArgumentException">A side or pixel below 1, a row longer than the stride, or a

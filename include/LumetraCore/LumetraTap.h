@@ -9,9 +9,10 @@
  * While the function is at work newer frames replace the one that waits, so that a slow receiver sees fewer
  * frames, each of them recent.
  *
- * The pixels are not copied. A frame and all it points to stay as they are until the receiver releases it, on
- * any thread, also after the module's removal and the engine's end. Each must be released once; what is kept
- * is memory that the engine cannot use again. Other modules see the same pixels: do not write to them. */
+ * The pixels are not copied. A frame and all it points to stay as they are (but for two frames pushed within
+ * one millisecond, which share one) until the receiver releases it, on any thread, also after the module's
+ * removal and the engine's end. Each must be released once; what is kept is memory that the engine cannot use
+ * again. Other modules see the same pixels: do not write to them. */
 #ifndef LUMETRACORE_LUMETRATAP_H
 #define LUMETRACORE_LUMETRATAP_H
 
@@ -22,12 +23,12 @@
 
 /** One frame, the receiver's until it is released. Members are only ever added at the end. */
 typedef struct LumetraTapFrame {
-    /** Bytes of this structure in the module: members behind them are not there. */
+    /** Bytes of this structure in the module: members at or beyond this offset do not exist. */
     uint32_t structSize;
     /** LUMETRA_IMGFORMAT_GRAY8 after a conversion, else the configured one. */
     LUMETRA_IMGFORMATTYPE format;
     uint64_t id;                    /**< push time: milliseconds since the Unix epoch */
-    uint64_t skipped;               /**< frames skipped so far, as LUMETRA_TAP_CMD_SKIPPED counts */
+    uint64_t skipped;               /**< frames not delivered so far, because a newer frame had come first */
     int32_t frameIndex;             /**< the pusher's number for the frame */
     int32_t width;                  /**< pixels in a row of level 0; of level k `width >> k` */
     int32_t height;                 /**< rows of level 0; of level k `height >> k` */
@@ -35,14 +36,14 @@ typedef struct LumetraTapFrame {
     const char* descriptor;         /**< UTF-8 with a 0 byte at its end, normally JSON */
     const unsigned char* levels[8]; /**< rows without padding, top row first; null: no pixels there */
     int32_t levelSizes[8];          /**< bytes at each of them */
-    /** Ends the frame, which is not there any more when this returns. Any thread. */
+    /** Releases the frame; `frame` is invalid afterwards. Any thread. */
     void (*release)(const struct LumetraTapFrame* frame);
 } LumetraTapFrame;
 
 /** The host's receiver. `user` is the pointer that was registered along, or the engine's address if that was
  *  null; `frame` is the receiver's to release, now or later. No exception may leave it. It must not register
- *  or take back this module's callback, nor remove the module or destroy the engine: these wait for it. Once
- *  they have returned it is not called any more. */
+ *  or unregister this module's callback, nor remove the module or destroy the engine: these wait for it, so
+ *  that the process ends. Once they have returned it is not called any more. */
 typedef void (*LUMETRA_TAPFN)(void* user, const LumetraTapFrame* frame);
 
 /** Commands besides LUMETRA_CMD_STOP, which pauses, and LUMETRA_CMD_START, which resumes; both give 1. A
@@ -50,7 +51,7 @@ typedef void (*LUMETRA_TAPFN)(void* user, const LumetraTapFrame* frame);
 enum {
     /** How many frames the receiver has been given since it was registered. */
     LUMETRA_TAP_CMD_DELIVERED = LUMETRA_CMD_MODULE_FIRST,
-    /** How many were not delivered since then, for newer ones that came while the receiver worked. */
+    /** How many were not delivered since then, because a newer frame had come first. */
     LUMETRA_TAP_CMD_SKIPPED,
     /** How many have not been released, those of earlier receivers included. */
     LUMETRA_TAP_CMD_HELD

@@ -60,4 +60,5 @@ std::int32_t getStatus() {
 
 void destroy() {
     tap.end();
+    tap.pause(false);  // the library may stay mapped, and the next host starts anew
 }

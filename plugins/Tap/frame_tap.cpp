@@ -3,7 +3,7 @@
 
 #include <algorithm>
 #include <climits>
-#include <system_error>
+#include <exception>
 #include <utility>
 
 #include "tapped_frame.h"
@@ -29,7 +29,7 @@ bool FrameTap::deliverTo(LUMETRA_TAPFN receiver, void* user) {
             receiver(user, frame);
         });
         m_hasReceiver = true;
-    } catch (const std::system_error&) {  // hosts in other languages could not catch it
+    } catch (const std::exception&) {  // hosts in other languages could not catch it
         m_hasReceiver = false;
     }
     return m_hasReceiver;
