@@ -128,7 +128,7 @@ std::int32_t getStatus() {
     return STATUS_READY;
 }
 
-// The host's last call. stop() joins the thread; frames that are still told afterwards find nobody at work.
+// The host's last call. stop() joins the thread; frames delivered afterwards are discarded.
 // Free nothing that notifyNewData uses; what is static ends with the library.
 void destroy() {
     mailbox.stop();

@@ -84,7 +84,7 @@ void Monitor::startMeasuring() {
 }
 
 void Monitor::end() {
-    m_log.set(nullptr);  // notifications may still be running; they find nobody to tell
+    m_log.set(nullptr);  // notifications may still be running; they log nothing
     {
         const std::lock_guard lock(m_controlMutex);
         m_mailbox.stop();

@@ -41,7 +41,7 @@ is_the_library_as_shipped() { # FILE
     needs_only "$1"
     quietly "$source/tests/exported_names_test.sh" "$1" "$source/tests/exported_names.txt"
 }
-# A host's module is told of its frame, and the library is the moved one.
+# A host's module gets its frame, and the library is the moved one.
 runs() { # HOST MODULES
     (cd "$2" && timeout 20 "$1") > "$temporary/output" 2>&1 || { cat "$temporary/output"; fail "$1 failed"; }
     grep -q "^ONLOAD: module $prefix/" "$temporary/output" || fail "$1 ran with another library"

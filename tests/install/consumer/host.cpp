@@ -18,10 +18,10 @@ constexpr auto BRIGHTNESS = static_cast<LUMETRA_CMDTYPE>(LUMETRA_CMD_MODULE_FIRS
 constexpr unsigned char GREY = 200;
 
 std::atomic<bool> engineHeard{false};
-std::atomic<bool> darknessTold{false};
+std::atomic<bool> darknessLogged{false};
 
 void listen(std::int32_t, const char16_t* text) {
-    (std::u16string(text) == u"MyModule: it is dark" ? darknessTold : engineHeard) = true;
+    (std::u16string(text) == u"MyModule: it is dark" ? darknessLogged : engineHeard) = true;
 }
 
 void check(bool holds, const char* what) {
@@ -54,9 +54,9 @@ void run() {
     check(LumetraCore_registerCallback(MODULE, CB_LOG, reinterpret_cast<void*>(listen), nullptr) == 1,
           "module's log");
     check(LumetraCore_initializeDllByName(name.c_str(), u"201") == 1, "initialize");
-    check(brightnessAfterPushing(std::vector<unsigned char>(64 * 48, GREY)) == GREY, "frame told");
-    for (int i = 0; i < 500 && !darknessTold; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    check(darknessTold, "darkness told");
+    check(brightnessAfterPushing(std::vector<unsigned char>(64 * 48, GREY)) == GREY, "frame delivered");
+    for (int i = 0; i < 500 && !darknessLogged; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    check(darknessLogged, "darkness logged");
     check(LumetraCore_unregisterDllByName(name.c_str()) == 1, "unregister");
     check(engineHeard, "engine's log");
     LumetraCore_destroy();
