@@ -19,6 +19,7 @@ constexpr std::ptrdiff_t KINDS = 4;  // for which the caller's array has room
 std::atomic<int> firstCalls{0}, secondCalls{0};
 std::atomic<bool> brokenText{false};
 LoadedModule* reentered = nullptr;
+NotedFault askingFault;
 
 bool isText(std::u16string_view text) {
     for (std::size_t k = 0; k < text.size(); ++k) {
@@ -39,7 +40,11 @@ void secondLog(std::int32_t, const char16_t*) {
 }
 
 void askingLog(std::int32_t, const char16_t*) {
-    reentered->getStatus();
+    try {
+        reentered->getStatus();
+    } catch (const Finding& finding) {
+        askingFault.note(finding.reason);
+    }
 }
 
 void* asPointer(LUMETRA_LOGFN function) {
@@ -160,11 +165,12 @@ void logsText(const Bench& bench) {
 }
 
 void bearsQuestionsWhileLogging(const Bench& bench) {
-    LoadedModule module(bench);
+    auto& module = lasting<LoadedModule>(bench);
     if (!module.has("getStatus")) skip("it has no getStatus");
     reentered = &module;
     module.prepare(asPointer(&askingLog));
     provoke(module);
+    if (const std::string fault = askingFault.first(); !fault.empty()) fail(fault);
 }
 
 // The engine hands its own address to a module where the host gives no user pointer.

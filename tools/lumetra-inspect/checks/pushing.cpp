@@ -1,6 +1,5 @@
 // pushing.cpp - frames of a module's own, and what its host answers to them.
 #include <atomic>
-#include <mutex>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -21,13 +20,7 @@ struct HostsOwnError {};  // of no standard type
 struct Receiver {
     enum class Answer { Take, Refuse, Throw } answer = Answer::Take;
     std::atomic<int> pushes{0};
-    std::mutex mutex;  // guards the next
-    std::string fault;
-
-    void noteFault(const std::string& text) {
-        const std::lock_guard lock(mutex);
-        if (fault.empty()) fault = text;
-    }
+    NotedFault fault;
 };
 
 Receiver* receiver = nullptr;
@@ -49,9 +42,9 @@ std::string faultOf(const unsigned char* data, int size, const char* descriptor)
 
 int onPush(void* context, const unsigned char* data, int size, const char* descriptor, int) {
     const int number = ++receiver->pushes;
-    if (context != receiver) receiver->noteFault("another context than the user pointer");
+    if (context != receiver) receiver->fault.note("another context than the user pointer");
     const std::string fault = faultOf(data, size, descriptor);
-    if (!fault.empty()) receiver->noteFault(fault);
+    if (!fault.empty()) receiver->fault.note(fault);
     if (receiver->answer == Receiver::Answer::Refuse) return 0;
     if (receiver->answer == Receiver::Answer::Take) return 1;
     if (number % 3 == 0) throw std::bad_alloc();
@@ -90,16 +83,15 @@ void makeItPush(LoadedModule& module, Receiver& target) {
 
 void pushesSoundly(const Bench& bench) {
     LoadedModule module(bench);
-    Receiver target;
+    auto& target = lasting<Receiver>();
     registerPush(module, target);
     makeItPush(module, target);
-    const std::lock_guard lock(target.mutex);
-    if (!target.fault.empty()) fail("it pushes " + target.fault);
+    if (const std::string fault = target.fault.first(); !fault.empty()) fail("it pushes " + fault);
 }
 
 void bears(const Bench& bench, Receiver::Answer answer) {
     LoadedModule module(bench);
-    Receiver target;
+    auto& target = lasting<Receiver>();
     target.answer = answer;
     registerPush(module, target);
     makeItPush(module, target);
@@ -117,7 +109,7 @@ void bearsExceptions(const Bench& bench) {
 void stopsPushing(const Bench& bench) {
     constexpr std::chrono::milliseconds PATIENCE(30);
     LoadedModule module(bench);
-    Receiver target;
+    auto& target = lasting<Receiver>();
     registerPush(module, target);
     makeItPush(module, target);
     module.unregisterCallback(CB_PUSHNATIVEIMAGE);

@@ -8,6 +8,16 @@ const char* wordFor(Verdict verdict) {
     return WORDS[static_cast<int>(verdict)];
 }
 
+void NotedFault::note(const std::string& reason) {
+    const std::lock_guard lock(m_mutex);
+    if (m_reason.empty()) m_reason = reason;
+}
+
+std::string NotedFault::first() const {
+    const std::lock_guard lock(m_mutex);
+    return m_reason;
+}
+
 void fail(const std::string& reason) {
     throw Finding{Verdict::Fail, reason};
 }

@@ -3,7 +3,9 @@
 #define LUMETRA_INSPECT_CHECK_H
 
 #include <cstdint>
+#include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/lumetra-inspect/guarded_child.h"
@@ -19,6 +21,23 @@ struct Finding {
     Verdict verdict = Verdict::Pass;
     std::string reason;
 };
+
+/// What is found on a thread of the module, where nothing may be thrown; the check fails with the first one.
+class NotedFault {
+public:
+    void note(const std::string& reason);
+    std::string first() const;  ///< empty if there is none
+
+private:
+    mutable std::mutex m_mutex;  // guards the next
+    std::string m_reason;
+};
+
+/// For the life of the process: a module's threads may still use it when the check is over.
+template <class Type, class... Arguments>
+Type& lasting(Arguments&&... arguments) {
+    return *new Type(std::forward<Arguments>(arguments)...);
+}
 
 [[noreturn]] void fail(const std::string& reason);
 [[noreturn]] void doubt(const std::string& reason);  ///< counts with --strict only
