@@ -51,6 +51,30 @@ void* asPointer(LUMETRA_LOGFN function) {
     return reinterpret_cast<void*>(function);
 }
 
+void takeResult(void*, const char*) {}
+
+int refusePush(void*, const unsigned char*, int, const char*, int) {
+    return 0;
+}
+
+const char16_t* keepText(void*, const char16_t* text) {
+    return text;
+}
+
+// Of the kind's own type, since a module may call at once what it gets.
+void* functionFor(std::int32_t kind) {
+    switch (kind) {
+        case CB_TYPE2:
+            return reinterpret_cast<void*>(&takeResult);  // texts, where the module names the type
+        case CB_PUSHNATIVEIMAGE:
+            return reinterpret_cast<void*>(&refusePush);
+        case CB_HOSTTEXT:
+            return reinterpret_cast<void*>(&keepText);
+        default:
+            return asPointer(&firstLog);
+    }
+}
+
 // All that makes a module log: a configuration that is broken, commands, frames.
 void provoke(LoadedModule& module) {
     if (module.has("initialize")) module.initialize("{");
@@ -62,8 +86,8 @@ void provoke(LoadedModule& module) {
 
 struct Listing {
     int count;
-    std::ptrdiff_t written;
-    std::vector<std::int32_t> kinds;
+    std::ptrdiff_t written;           // it may write more than it counts
+    std::vector<std::int32_t> kinds;  // those that it counts
 };
 
 // Over two different fillings, since a kind may look like either.
@@ -74,14 +98,14 @@ Listing listKinds(LoadedModule& module) {
     std::ptrdiff_t written = 0;
     for (std::size_t k = 0; k < ROOM; ++k)
         if (one[k] == other[k]) written = static_cast<std::ptrdiff_t>(k) + 1;
-    one.resize(static_cast<std::size_t>(written));
+    one.resize(static_cast<std::size_t>(std::clamp<std::ptrdiff_t>(count, 0, written)));
     return {count, written, one};
 }
 
 void countsRight(const Bench& bench) {
     LoadedModule module(bench);
     const Listing listing = listKinds(module);
-    if (listing.count != listing.written)
+    if (listing.count < 0 || listing.count > listing.written)
         fail("it gives " + std::to_string(listing.count) + " and has written " +
              std::to_string(listing.written));
 }
@@ -104,11 +128,10 @@ void listsKnownKinds(const Bench& bench) {
     }
 }
 
-// Any function will do: none of these registrations lasts until something happens.
 void takesListedKinds(const Bench& bench) {
     LoadedModule module(bench);
     for (const std::int32_t kind : offeredKinds(module)) {
-        const int taken = module.registerCallback(kind, asPointer(&firstLog), nullptr);
+        const int taken = module.registerCallback(kind, functionFor(kind), nullptr);
         if (taken != 1)
             fail("it lists " + std::to_string(kind) + " and answers its registration with " +
                  std::to_string(taken));
@@ -121,10 +144,11 @@ void takesListedKinds(const Bench& bench) {
 
 void refusesOtherKinds(const Bench& bench) {
     LoadedModule module(bench);
+    if (!module.has("getSupportedCallbacks")) skip("it has no getSupportedCallbacks");
     const std::vector<std::int32_t> offered = offeredKinds(module);
     for (const std::int32_t kind : {0, 1, 2, 3, 4, 5, 77, -1, INT_MIN, INT_MAX}) {
         if (std::count(offered.begin(), offered.end(), kind) > 0) continue;
-        const int taken = module.registerCallback(kind, asPointer(&firstLog), nullptr);
+        const int taken = module.registerCallback(kind, functionFor(kind), nullptr);
         if (taken != 0)
             fail("it does not list " + std::to_string(kind) + " and answers its registration with " +
                  std::to_string(taken));
@@ -181,10 +205,10 @@ void answersEngineAlike(const Bench& bench) {
     bench.stage("LumetraCore_registerDllByName");
     const std::int32_t id = engine.registerModule(bench.location);
     for (const std::int32_t kind : {1, 2, 4, 77}) {
-        const int direct = module.registerCallback(kind, asPointer(&firstLog), nullptr);
+        const int direct = module.registerCallback(kind, functionFor(kind), nullptr);
         bench.stage("LumetraCore_registerCallback of kind " + std::to_string(kind));
         const int through =
-            engine.registerCallback(id, static_cast<LUMETRA_CBTYPE>(kind), asPointer(&firstLog), nullptr);
+            engine.registerCallback(id, static_cast<LUMETRA_CBTYPE>(kind), functionFor(kind), nullptr);
         if (direct != through)
             fail("it answers the registration of " + std::to_string(kind) + " with " +
                  std::to_string(direct) + ", and with " + std::to_string(through) +
@@ -203,11 +227,12 @@ std::vector<Check> callbackChecks() {
     const std::string listing = "callbacks-known callbacks-count register-first unregister-first";
     const std::string inUse = WORKING + " unregister-first supported-first initialize-twice";
     return {
-        {"callbacks-count", "getSupportedCallbacks gives as many as it writes.", "supported-first",
+        {"callbacks-count", "getSupportedCallbacks gives no more than it writes.", "supported-first",
          countsRight},
         {"callbacks-room", "getSupportedCallbacks keeps to the room for every kind.", "callbacks-count",
          keepsToRoom},
-        {"callbacks-known", "It lists kinds that there are, each once.", "callbacks-room", listsKnownKinds},
+        {"callbacks-known", "It lists only defined callback kinds, each once.", "callbacks-room",
+         listsKnownKinds},
         {"callbacks-taken", "A kind that it lists is taken and given back, each with 1.", listing,
          takesListedKinds},
         {"callbacks-refused", "A kind that it does not list is refused with 0.", listing, refusesOtherKinds},
@@ -216,7 +241,7 @@ std::vector<Check> callbackChecks() {
          forgetsUnregistered},
         {"callbacks-replaced", "A function is not called once it was replaced.", inUse, forgetsReplaced},
         {"log-text", "What it logs is text.", WORKING + " initialize-twice", logsText},
-        {"log-question", "It can be asked while the host reads its log line.",
+        {"log-question", "getStatus returns while its log line is being handled.",
          WORKING + " status-first initialize-twice", bearsQuestionsWhileLogging},
         {"callbacks-user", "It answers alike with the engine as user pointer.",
          "registration register-first callbacks-count", answersEngineAlike},
