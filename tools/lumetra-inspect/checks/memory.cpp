@@ -91,9 +91,11 @@ void starveCommand(const Bench& bench) {
 
 std::vector<Check> memoryChecks() {
     return {
-        {"memory-initialize", "initialize may find no memory.", WORKING + " initialize-twice",
+        {"memory-initialize", "initialize survives allocation failures.", WORKING + " initialize-twice",
          starveInitialize},
-        {"memory-frame", "A frame may find no memory.", WORKING + " frame-small", starveFrame},
-        {"memory-command", "A command may find no memory.", WORKING + " command-numbers", starveCommand},
+        {"memory-frame", "notifyNewData survives allocation failures.", WORKING + " frame-small",
+         starveFrame},
+        {"memory-command", "command survives allocation failures.", WORKING + " command-numbers",
+         starveCommand},
     };
 }

@@ -37,7 +37,7 @@ void writesNothing(const Bench& bench) {
 void staysInside(const Bench& bench) {
     sendAll(bench);
     if (const std::string outside = pixelFaults().outside; !outside.empty())
-        fail("it goes beside the pixels: " + outside);
+        fail("it accesses memory outside the pixel buffer: " + outside);
 }
 
 void leavesRecord(const Bench& bench) {
@@ -129,7 +129,7 @@ std::vector<Check> sharingChecks() {
         {"frames-bounded", "It does not keep ever more frames.", WORKING, keepsFew},
         {"frames-released", "No frame is left once it was removed.",
          WORKING + " destroy-first unmapped threads", releasesAll},
-        {"engine-gone", "Frames that it keeps, and its end, do without the engine.", "engine-frames",
-         survivesEngine},
+        {"engine-gone", "It may hold frames and be unloaded after the engine has been destroyed.",
+         "engine-frames", survivesEngine},
     };
 }
