@@ -155,6 +155,7 @@ void leaveThingsBehind() {
     if (is("settings")) std::signal(SIGUSR1, SIG_IGN);
     if (is("settings+folder") && chdir("/") != 0) std::abort();
     if (is("reload+descriptors") && open("/dev/null", O_RDONLY | O_CLOEXEC) < 0) std::abort();
+    if (is("reload+mapped")) dlopen(ownPath().c_str(), RTLD_NOW | RTLD_NODELETE);
     if (is("reload+memory")) state.block = std::malloc(100);
     if (is("reload+mappings"))
         mmap(nullptr, 4096, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);

@@ -212,6 +212,7 @@ const Fault FAULTS[] = {
     {"reload+descriptors", "leaves 1 descriptors"},
     {"reload+memory", "bytes of memory"},
     {"reload+mappings", "leaves 1 pages of mappings"},
+    {"reload+mapped", "stays mapped after 200 reloads"},
     {"memory-initialize", "crashed (Segmentation fault) in initialize without memory from its allocation 1"},
     {"memory-frame", "crashed (Segmentation fault) in notifyNewData without memory"},
     {"memory-command", "crashed (Segmentation fault) in command without memory from its allocation 1"},

@@ -15,7 +15,7 @@ std::ptrdiff_t mappedPages();
 /// Working folder, file mode mask, locale, rounding, signals: a line for each setting.
 std::string processSettings();
 
-/// Looks again and again, for a second at most, until `holds`.
+/// Looks again and again until `holds`, for that long at most.
 bool becomesTrue(const std::function<bool()>& holds,
                  std::chrono::milliseconds most = std::chrono::milliseconds(1000));
 
