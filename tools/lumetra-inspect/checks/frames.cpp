@@ -1,8 +1,10 @@
 // frames.cpp - frames of every shape, in every order, by themselves and at the same time.
 #include <atomic>
+#include <chrono>
 #include <climits>
 #include <cstdint>
 #include <initializer_list>
+#include <thread>
 
 #include "tools/lumetra-inspect/trial/check.h"
 #include "tools/lumetra-inspect/trial/engine.h"
@@ -103,7 +105,8 @@ void call(LoadedModule& module, int k, const std::string& configuration) {
     if (k % 8 == 0 && module.has("initialize")) module.initialize(configuration);
 }
 
-// As long as both threads need for their share, so that they overlap on one processor, too.
+// As long as both threads need for their share, so that they overlap on one processor, too; beyond its own
+// share each goes slowly, or a slow module would be called without end.
 void callsAmidFrames(const Bench& bench) {
     constexpr int CALLS = 24, FRAMES = 20;
     LoadedModule module(bench);
@@ -111,12 +114,17 @@ void callsAmidFrames(const Bench& bench) {
     std::atomic<int> callers{1}, senders{1};
     inThreads(2, [&](int thread) {
         if (thread == 0) {
-            for (int k = 0; k < FRAMES || callers > 0; ++k) module.notifyNewData(nextFrameId(), makeFrame());
+            for (int k = 0; k < FRAMES || callers > 0; ++k) {
+                module.notifyNewData(nextFrameId(), makeFrame());
+                if (k >= FRAMES) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
             senders = 0;
         } else {
             for (int k = 0; k < CALLS || senders > 0; ++k) {
                 call(module, k, bench.configuration);
-                if (k >= CALLS) callers = 0;
+                if (k < CALLS) continue;
+                callers = 0;
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
         }
     });
