@@ -1,4 +1,6 @@
 // file.cpp - what can be known of a module before any of its code is run.
+#include <algorithm>
+
 #include "tools/lumetra-inspect/loader_trace.h"
 #include "tools/lumetra-inspect/stamp.h"
 #include "tools/lumetra-inspect/symbol_table.h"
@@ -23,19 +25,37 @@ void liesWhereItIsFound(const Bench& bench) {
     if (bench.location.name.empty()) fail("a host finds it as " + relativeModulePath(file) + " only");
 }
 
+// As the entry points read where they are compiled as C++; std::__1 is libc++'s.
+const std::vector<std::string> OWN_SIGNATURES = {"getModuleID()",
+                                                 "initialize(char const*)",
+                                                 "registerCallback(LUMETRA_CBTYPE, void*, void*)",
+                                                 "unregisterCallback(LUMETRA_CBTYPE)",
+                                                 "getSupportedCallbacks(LUMETRA_CBTYPE*)",
+                                                 "command(LUMETRA_CMDTYPE, char const*)",
+                                                 "notifyNewData(unsigned long, std::shared_ptr<IChnk>)",
+                                                 "notifyNewData(unsigned long, std::__1::shared_ptr<IChnk>)",
+                                                 "getStatus()",
+                                                 "destroy()"};
+
+std::string describeMangled(const std::vector<std::string>& names) {
+    return joined(names, "; ") + (names.size() == 1 ? " is a C++ function" : " are C++ functions") +
+           " that no host finds: declare it by LumetraCore/LumetraModule.h, with the same parameters";
+}
+
+// A function of another signature may only happen to have the name.
 void hasPlainNames(const Bench& bench) {
     const SymbolTable table = tableOf(bench);
-    std::vector<std::string> mangled;
+    std::vector<std::string> own, alike;
     for (const std::string& symbol : table.exported) {
         const std::string name = demangled(symbol);
         if (name == symbol) continue;
+        const bool isOwn = std::count(OWN_SIGNATURES.begin(), OWN_SIGNATURES.end(), name) > 0;
         for (const std::string& entryPoint : ENTRY_POINTS)
             if (name.starts_with(entryPoint + "(") && !table.exported.contains(entryPoint))
-                mangled.push_back(name);
+                (isOwn ? own : alike).push_back(name);
     }
-    if (!mangled.empty())
-        fail(joined(mangled, "; ") + (mangled.size() == 1 ? " is a C++ function" : " are C++ functions") +
-             " that no host finds: declare it by LumetraCore/LumetraModule.h, with the same parameters");
+    if (!own.empty()) fail(describeMangled(own));
+    if (!alike.empty()) doubt(describeMangled(alike));
 }
 
 void exportsId(const Bench& bench) {
@@ -81,7 +101,7 @@ void findsSymbols(const Bench& bench) {
     for (const std::string& symbol : trace.missingSymbols)
         if (symbol.starts_with("IChnk::") || symbol.starts_with("LumetraCore_"))
             hint = "; link LumetraCore::LumetraCore, since a host need not pass the engine's names on";
-    fail("the call of any of these ends the process: " + joined(trace.missingSymbols, ", ") + hint);
+    fail("undefined symbols; calling one ends the process: " + joined(trace.missingSymbols, ", ") + hint);
 }
 
 }  // namespace
