@@ -89,6 +89,10 @@ TEST_F(DrivenModules, ThatDoNotLoadSayWhyAndWhereToLook) {
 }
 
 TEST_F(DrivenModules, ThatThrowAreNamedAndEndNothingElse) {
+    EXPECT_EQ(0, play("--frames 0 --size 32x16 --module Text --command -",
+                      "echo Text:1003; echo Text:1000=alive; while ! grep -q frame " + folder.file("out") +
+                          "; do sleep 0.1; done; echo q"));
+    EXPECT_THAT(out, HasSubstr("\"heard\":\"alive\"")) << err;
     struct Case {
         const char* arguments;
         int status;
@@ -107,10 +111,6 @@ TEST_F(DrivenModules, ThatThrowAreNamedAndEndNothingElse) {
                     HasSubstr(std::string("the module Text threw an exception when it was to ") + test.says));
         EXPECT_THAT(out, HasSubstr(test.prints)) << test.arguments;
     }
-    EXPECT_EQ(0, play("--frames 0 --size 32x16 --module Text --command -",
-                      "echo Text:1003; echo Text:1000=alive; while ! grep -q frame " + folder.file("out") +
-                          "; do sleep 0.1; done; echo q"));
-    EXPECT_THAT(out, HasSubstr("\"heard\":\"alive\"")) << err;
 }
 
 TEST_F(DrivenModules, AreShownInALiveViewThatIsAModuleLikeOthers) {
@@ -172,6 +172,23 @@ TEST_F(DrivenModules, AreReloadedWhileTheProgramPlays) {
     EXPECT_THAT(err, HasSubstr("file too short"));
     EXPECT_THAT(err, HasSubstr("Text: reloaded, "));
     EXPECT_THAT(out, HasSubstr("Text {\"version\":2,\"heard\":\"\", \"configured\":\"abc\"}"));
+}
+
+TEST_F(DrivenModules, ComeBackWhenTheirNewLibraryFails) {
+    const LibraryTable library = openLibrary(LUMETRACORE_LIBRARY);
+    const ScratchFolder scratch;
+    EngineSession engine(library, &scratch);
+    engine.loadModule({"Text", "throw-initialize-two", true}, folder.file(""));
+    put(SECOND);
+    try {
+        engine.reloadModule("Text");
+        ADD_FAILURE() << "the new one does not throw";
+    } catch (const PlayError& error) {
+        EXPECT_THAT(error.what(), HasSubstr("the new Text is not used, the old one is back: "));
+    }
+    EXPECT_EQ(1, engine.command({"Text", 1000, ""}));
+    EXPECT_NE(stampOf(file), engine.fileOf("Text").second) << "the new file was not there when it was loaded";
+    EXPECT_EQ(1, entriesOf(scratch.path().c_str()));
 }
 
 TEST_F(DrivenModules, LeakNothingOverTwoHundredSwapsUnderLoad) {

@@ -33,6 +33,7 @@ std::int32_t getModuleID() {
 void initialize(const char* configuration) {
     std::snprintf(configured, sizeof configured, "%s", configuration);
     throwIfConfigured("initialize");
+    if (MODULE_VERSION == 2) throwIfConfigured("initialize-two");
     hanging = std::string_view(configured) == "hang";
     slow = std::string_view(configured) == "slow";
 }

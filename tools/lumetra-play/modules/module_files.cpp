@@ -2,6 +2,7 @@
 #include "tools/lumetra-play/modules/module_files.h"
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <memory>
@@ -63,6 +64,13 @@ std::string folderOfModule(const std::string& name, const std::string& requested
     throw PlayError("the module " + name + " is not " +
                     (requested.empty() ? "beside the program" : "in " + requested) +
                     ": build it or name its folder by --module-path");
+}
+
+FileStamp stampOf(const fs::path& file) {
+    struct stat status {};
+    if (stat(file.c_str(), &status) != 0) return {};
+    return {status.st_ino, status.st_size,
+            std::int64_t{status.st_ctim.tv_sec} * 1'000'000'000 + status.st_ctim.tv_nsec};
 }
 
 std::int32_t idOfLibrary(const fs::path& file) {

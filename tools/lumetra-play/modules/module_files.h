@@ -5,6 +5,11 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <tuple>
+
+/// What changes when a file does: its number, bytes, time of the change in ns; all 0 if there is none.
+using FileStamp = std::tuple<unsigned long long, long long, std::int64_t>;
+FileStamp stampOf(const std::filesystem::path& file);
 
 /// A folder that is gone, with all that is in it, when this is. @throws PlayError if none can be made
 class ScratchFolder {

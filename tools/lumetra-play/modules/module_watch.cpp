@@ -2,7 +2,6 @@
 #include "tools/lumetra-play/modules/module_watch.h"
 
 #include <poll.h>
-#include <sys/stat.h>
 
 #include <chrono>
 #include <cstdio>
@@ -24,8 +23,8 @@ ModuleWatch::ModuleWatch(EngineSession& engine, const MonitorLink& monitor,
     : m_engine(engine), m_monitor(monitor) {
     for (const ModuleRequest& module : modules) {
         if (!module.watched) continue;
-        const auto file = engine.fileOf(module.name);
-        m_places.push_back({module.name, file, stampOf(file), stampOf(file)});
+        const auto [file, stamp] = engine.fileOf(module.name);
+        m_places.push_back({module.name, file, stamp, stamp});
     }
     if (!m_places.empty()) m_thread = std::thread([this] { run(); });
 }
@@ -35,21 +34,14 @@ ModuleWatch::~ModuleWatch() {
     if (m_thread.joinable()) m_thread.join();
 }
 
-ModuleWatch::Stamp ModuleWatch::stampOf(const std::filesystem::path& file) {
-    struct stat status {};
-    if (stat(file.c_str(), &status) != 0) return {};
-    return {status.st_ino, status.st_size,
-            std::int64_t{status.st_ctim.tv_sec} * 1'000'000'000 + status.st_ctim.tv_nsec};
-}
-
 // What writes a library in steps, such as a linker and then a tool that strips it, is let finish: a change
 // counts when the file is the same at the next look.
 void ModuleWatch::run() {
     constexpr int LOOK_AGAIN_MS = 50;
     while (!endsWithin(LOOK_AGAIN_MS))
         for (Place& place : m_places) {
-            const Stamp now = stampOf(place.file);
-            const bool complete = now == place.seen && now != Stamp{};
+            const FileStamp now = stampOf(place.file);
+            const bool complete = now == place.seen && now != FileStamp{};
             place.seen = now;
             if (!complete || now == place.inUse) continue;
             place.inUse = now;

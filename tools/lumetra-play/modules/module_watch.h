@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <string>
 #include <thread>
-#include <tuple>
 #include <vector>
 
 #include "tools/lumetra-play/modules/monitor_link.h"
@@ -22,15 +21,12 @@ public:
     ModuleWatch& operator=(const ModuleWatch&) = delete;
 
 private:
-    using Stamp =
-        std::tuple<unsigned long long, long long, std::int64_t>;  // file, bytes, time of the change in ns
     struct Place {
         std::string module;
         std::filesystem::path file;
-        Stamp inUse, seen;
+        FileStamp inUse, seen;
     };
 
-    static Stamp stampOf(const std::filesystem::path& file);
     void run();
     void reload(const Place& place);
     bool endsWithin(int milliseconds) const;

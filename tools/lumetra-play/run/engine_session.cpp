@@ -104,7 +104,8 @@ void EngineSession::configure(const EngineSettings& settings) {
 
 std::int32_t EngineSession::loadModule(const ModuleRequest& request, const std::string& folder) {
     const std::lock_guard loading(m_loading);
-    Module module{request, folder, {}};
+    // The stamp comes first: a change while it is loaded is one that is still to be loaded.
+    Module module{request, folder, stampOf(moduleFile(folder, request.name)), {}};
     module.results = &m_results.emplace_back(request.name);
     open(module, request.watched ? copyOf(module) : moduleFile(folder, request.name));
     const std::lock_guard lock(m_mutex);
@@ -114,30 +115,45 @@ std::int32_t EngineSession::loadModule(const ModuleRequest& request, const std::
 
 void EngineSession::reloadModule(const std::string& name) {
     const std::lock_guard loading(m_loading);
-    Module module = find(name);
-    const fs::path before = module.loaded;
+    const Module before = find(name);
+    Module module = before;
     fs::path file;
+    std::error_code ignored;
     try {
         file = copyOf(module);
         // While this library is only looked at, the old one goes on working.
         if (const std::int32_t id = idOfLibrary(file); id != module.id)
             throw PlayError("its id is now " + std::to_string(id) + " instead of " +
                             std::to_string(module.id));
+        remove(module);
     } catch (const std::exception& error) {
-        if (!file.empty()) fs::remove_all(file.parent_path());
-        throw PlayError("the new " + name + " does not load, the old one stays: " + error.what());
+        if (!file.empty()) fs::remove_all(file.parent_path(), ignored);
+        throw PlayError("the new " + name + " is not used, the old one stays: " + error.what());
     }
-    remove(module);
     try {
         open(module, file);
     } catch (const std::exception& error) {
-        throw PlayError(name + " is removed and its new library not in use: " + error.what());
+        fs::remove_all(file.parent_path(), ignored);
+        throw PlayError("the new " + name + " is not used, " + putBack(before) + ": " + error.what());
     }
-    fs::remove_all(before.parent_path());
+    fs::remove_all(before.loaded.parent_path(), ignored);
     ++module.reloads;
     const std::lock_guard lock(m_mutex);
     *std::find_if(m_modules.begin(), m_modules.end(),
                   [&](const Module& candidate) { return candidate.id == module.id; }) = module;
+}
+
+std::string EngineSession::putBack(Module before) try {
+    try {
+        remove(before);           // the new one, if it came so far
+    } catch (const PlayError&) {  // the old one takes its place in the library all the same
+    }
+    open(before, before.loaded);
+    return "the old one is back";
+} catch (const std::exception&) {
+    const std::lock_guard lock(m_mutex);
+    std::erase_if(m_modules, [&](const Module& module) { return module.id == before.id; });
+    return "nor does the old one load again";
 }
 
 // The loader gives a path that it has open again, and a file that changes under it changes the code that
@@ -237,6 +253,7 @@ std::vector<ModuleReport> EngineSession::report() const {
     return reports;
 }
 
-fs::path EngineSession::fileOf(const std::string& name) {
-    return moduleFile(find(name).folder, name);
+std::pair<fs::path, FileStamp> EngineSession::fileOf(const std::string& name) const {
+    const Module module = find(name);
+    return {moduleFile(module.folder, name), module.stamp};
 }

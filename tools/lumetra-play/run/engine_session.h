@@ -51,14 +51,15 @@ public:
     /// @throws PlayError if it cannot be loaded or has the id of another module
     std::int32_t loadModule(const ModuleRequest& request, const std::string& folder);
     /// Puts what is now in the module's file in its place, with the same configuration. The old library stays
-    /// until the new one is known to load. @throws PlayError, which says which of the two is left
+    /// until the new one is known to load, and comes back if the new one then fails. @throws PlayError, which
+    /// says what is left
     void reloadModule(const std::string& name);
 
     /// Sends a command and says what the module answers. @throws PlayError if there is no such module
     int command(const CommandRequest& request);
     std::vector<ModuleReport> report() const;
-    /// The module's own file, not a copy.
-    std::filesystem::path fileOf(const std::string& name);
+    /// The module's own file, not a copy, and its stamp from before it was loaded.
+    std::pair<std::filesystem::path, FileStamp> fileOf(const std::string& name) const;
 
 private:
     // What a module hands out as texts, until the engine is gone: it calls on any thread.
@@ -72,6 +73,7 @@ private:
     struct Module {
         ModuleRequest request;
         std::filesystem::path folder;  // of its own file
+        FileStamp stamp;               // of its own file
         std::filesystem::path loaded;  // the file that the engine has opened
         std::int32_t id = 0;
         Results* results = nullptr;  // one of m_results
@@ -84,6 +86,7 @@ private:
     std::filesystem::path copyOf(const Module& module);
     void open(Module& module, const std::filesystem::path& file);
     void remove(const Module& module);
+    std::string putBack(Module before);
 
     const LibraryTable& m_library;
     const ScratchFolder* const m_scratch;
