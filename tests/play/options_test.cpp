@@ -116,6 +116,15 @@ TEST(Options, TakeUrlsAsTheyAreAndMakePathsAbsolute) {
     for (const char* name : {"file:clip.mp4", "concat:a.ts|b.ts", "udp://@:1234", "-"})
         EXPECT_FALSE(isPath(name)) << name;
     for (const char* name : {"clip.mp4", "./a:b", "shots/%04d.png"}) EXPECT_TRUE(isPath(name)) << name;
+    for (const auto& [reader, absolute] : {std::pair("image2", true),
+#ifdef LUMETRA_PLAY_MEDIA
+                                           {"lavfi", false},
+                                           {"v4l2", false}
+#endif
+         }) {
+        const char* const line[] = {"lumetra-play", "-f", reader, "testsrc2"};
+        EXPECT_EQ(absolute, parseOptions(4, line)->inputs[0].starts_with('/')) << reader;
+    }
 }
 
 TEST(EngineSettings, BecomeEveryKeyWithThePathQuoted) {

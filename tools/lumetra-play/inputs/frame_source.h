@@ -44,6 +44,9 @@ protected:
 /// @throws PlayError for everything that cannot be played, with a way out
 std::unique_ptr<FrameSource> openSource(const Options& options, const StopRequest& stop);
 
+/// Whether FFmpeg's reader of that name opens files, unlike one of devices, displays or descriptions.
+bool opensFiles(const std::string& inputFormat);
+
 /// One line about what this build reads inputs with, for --version.
 std::string inputLibraries();
 

@@ -328,6 +328,13 @@ std::string MediaInput::damage() const {
     return text.empty() ? text : m_name + " is cut off or damaged: " + text;
 }
 
+bool opensFiles(const std::string& inputFormat) {
+    prepareLibraries();
+    for (const AVInputFormat* device = nullptr; (device = av_input_video_device_next(device)) != nullptr;)
+        if (av_match_name(inputFormat.c_str(), device->name) != 0) return false;
+    return true;
+}
+
 std::string inputLibraries() {
     const auto version = [](const char* name, unsigned number) {
         return std::string(name) + " " + std::to_string(number >> 16) + "." +

@@ -10,6 +10,10 @@ std::unique_ptr<FrameSource> openMedia(const Options& options, const StopRequest
         "install libavformat-dev, libavcodec-dev, libavdevice-dev and libswscale-dev and build it again");
 }
 
+bool opensFiles(const std::string&) {
+    return true;
+}
+
 std::string inputLibraries() {
     return "no FFmpeg: plays the built-in scene only";
 }

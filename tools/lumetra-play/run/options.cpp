@@ -258,7 +258,8 @@ void makePathsAbsolute(Options& options) {
         makeAbsolute(*path);
     if (options.camera != "scene") makeAbsolute(options.camera);
     for (std::string& input : options.inputs)
-        if (options.inputFormat.empty() && isPath(input)) makeAbsolute(input);
+        if (isPath(input) && (options.inputFormat.empty() || opensFiles(options.inputFormat)))
+            makeAbsolute(input);
 }
 
 void addWatched(Options& options, const std::vector<std::string>& names) {
