@@ -2,6 +2,7 @@
 #include "tools/lumetra-play/view/output.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -32,7 +33,12 @@ std::size_t shownWidth = 0;  // of the progress line; 0: there is none
 bool writeAll(int descriptor, std::string_view text) {
     while (!text.empty()) {
         const ssize_t done = write(descriptor, text.data(), text.size());
-        if (done < 0 && errno != EINTR) return false;
+        // What another program shares may have been made non-blocking by it.
+        pollfd ready{descriptor, POLLOUT, 0};
+        if (done < 0 && errno == EAGAIN)
+            poll(&ready, 1, -1);
+        else if (done < 0 && errno != EINTR)
+            return false;
         if (done > 0) text.remove_prefix(static_cast<std::size_t>(done));
     }
     return true;
