@@ -55,7 +55,8 @@ void run() {
           "module's log");
     check(LumetraCore_initializeDllByName(name.c_str(), u"201") == 1, "initialize");
     check(brightnessAfterPushing(std::vector<unsigned char>(64 * 48, GREY)) == GREY, "frame delivered");
-    for (int i = 0; i < 500 && !darknessLogged; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    for (int i = 0; i < 500 && !darknessLogged; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     check(darknessLogged, "darkness logged");
     check(LumetraCore_unregisterDllByName(name.c_str()) == 1, "unregister");
     check(engineHeard, "engine's log");
