@@ -48,12 +48,14 @@ endif()
 
 # As in the sources, so that links between the documents hold.
 set(documents ${CMAKE_INSTALL_DATADIR}/doc/lumetracore)
-install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${documents}
-    COMPONENT Documentation)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${documents} COMPONENT Documentation)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include DESTINATION ${documents} COMPONENT Documentation
+    FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples ${PROJECT_SOURCE_DIR}/bindings
     ${PROJECT_SOURCE_DIR}/plugins
     DESTINATION ${documents} COMPONENT Documentation
-    PATTERN Doxyfile EXCLUDE PATTERN reference.md EXCLUDE PATTERN python EXCLUDE)
+    PATTERN Doxyfile EXCLUDE PATTERN __pycache__ EXCLUDE
+    PATTERN py.typed EXCLUDE)  # empty, which Debian wants no document to be
 if(TARGET reference)
     install(DIRECTORY ${PROJECT_BINARY_DIR}/reference DESTINATION ${documents} COMPONENT Documentation OPTIONAL)
 endif()

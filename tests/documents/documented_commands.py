@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs the commands that documents show.
+"""Runs the commands that documents show, and looks whether the files are there that they link to.
 
 Usage: documented_commands.py [--after-a-build] [--prefix FOLDER] WORK FIXTURES PAGE...
 
@@ -91,13 +91,20 @@ def run(block: Block, folder: pathlib.Path, prefix: str) -> "tuple[bool, str]":
     return done.returncode == 0, done.stdout
 
 
+def dead_links(page: pathlib.Path) -> "Iterator[str]":
+    """Links to files that are not there."""
+    for target in re.findall(r"\]\(([^)#\s:]+)(?:#[^)\s]*)?\)", page.read_text()):
+        if not (page.parent / target).exists():
+            yield f"{page.parent.name}/{page.name}: a link to nothing: {target}"
+
+
 def check_page(page: pathlib.Path, arguments: argparse.Namespace) -> "tuple[int, list[str]]":
     """How many blocks ran, and what went wrong."""
     folder = pathlib.Path(arguments.work) / page.parent.name / page.stem
     shutil.copytree(arguments.fixtures, folder, symlinks=True)
     if page.parent.parent.name == "examples":
         shutil.copytree(page.parent, folder, dirs_exist_ok=True)
-    ran = 0
+    ran, dead = 0, list(dead_links(page))
     for block in blocks_of(page):
         if block.note.startswith("file: "):
             file = folder / block.note.split(": ", 1)[1]
@@ -117,7 +124,7 @@ def check_page(page: pathlib.Path, arguments: argparse.Namespace) -> "tuple[int,
             log.write(output)
         if not good:
             return ran, [f"{block.place}: failed\n{output}"]
-    return ran, []
+    return ran, dead
 
 
 def main() -> int:

@@ -24,7 +24,9 @@ if [ -z "$prefix" ]; then
         dpkg --install "$folder"/*.deb > log 2>&1 || fail "$(cat log)"
     done
     # shellcheck disable=SC2086
-    [ "$(dpkg-query -W -f '${Status} ${Version}\n' $names | sort -u | wc -l)" -eq 1 ] || fail "not all were upgraded"
+    installed=$(dpkg-query -W -f '${Status} ${Version}\n' $names | sort -u)
+    version=$(for package in ./*.deb; do dpkg-deb -f "$package" Version; done | sort -u)
+    [ "$installed" = "install ok installed $version" ] || fail "not all were upgraded to $version: $installed"
     # shellcheck disable=SC2086
     files=$(dpkg -L $names)
     ldconfig -p | grep -q 'libLumetraCore\.so\.0 ' || fail "the loader does not know the library"
