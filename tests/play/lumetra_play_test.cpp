@@ -190,6 +190,8 @@ TEST_F(LumetraPlay, SaysWhyThePageCannotBeServed) {
     EXPECT_THAT(err, HasSubstr("(Cannot assign requested address): name an address of this machine"));
     EXPECT_EQ(1, play("--frames 1 --view=[2001:db8::1]:8080"));
     EXPECT_THAT(err, HasSubstr("cannot be served at [2001:db8::1]:8080 ("));
+    EXPECT_EQ(0, play("--frames 1 --view=0.0.0.0:0 --view-name board.local")) << err;
+    EXPECT_THAT(out, HasSubstr("live view: http://127.0.0.1:"));
 }
 #endif
 

@@ -97,6 +97,7 @@ TEST(Options, ThatMakeNoSenseAreRefusedInOwnWords) {
         {{"--camera", "scene", "clip.mp4"}, "source excludes --camera: see lumetra-play --help"},
         {{"--raw", "gray", "-"}, "--raw requires --size: see lumetra-play --help"},
         {{"--loop"}, "--loop is for a source that ends: name one, or leave it out"},
+        {{"--view-name", "a"}, "--view-name requires --view: see lumetra-play --help"},
         {{"--start", "1"}, "--start requires source: see lumetra-play --help"},
         {{"--nonsense"}, "--nonsense is no option: see lumetra-play --help"},
     };

@@ -13,7 +13,7 @@ _lumetra_play() {
             modules=$(cd "$folder" 2> /dev/null && printf '%s\n' *.framework)
             mapfile -t COMPREPLY < <(compgen -W "${modules//.framework/}" -- "$cur")
             ;;
-        --start | --seconds | --frames | --fps | --raw | --size | --flags | -f | --input-format | -c | --command) ;;
+        --view-name | --start | --seconds | --frames | --fps | --raw | --size | --flags | -f | --input-format | -c | --command) ;;
         *)
             if [[ $split != true && $cur == -* ]]; then
                 mapfile -t COMPREPLY < <(compgen -W "$(_parse_help "$1")" -- "$cur")

@@ -106,7 +106,7 @@ Take text(std::string& value) {
 // What is given its meaning after the whole line has been read.
 struct RawOptions {
     std::vector<std::string> watched;
-    std::string view;
+    std::string view, viewName;
     bool pyramid = false, help = false, version = false;
 };
 
@@ -229,6 +229,11 @@ void describeResults(CLI::App& app, Options& options, RawOptions& raw) {
     Table table(app, "Results");
     table.flag("--view{0}", "show frames, levels and figures as a live web page", raw.view)
         ->option_text("[=[ADDRESS:]PORT]");
+    table
+        .value("--view-name", "NAME",
+               "with --view: a name by which browsers may call this\nmachine, such as board.local",
+               text(raw.viewName))
+        ->needs("--view");
     table.value("--sheet", "FILE.png", "picture of the last frame and of its levels", text(options.sheet))
         ->excludes("--camera");
     table.flag("--check", "compare every pixel in the modules with the rule", options.check)
@@ -338,6 +343,7 @@ std::optional<Options> parseOptions(int argc, const char* const* argv) {
         return std::nullopt;
     }
     if (app.count("--view") > 0) options.view = parseView(raw.view);
+    if (options.view) options.view->name = raw.viewName;
     if (app.count("--pyramid") > 0) options.pyramid = raw.pyramid;
     addWatched(options, raw.watched);
     requireSense(options);
@@ -410,7 +416,7 @@ Options::View parseView(const std::string& text) {
         address = address.substr(1, address.size() - 2);
     else if (address.find(':') != std::string::npos)
         throw PlayError("--view=" + text + " is no address and port: use brackets, as in [::1]:8080");
-    return {address, *port};
+    return {address, *port, ""};
 }
 
 std::int32_t defaultFlags(LUMETRA_IMGFORMATTYPE format) {

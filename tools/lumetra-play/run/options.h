@@ -29,6 +29,7 @@ struct Options {
     struct View {
         std::string address;  // without brackets
         std::int32_t port;    // 0: any
+        std::string name;     // by which browsers may call this machine too
     };
 
     std::vector<std::string> inputs;  // none: the built-in scene

@@ -99,15 +99,23 @@ void openInBrowser(const std::string& page) {
 std::string loadView(const Options& options, const LibraryTable& library, EngineSession& engine) {
     constexpr auto GET_PORT = LUMETRA_CMDTYPE(LUMETRA_CMD_MODULE_FIRST);  // 0: it does not serve
     const Options::View& view = *options.view;
-    const std::string configuration = toText({{"port", view.port}, {"address", view.address}});
+    const std::string configuration =
+        toText({{"port", view.port}, {"address", view.address}, {"name", view.name}});
     const std::int32_t id =
         engine.loadModule({"LiveView", configuration}, folderOfModule("LiveView", options.modulePath));
     const int port = library.command(id, GET_PORT, u"");
-    const bool hasColons = view.address.find(':') != std::string::npos;
-    const std::string place = (hasColons ? "[" + view.address + "]" : view.address) + ":" +
-                              std::to_string(port != 0 ? port : view.port);
-    if (port == 0) throw PlayError("the live view cannot be served at " + place + listenError(view));
-    const std::string page = "http://" + place + "/";
+    const auto at = [](const std::string& address, int atPort) {
+        const bool hasColons = address.find(':') != std::string::npos;
+        return (hasColons ? "[" + address + "]" : address) + ":" + std::to_string(atPort);
+    };
+    if (port == 0)
+        throw PlayError("the live view cannot be served at " + at(view.address, view.port) +
+                        listenError(view));
+    // One that stands for all addresses is none that a browser can go to.
+    std::string reachable = view.address;
+    if (reachable == "0.0.0.0") reachable = "127.0.0.1";
+    if (reachable == "::") reachable = "::1";
+    const std::string page = "http://" + at(reachable, port) + "/";
     output::showResult("live view: " + page);
     openInBrowser(page);
     return page;
