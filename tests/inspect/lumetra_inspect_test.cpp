@@ -289,15 +289,25 @@ TEST_F(Faults, AreEachFoundByTheirCheckAlone) {
 
 TEST_F(Faults, AreRepeatedByTheCommandThatIsPrinted) {
     const std::string module = make("frame-ids");
-    EXPECT_EQ(1, inspect("--try --seed 7 --config \"{ it's }\" " + module));
+    EXPECT_EQ(1, inspect("--try --seed 7 --timeout 9.5 --config \"{ it's }\" " + module));
     const std::size_t command = out.find("lumetra-inspect --try --only frame-ids");
     ASSERT_NE(std::string::npos, command) << out;
     const std::string arguments = out.substr(command, out.find('\n', command) - command);
-    EXPECT_THAT(arguments, HasSubstr("--seed 7"));
+    EXPECT_THAT(arguments, HasSubstr("--seed 7 --timeout 9.5"));
     EXPECT_EQ(1, inspect(arguments.substr(arguments.find(' '))));
     EXPECT_THAT(out, ContainsRegex("fail +frame-ids(.|\n)*notifyNewData.0, (.|\n)*0 passed, 1 failed"));
     EXPECT_EQ(0, inspect("--try --only standard-output " + make("standard-output"))) << "doubtful";
     EXPECT_THAT(out, HasSubstr("\ndoubtful  standard-output"));
+}
+
+TEST_F(Faults, LeaveNothingBehindWhenTheUserEndsTheProgram) {
+    const std::string module = make("id+hangs");
+    fs::create_directories(folder.file("scratch"));
+    const std::string command = "TMPDIR=" + folder.file("scratch") +
+                                " timeout --preserve-status -s INT 0.5 '" LUMETRA_INSPECT_PROGRAM "' --try " +
+                                module + " >" + folder.file("out") + " 2>&1";
+    EXPECT_EQ(130, WEXITSTATUS(std::system(command.c_str())));
+    EXPECT_TRUE(fs::is_empty(folder.file("scratch")));
 }
 
 // The page has each check, its sentence and the modules that fail it.

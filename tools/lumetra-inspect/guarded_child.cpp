@@ -13,6 +13,8 @@
 #include <cstring>
 #include <system_error>
 
+#include "tools/lumetra-inspect/interruption.h"
+
 namespace {
 
 using std::chrono::milliseconds;
@@ -28,6 +30,7 @@ constexpr std::size_t MOST_OUTPUT = 16 << 20;  // of a module that logs without 
     setpgid(0, 0);  // what a module starts ends with it
     const rlimit noCore{0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
+    actOnInterruptions();
     signal(SIGPIPE, SIG_DFL);
     dup2(descriptor, CHILDS_PIPE);
     close_range(CHILDS_PIPE + 1, ~0u, 0);  // other children's pipes
@@ -160,6 +163,7 @@ void GuardedChild::wait(const std::vector<GuardedChild*>& children) {
             patience = 5;  // it says no more, so that its end comes unseen
     }
     poll(sources.data(), sources.size(), patience);
+    throwIfInterrupted();
 }
 
 ChildResult runGuarded(const std::function<void(const ChildLines&)>& work, const ChildOptions& options) {

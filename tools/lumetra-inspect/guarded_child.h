@@ -56,6 +56,7 @@ public:
     ChildResult takeResult();
 
     /// Waits until one of these has something to say, but not for long.
+    /// @throws Interrupted see interruption.h
     static void wait(const std::vector<GuardedChild*>& children);
 
 private:
@@ -77,6 +78,7 @@ private:
 
 /// Runs `work` in a child and waits for it.
 /// @throws std::system_error no pipe or no process
+/// @throws Interrupted see interruption.h
 ChildResult runGuarded(const std::function<void(const ChildLines&)>& work, const ChildOptions& options);
 
 #endif

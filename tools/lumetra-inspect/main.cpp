@@ -1,6 +1,6 @@
 // main.cpp - lumetra-inspect: lists modules, says whether a host can load one, and tries out whether it is
 // sound. Exit status: 0 all is well, 1 a module cannot be loaded or is not sound, 2 the command line or this
-// program failed.
+// program failed, 128 + n signal n came.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "tools/lumetra-inspect/inspection.h"
+#include "tools/lumetra-inspect/interruption.h"
 #include "tools/lumetra-inspect/listing.h"
 #include "tools/lumetra-inspect/report.h"
 #include "tools/lumetra-inspect/trial/engine.h"
@@ -172,12 +173,15 @@ int main(int argc, char** argv) {
     Options options;
     options.trial.jobs = std::max(1u, std::thread::hardware_concurrency());
     describe(app, options);
+    noteInterruptions();
     try {
         app.parse(argc, argv);
         if (const std::string fault = usageFault(options); !fault.empty()) throw CLI::ValidationError(fault);
         return run(options);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? EXIT_SUCCESS : EXIT_FAILED;
+    } catch (const Interrupted& interruption) {
+        return 128 + interruption.signal;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "lumetra-inspect: %s\n", error.what());
         return EXIT_FAILED;

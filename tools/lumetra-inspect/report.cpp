@@ -18,10 +18,17 @@ std::string shellWord(const std::string& text) {
     return word + "'";
 }
 
+std::string seconds(std::chrono::milliseconds time) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g", static_cast<double>(time.count()) / 1000);
+    return text;
+}
+
 std::string commandFor(const Check& check, const ModuleReport& report, const TrialOptions& options) {
     std::string command =
         "lumetra-inspect --try --only " + std::string(check.name) + " --seed " + std::to_string(options.seed);
     if (options.strict) command += " --strict";
+    if (options.limit != TrialOptions().limit) command += " --timeout " + seconds(options.limit);
     if (options.configuration != "{}") command += " --config " + shellWord(options.configuration);
     return command + " " + shellWord(report.location.file.string());
 }
