@@ -5,6 +5,7 @@
 #include <climits>
 #include <exception>
 #include <random>
+#include <system_error>
 
 #include "tools/lumetra-inspect/trial/check.h"
 #include "tools/lumetra-inspect/trial/frames.h"
@@ -119,7 +120,8 @@ void fitsSmallStack(const Bench& bench) {
     pthread_attr_setguardsize(&attributes, FENCE_BYTES);
     pthread_attr_setstacksize(&attributes, STACK_BYTES);
     pthread_t thread;
-    if (pthread_create(&thread, &attributes, &onSmallStack, &work) != 0) skip("no thread could be started");
+    const int error = pthread_create(&thread, &attributes, &onSmallStack, &work);
+    if (error != 0) throw std::system_error(error, std::generic_category(), "a thread");
     pthread_join(thread, nullptr);
     if (work.failure != nullptr) std::rethrow_exception(work.failure);
 }

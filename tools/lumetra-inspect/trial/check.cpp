@@ -2,6 +2,9 @@
 #include "tools/lumetra-inspect/trial/check.h"
 
 #include <exception>
+#include <system_error>
+
+#include "tools/lumetra-inspect/trial/engine.h"
 
 const char* wordFor(Verdict verdict) {
     constexpr const char* WORDS[] = {"pass", "doubtful", "fail", "skipped"};
@@ -48,6 +51,10 @@ Finding runCheck(const Check& check, const Bench& bench) {
         return {};
     } catch (const Finding& finding) {
         return finding;
+    } catch (const EngineError&) {
+        throw;
+    } catch (const std::system_error&) {  // no thread, no folder
+        throw;
     } catch (const std::exception& error) {
         return {Verdict::Fail, std::string("the check itself failed: ") + error.what()};
     }

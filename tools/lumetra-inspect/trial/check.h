@@ -81,7 +81,8 @@ void measureRunTime(const Bench& bench);
 /// What checks need of a module that is going to receive frames.
 inline const std::string WORKING = "frame-first initialize-first command-first register-first";
 
-/// Runs a check to its end. What it throws that is no Finding is a fault of its own.
+/// Runs a check to its end.
+/// @throws EngineError, std::system_error trouble of this program, of which the module is not to be blamed
 Finding runCheck(const Check& check, const Bench& bench);
 
 #endif

@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <stdexcept>
 #include <thread>
 
 namespace {
@@ -14,13 +13,13 @@ namespace {
 template <class Function>
 void find(void* library, Function& function, const char* symbol) {
     function = reinterpret_cast<Function>(dlsym(library, symbol));
-    if (function == nullptr) throw std::runtime_error(std::string("the engine lacks ") + symbol);
+    if (function == nullptr) throw EngineError(std::string("the engine lacks ") + symbol);
 }
 
 }  // namespace
 
 Engine::Engine() : m_library(dlopen(LUMETRA_LIBRARY_NAME, RTLD_NOW | RTLD_LOCAL)) {
-    if (m_library == nullptr) throw std::runtime_error(dlerror());
+    if (m_library == nullptr) throw EngineError(dlerror());
     find(m_library, initialize, "LumetraCore_initialize");
     find(m_library, destroy, "LumetraCore_destroy");
     find(m_library, command, "LumetraCore_command");
@@ -43,7 +42,7 @@ void Engine::configure(std::int32_t format, int flags, bool mipMap, bool forward
                              (forward ? "true" : "false") + "}";
     const std::u16string wide = convertUTFFormat8toV<char, char16_t>(text);
     if (command(ENGINE_MODULE_ID, LUMETRA_CMD_CONFIGURE, wide.c_str()) != 1)
-        throw std::runtime_error("the engine refuses " + text);
+        throw EngineError("the engine refuses " + text);
 }
 
 void Engine::pushFrames(int count) const {

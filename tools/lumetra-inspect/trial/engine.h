@@ -6,15 +6,21 @@
 #include <LumetraCore/LumetraCore.h>
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "tools/lumetra-inspect/module_location.h"
 
+/// The library, one of its functions or what this program tells it is not there or not taken.
+struct EngineError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 /// One in a process.
 class Engine {
 public:
-    /// @throws std::runtime_error with the loader's words
+    /// @throws EngineError with the loader's words
     Engine();
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;

@@ -167,16 +167,18 @@ bool isLoaded(const ModuleLocation& location) {
 void inThreads(int count, const std::function<void(int)>& work) {
     std::mutex mutex;
     std::exception_ptr first;
+    const auto attempt = [&](const auto& step) {
+        try {
+            step();
+        } catch (...) {
+            const std::lock_guard lock(mutex);
+            if (first == nullptr) first = std::current_exception();
+        }
+    };
     std::vector<std::thread> threads;
-    for (int k = 0; k < count; ++k)
-        threads.emplace_back([&, k] {
-            try {
-                work(k);
-            } catch (...) {
-                const std::lock_guard lock(mutex);
-                if (first == nullptr) first = std::current_exception();
-            }
-        });
+    attempt([&] {  // a thread may not start, and those before it are to be joined
+        for (int k = 0; k < count; ++k) threads.emplace_back([&, k] { attempt([&] { work(k); }); });
+    });
     for (std::thread& thread : threads) thread.join();
     if (first != nullptr) std::rethrow_exception(first);
 }

@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <system_error>
 
 namespace {
@@ -36,12 +37,14 @@ private:
     std::string m_path;
 };
 
-Finding findingOf(const ChildResult& child) {
+// @throws std::runtime_error if this program failed, of which the module is not to be blamed
+Finding findingOf(const Check& check, const ChildResult& child) {
     Finding finding;
     std::string stage;
     for (const auto& [kind, text] : child.lines) {
         if (kind == "stage") stage = text;
         if (kind == "reason") finding.reason = text;
+        if (kind == "trouble") throw std::runtime_error(std::string("check ") + check.name + ": " + text);
         for (const Verdict verdict : {Verdict::Pass, Verdict::Doubtful, Verdict::Fail, Verdict::Skipped})
             if (kind == "verdict" && text == wordFor(verdict)) finding.verdict = verdict;
     }
@@ -58,6 +61,7 @@ std::vector<std::string> wordsOf(const std::string& text) {
 struct Job {
     const Check* check = nullptr;
     std::unique_ptr<GuardedChild> child;  // while it runs
+    std::string folder;                   // where it works then
     bool done = false, blocked = false;   // blocked: what it needs has failed
     Finding finding;
 
@@ -118,18 +122,36 @@ private:
         return true;
     }
 
-    Bench benchOf(std::size_t module, const ChildLines& lines) const {
-        return {m_modules[module], m_options.configuration, m_options.seed, lines};
+    // Checks that run at the same time do not find each other's files.
+    std::string makeFolder() const {
+        std::string path = m_scratch.path() + "/XXXXXX";
+        if (mkdtemp(path.data()) == nullptr) throw std::system_error(errno, std::generic_category(), path);
+        return path;
+    }
+
+    // What a child does in its folder; the module's threads may use the bench until it ends.
+    std::function<void(const ChildLines&)> inFolder(const std::string& folder, std::size_t module,
+                                                    const std::function<void(const Bench&)>& work) const {
+        return [=, this](const ChildLines& lines) {
+            try {
+                fs::current_path(folder);
+                work(
+                    lasting<Bench>(Bench{m_modules[module], m_options.configuration, m_options.seed, lines}));
+            } catch (const std::exception& trouble) {
+                lines.tell("trouble", trouble.what());
+            }
+        };
     }
 
     void start(Job& job, std::size_t module) {
-        const auto work = [&](const ChildLines& lines) {
-            fs::current_path(m_scratch.path());
-            const Finding finding = runCheck(*job.check, benchOf(module, lines));
-            lines.tell("reason", finding.reason);
-            lines.tell("verdict", wordFor(finding.verdict));
+        const auto work = [check = job.check](const Bench& bench) {
+            const Finding finding = runCheck(*check, bench);
+            bench.lines.tell("reason", finding.reason);
+            bench.lines.tell("verdict", wordFor(finding.verdict));
         };
-        job.child = std::make_unique<GuardedChild>(work, childOptions(job.check->patience));
+        job.folder = makeFolder();
+        job.child = std::make_unique<GuardedChild>(inFolder(job.folder, module, work),
+                                                   childOptions(job.check->patience));
     }
 
     // One check by itself may say what it likes.
@@ -138,9 +160,11 @@ private:
     }
 
     void finish(Job& job) {
-        job.finding = findingOf(job.child->takeResult());
+        job.finding = findingOf(*job.check, job.child->takeResult());
         if (m_options.strict && job.finding.verdict == Verdict::Doubtful) job.finding.verdict = Verdict::Fail;
         job.child.reset();
+        std::error_code ignored;
+        fs::remove_all(job.folder, ignored);
         job.done = true;
     }
 
@@ -159,15 +183,15 @@ private:
 
     // While others may be running, which the figure then shows.
     std::optional<RunTime> measure(std::size_t module) const {
-        const auto work = [&](const ChildLines& lines) {
-            fs::current_path(m_scratch.path());
+        const auto work = [](const Bench& bench) {
             try {
-                measureRunTime(benchOf(module, lines));
+                measureRunTime(bench);
             } catch (const Finding&) {  // then there is no figure
             }
         };
         RunTime time;
-        for (const auto& [kind, text] : runGuarded(work, childOptions(1)).lines)
+        for (const auto& [kind, text] :
+             runGuarded(inFolder(makeFolder(), module, work), childOptions(1)).lines)
             if (kind == "figure" &&
                 std::istringstream(text) >> time.median >> time.percentile99 >> time.frames)
                 return time;

@@ -44,6 +44,7 @@ struct ModuleReport {
 
 /// Tries each module and hands its report over as soon as it is complete, in their order. The program must
 /// have no other threads.
+/// @throws std::exception if this program failed, and Interrupted, see interruption.h
 void tryModules(const std::vector<ModuleLocation>& modules, const TrialOptions& options,
                 const std::function<void(const ModuleReport&)>& report);
 
