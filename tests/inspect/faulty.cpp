@@ -65,6 +65,12 @@ struct FrameCount {
     ~FrameCount() { --state.inFrame; }
 };
 
+bool isInEngine(void* returnAddress) {
+    Dl_info info{};
+    dladdr(returnAddress, &info);
+    return std::string_view(info.dli_fname).find("LumetraCore.so") != std::string_view::npos;
+}
+
 // A block of memory that nobody looks for.
 void useMemoryUnchecked() {
     state.block = new (std::nothrow) char[5000];
@@ -231,6 +237,7 @@ int command(LUMETRA_CMDTYPE command, const char* text) {
     crashIf(is("command-numbers") && command < 0);
     crashIf(is("command-texts") && std::string_view(text).size() > 1000);
     crashIf(is("frame-calls") && command == LUMETRA_CMD_STOP && state.inFrame > 0);
+    if (is("engine-answers") && isInEngine(__builtin_return_address(0))) return 5;
     if (is("memory-command") && command >= LUMETRA_CMD_MODULE_FIRST) useMemoryUnchecked();
     return 0;
 }

@@ -163,6 +163,7 @@ const Fault FAULTS[] = {
     {"initialize-twice", "crashed (Aborted) in initialize("},
     {"command-numbers", "crashed (Aborted) in command(-"},
     {"command-texts", "crashed (Aborted) in command("},
+    {"engine-answers", "command -1 answers 0, and 5 through the engine"},
     {"small-stack", "crashed (Segmentation fault) in notifyNewData("},
     {"callbacks-count", "it gives -7 and has written 2"},
     {"callbacks-room", "it writes 5 kinds"},

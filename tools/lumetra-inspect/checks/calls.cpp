@@ -4,10 +4,12 @@
 
 #include <climits>
 #include <exception>
+#include <functional>
 #include <random>
 #include <system_error>
 
 #include "tools/lumetra-inspect/trial/check.h"
+#include "tools/lumetra-inspect/trial/engine.h"
 #include "tools/lumetra-inspect/trial/frames.h"
 #include "tools/lumetra-inspect/trial/loaded_module.h"
 #include "tools/lumetra-inspect/trial/texts.h"
@@ -126,6 +128,31 @@ void fitsSmallStack(const Bench& bench) {
     if (work.failure != nullptr) std::rethrow_exception(work.failure);
 }
 
+// Answers that differ without an engine, such as counts, show nothing.
+void compare(const std::string& call, const std::function<int()>& direct,
+             const std::function<int()>& throughEngine) {
+    const int first = direct(), second = direct(), passed = throughEngine(), last = direct();
+    if (first == second && first == last && passed != first)
+        fail(call + " answers " + std::to_string(first) + ", and " + std::to_string(passed) +
+             " through the engine");
+}
+
+void answersThroughEngine(const Bench& bench) {
+    LoadedModule module(bench);
+    const Engine engine;
+    engine.initialize();
+    bench.stage("LumetraCore_registerDllByName");
+    const std::int32_t id = engine.registerModule(bench.location);
+    if (module.has("getStatus"))
+        compare(
+            "getStatus", [&] { return module.getStatus(); }, [&] { return engine.getStatus(id); });
+    for (const std::int32_t number : {-1, 16, LUMETRA_CMD_MODULE_FIRST + 0, LUMETRA_CMD_MODULE_FIRST + 999})
+        if (module.has("command"))
+            compare(
+                "command " + std::to_string(number), [&] { return module.command(number, ""); },
+                [&] { return engine.command(id, static_cast<LUMETRA_CMDTYPE>(number), u""); });
+}
+
 }  // namespace
 
 std::vector<Check> callChecks() {
@@ -144,6 +171,8 @@ std::vector<Check> callChecks() {
         {"initialize-twice", "initialize may come again.", WORKING, initializeTwice},
         {"command-numbers", "Any command number is answered.", WORKING, commandNumbers},
         {"command-texts", "Commands take texts that are broken, deep or long.", WORKING, commandTexts},
+        {"engine-answers", "Its status and answers to commands reach a host unchanged.",
+         "registration status-first command-numbers", answersThroughEngine},
         {"small-stack", "512 KiB of stack are enough for every entry point.",
          WORKING + " status-first destroy-first", fitsSmallStack},
     };
