@@ -45,7 +45,8 @@ LUMETRA_MODULE_EXPORT int command(LUMETRA_CMDTYPE command, const char* text);
 
 /// One converted frame. `chunk` is shared: hold it and its pixels stay valid, but every other module sees
 /// them too, so do not write to them. Nothing waits for this call, and an exception that leaves it is
-/// dropped. [pool worker; calls may overlap, arrive out of order and come before initialize]
+/// dropped: let none leave; lumetra-inspect fails it. [pool worker; calls may overlap, arrive out of order
+/// and come before initialize]
 /// @param chunkId  the push time in milliseconds since the Unix epoch
 LUMETRA_MODULE_EXPORT void notifyNewData(std::uint64_t chunkId, std::shared_ptr<IChnk> chunk);
 
