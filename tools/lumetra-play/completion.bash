@@ -13,7 +13,8 @@ _lumetra_play() {
             modules=$(cd "$folder" 2> /dev/null && printf '%s\n' *.framework)
             mapfile -t COMPREPLY < <(compgen -W "${modules//.framework/}" -- "$cur")
             ;;
-        --view-name | --start | --seconds | --frames | --fps | --raw | --size | --flags | -f | --input-format | -c | --command) ;;
+        --start | --seconds | --frames | --view-name | \
+            --fps | --raw | --size | --flags | -f | --input-format | -c | --command) ;;
         *)
             if [[ $split != true && $cur == -* ]]; then
                 mapfile -t COMPREPLY < <(compgen -W "$(_parse_help "$1")" -- "$cur")

@@ -324,7 +324,7 @@ std::string MediaInput::damage() const {
         add("the last frame is not whole");
     if (m_readError != 0) add("reading failed (" + errorText(m_readError) + ")");
     if (m_brokenPackets > 0) add(std::to_string(m_brokenPackets) + " broken packets");
-    if (m_brokenFrames > 0) add(std::to_string(m_brokenFrames) + " pictures made up in part");
+    if (m_brokenFrames > 0) add(std::to_string(m_brokenFrames) + " frames decoded with errors");
     return text.empty() ? text : m_name + " is cut off or damaged: " + text;
 }
 

@@ -29,7 +29,8 @@ LibraryTable openLibrary(const std::string& path) {
     const auto find = [&](auto& function, const char* symbol) {
         function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(dlsym(library, symbol));
         if (function == nullptr)
-            throw PlayError(path + " has no function " + symbol + ": name a LumetraCore library");
+            throw PlayError((path.empty() ? "the library" : path) + " has no function " + symbol +
+                            ": name a LumetraCore library");
     };
     LibraryTable table{};
     find(table.initialize, "LumetraCore_initialize");
