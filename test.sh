@@ -14,7 +14,7 @@ tools/install_packages.sh \
 [ $# -gt 0 ] || set -- dev
 for preset in "$@"; do
     case $preset in
-    libcxx | asan) tools/install_packages.sh libc++-dev libc++abi-dev >&2 ;;
+    libcxx) tools/install_packages.sh libc++-dev libc++abi-dev >&2 ;;
     arm64*)
         tools/install_packages.sh g++-aarch64-linux-gnu qemu-user >&2
         tools/unpack_packages.sh arm64 build/arm64-packages libjpeg62-turbo-dev libpng-dev zlib1g-dev rapidjson-dev \
