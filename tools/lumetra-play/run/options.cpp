@@ -7,7 +7,6 @@
 #include <charconv>
 #include <filesystem>
 #include <map>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string_view>
@@ -353,8 +352,9 @@ std::optional<Options> parseOptions(int argc, const char* const* argv) {
 }
 
 bool isPath(const std::string& input) {
-    static const std::regex scheme("[A-Za-z0-9+.-]{2,}:.*");
-    return input != "-" && !std::regex_match(input, scheme);
+    const std::size_t scheme =
+        input.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789+.-");
+    return input != "-" && (scheme == std::string::npos || scheme < 2 || input[scheme] != ':');
 }
 
 std::int32_t parseFlags(const std::string& text) {
