@@ -33,6 +33,25 @@
 
 namespace lumetra {
 
+/// Blocks the host's signals on the calling thread while it lives. A thread that is started meanwhile
+/// inherits that, and takes no signal even before its first instruction; but for those that report a fault of
+/// its own.
+class SignalsBlocked {
+public:
+    SignalsBlocked() {
+        sigset_t all;
+        sigfillset(&all);
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT}) sigdelset(&all, fault);
+        pthread_sigmask(SIG_BLOCK, &all, &m_before);
+    }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+private:
+    sigset_t m_before{};
+};
+
 /// A queue of length one with its worker; newer frames replace older ones.
 class FrameMailbox {
 public:
@@ -114,25 +133,6 @@ public:
     }
 
 private:
-    // All but synchronous faults, on the thread that starts the worker: the worker inherits the mask, and so
-    // takes no signal even before its first instruction.
-    class SignalsBlocked {
-    public:
-        SignalsBlocked() {
-            sigset_t all;
-            sigfillset(&all);
-            for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT})
-                sigdelset(&all, fault);
-            pthread_sigmask(SIG_BLOCK, &all, &m_before);
-        }
-        ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-        SignalsBlocked(const SignalsBlocked&) = delete;
-        SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-    private:
-        sigset_t m_before{};
-    };
-
     // With m_controlMutex held.
     void end() noexcept {
         if (!m_thread.joinable()) return;

@@ -1,10 +1,9 @@
 // view_server.cpp - libmicrohttpd, its limits, and the routes.
 #include "view_server.h"
 
+#include <LumetraCore/FrameMailbox.h>
 #include <netdb.h>
 #include <netinet/in.h>
-#include <pthread.h>
-#include <signal.h>
 
 #include <charconv>
 #include <cstdarg>
@@ -46,24 +45,6 @@ std::optional<Number> numberOf(MHD_Connection* connection, const char* name, Num
     if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
     return number;
 }
-
-// The host's signals are not for the server's thread, which inherits the mask; but those are that say that
-// this thread itself has gone wrong.
-class SignalsBlocked {
-public:
-    SignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) sigdelset(&all, fault);
-        pthread_sigmask(SIG_BLOCK, &all, &m_before);
-    }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t m_before{};
-};
 
 using Addresses = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
 
@@ -172,7 +153,7 @@ std::string ViewServer::start(const Place& place) {
     m_failure = "the server cannot start";
     unsigned flags = MHD_USE_AUTO | MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_ERROR_LOG;
     if (addresses->ai_family == AF_INET6) flags |= MHD_USE_DUAL_STACK;  // "::" is every address
-    const SignalsBlocked blocked;
+    const lumetra::SignalsBlocked inherited;                            // by the server's thread
     m_daemon = MHD_start_daemon(flags, 0, &Callbacks::onAccept, this, &Callbacks::onRequest, this,
                                 MHD_OPTION_EXTERNAL_LOGGER, &Callbacks::onMessage, this, MHD_OPTION_SOCK_ADDR,
                                 addresses->ai_addr, MHD_OPTION_CONNECTION_LIMIT, MOST_CONNECTIONS,
