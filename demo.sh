@@ -4,18 +4,18 @@
 set -eu
 here=$(dirname "$(readlink -f "$0")")
 "$here/tools/install_packages.sh" g++ cmake ninja-build rapidjson-dev nlohmann-json3-dev libcli11-dev \
-    libmicrohttpd-dev libapriltag-dev libjpeg-dev libpng-dev >&2
+    libmicrohttpd-dev libjpeg-dev libpng-dev >&2
 
 build="$here/build/demo"
 log="$build/build.log"
-# On a terminal Ninja rewrites one line; elsewhere every tenth step is a line.
+# The player with the modules that it uses. On a terminal Ninja rewrites one line; elsewhere every tenth step is a line.
 run_build() {
     if [ -t 2 ]; then
-        cmake --build "$build" >&2
+        cmake --build "$build" --target lumetra-play >&2
         return
     fi
     rm -f "$build/failed"
-    { cmake --build "$build" 2>&1 || touch "$build/failed"; } | tee "$log" | sed -un '/^\[[1-9][0-9]*0\//p' >&2
+    { cmake --build "$build" --target lumetra-play 2>&1 || touch "$build/failed"; } | tee "$log" | sed -un '/^\[[1-9][0-9]*0\//p' >&2
     [ ! -e "$build/failed" ] || { tail -n 40 "$log" >&2; return 1; }
 }
 mkdir -p "$build"
