@@ -175,7 +175,7 @@ TEST_F(DrivenModules, AreReloadedWhileTheProgramPlays) {
 }
 
 TEST_F(DrivenModules, ComeBackWhenTheirNewLibraryFails) {
-    const LibraryTable library = openLibrary(LUMETRACORE_LIBRARY);
+    const LibraryTable library(LUMETRACORE_LIBRARY);
     const ScratchFolder scratch;
     EngineSession engine(library, &scratch);
     engine.loadModule({"Text", "throw-initialize-two", true}, folder.file(""));
@@ -192,7 +192,7 @@ TEST_F(DrivenModules, ComeBackWhenTheirNewLibraryFails) {
 }
 
 TEST_F(DrivenModules, LeakNothingOverTwoHundredSwapsUnderLoad) {
-    const LibraryTable library = openLibrary(LUMETRACORE_LIBRARY);
+    const LibraryTable library(LUMETRACORE_LIBRARY);
     output::setManner({true, false, false});
     const ScratchFolder scratch;
     EngineSession engine(library, &scratch);

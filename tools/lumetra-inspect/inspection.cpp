@@ -8,6 +8,7 @@
 #include "tools/lumetra-inspect/stamp.h"
 #include "tools/lumetra-inspect/symbol_table.h"
 #include "tools/lumetra-inspect/trial/loaded_module.h"
+#include "tools/support/module_files.h"
 
 namespace {
 
@@ -75,8 +76,8 @@ std::string faultOf(const Loading& loading) {
 bool sayFolder(const ModuleLocation& location, const fs::path& hostFolder) {
     const fs::path host = hostFolder.empty() ? fs::current_path() : hostFolder;
     const bool resolves = resolvesFrom(host, location);
-    say("found", std::string(resolves ? "as " : "not as ") + relativeModulePath(location.name) + " from " +
-                     host.string());
+    say("found", std::string(resolves ? "as " : "not as ") + moduleFile({}, location.name).string() +
+                     " from " + host.string());
     if (!resolves) say("hint", "a host finds it while it works in " + location.folder.string());
     return resolves || hostFolder.empty();
 }
@@ -105,7 +106,7 @@ bool inspectLibrary(const ModuleLocation& location, const SymbolTable& table, co
     if (location.name.empty()) {
         const std::string file = location.file.filename().string();
         return cannot("a module is found as NAME.framework/NAME; put this one at " +
-                      relativeModulePath(file));
+                      moduleFile({}, file).string());
     }
     const bool folderDoes = sayFolder(location, hostFolder);
     const Loading loading = tryLoading(location, limit);

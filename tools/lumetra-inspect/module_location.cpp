@@ -3,9 +3,7 @@
 
 #include <algorithm>
 
-#ifndef LUMETRA_MODULES_FROM_PROGRAM
-#define LUMETRA_MODULES_FROM_PROGRAM "../lib/LumetraCore/modules"
-#endif
+#include "tools/support/module_files.h"
 
 namespace fs = std::filesystem;
 
@@ -15,27 +13,17 @@ namespace {
 fs::path pathOfName(const std::string& name) {
     std::error_code ignored;
     for (const fs::path& folder : usualFolders())
-        if (fs::exists(folder / relativeModulePath(name), ignored)) return folder / relativeModulePath(name);
-    return relativeModulePath(name);
+        if (fs::exists(moduleFile(folder, name), ignored)) return moduleFile(folder, name);
+    return moduleFile({}, name);
 }
 
 }  // namespace
 
 std::vector<fs::path> usualFolders() {
-    std::error_code ignored;
-    const fs::path program = fs::read_symlink("/proc/self/exe", ignored).parent_path();
-    std::vector<fs::path> folders;
-    for (const fs::path& folder :
-         {fs::current_path(), program / "../modules", program / LUMETRA_MODULES_FROM_PROGRAM}) {
-        const fs::path found = fs::weakly_canonical(folder, ignored);
-        if (fs::is_directory(found, ignored) && std::count(folders.begin(), folders.end(), found) == 0)
-            folders.push_back(found);
-    }
+    std::vector<fs::path> folders = {fs::current_path()};
+    for (const fs::path& folder : moduleFoldersOfProgram())
+        if (folder != folders.front()) folders.push_back(folder);
     return folders;
-}
-
-std::string relativeModulePath(const std::string& name) {
-    return name + ".framework/" + name;
 }
 
 ModuleLocation locateModule(const std::string& text) {
@@ -47,7 +35,7 @@ ModuleLocation locateModule(const std::string& text) {
     if (given.extension() == ".framework" && fs::is_directory(given, ignored))
         given /= given.stem();
     else if (!given.has_parent_path() &&
-             (!fs::exists(given, ignored) || fs::exists(relativeModulePath(text), ignored)))
+             (!fs::exists(given, ignored) || fs::exists(moduleFile({}, text), ignored)))
         given = pathOfName(text);
     location.file = fs::absolute(given).lexically_normal();
 
@@ -62,5 +50,5 @@ ModuleLocation locateModule(const std::string& text) {
 bool resolvesFrom(const fs::path& folder, const ModuleLocation& location) {
     std::error_code notThere;
     return !location.name.empty() &&
-           fs::equivalent(folder / relativeModulePath(location.name), location.file, notThere);
+           fs::equivalent(moduleFile(folder, location.name), location.file, notThere);
 }

@@ -21,9 +21,6 @@ std::vector<std::filesystem::path> usualFolders();
 ///              it
 ModuleLocation locateModule(const std::string& text);
 
-/// The path that the engine makes of a name.
-std::string relativeModulePath(const std::string& name);
-
 /// Whether a host that works in `folder` reaches this very file by its name.
 bool resolvesFrom(const std::filesystem::path& folder, const ModuleLocation& location);
 

@@ -41,7 +41,7 @@ ExitStatus run(const Options& options) {
     output::setManner({options.quiet, options.log, options.json});
     StopRequest stop;
     if (options.devices || options.info) {
-        printDeviceTexts(options, openLibrary(options.library));
+        printDeviceTexts(options, LibraryTable(options.library));
         output::requireWritten();
         return EXIT_AS_ASKED;
     }
@@ -79,6 +79,9 @@ int main(int argc, char** argv) {
         return run(*options);
     } catch (const EndedEarly& error) {
         return fail(error.what(), error.status, json);
+    } catch (const LibraryError& error) {
+        return fail(error.what() + std::string(": name a LumetraCore library by --library"), EXIT_ERROR,
+                    json);
     } catch (const std::bad_alloc&) {
         return fail("out of memory: play a smaller picture", EXIT_ERROR, json);
     } catch (const std::exception& error) {

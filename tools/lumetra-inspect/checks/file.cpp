@@ -6,6 +6,7 @@
 #include "tools/lumetra-inspect/symbol_table.h"
 #include "tools/lumetra-inspect/trial/check.h"
 #include "tools/lumetra-inspect/trial/loaded_module.h"
+#include "tools/support/module_files.h"
 
 namespace {
 
@@ -22,7 +23,7 @@ void isLibrary(const Bench& bench) {
 
 void liesWhereItIsFound(const Bench& bench) {
     const std::string file = bench.location.file.filename().string();
-    if (bench.location.name.empty()) fail("a host finds it as " + relativeModulePath(file) + " only");
+    if (bench.location.name.empty()) fail("a host finds it as " + moduleFile({}, file).string() + " only");
 }
 
 // As the entry points read where they are compiled as C++; std::__1 is libc++'s.

@@ -51,7 +51,7 @@ Finding runCheck(const Check& check, const Bench& bench) {
         return {};
     } catch (const Finding& finding) {
         return finding;
-    } catch (const EngineError&) {
+    } catch (const LibraryError&) {
         throw;
     } catch (const std::system_error&) {  // no thread, no folder
         throw;

@@ -82,7 +82,7 @@ void measureRunTime(const Bench& bench);
 inline const std::string WORKING = "frame-first initialize-first command-first register-first";
 
 /// Runs a check to its end.
-/// @throws EngineError, std::system_error trouble of this program, of which the module is not to be blamed
+/// @throws LibraryError, std::system_error trouble of this program, of which the module is not to be blamed
 Finding runCheck(const Check& check, const Bench& bench);
 
 #endif

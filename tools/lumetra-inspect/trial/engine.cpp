@@ -1,38 +1,12 @@
-// engine.cpp - finding the library and its functions.
+// engine.cpp - what hosts do, with frames of one size.
 #include "tools/lumetra-inspect/trial/engine.h"
 
 #include <LumetraCore/utf_conversion.h>
-#include <dlfcn.h>
 
 #include <chrono>
 #include <filesystem>
 #include <thread>
-
-namespace {
-
-template <class Function>
-void find(void* library, Function& function, const char* symbol) {
-    function = reinterpret_cast<Function>(dlsym(library, symbol));
-    if (function == nullptr) throw EngineError(std::string("the engine lacks ") + symbol);
-}
-
-}  // namespace
-
-Engine::Engine() : m_library(dlopen(LUMETRA_LIBRARY_NAME, RTLD_NOW | RTLD_LOCAL)) {
-    if (m_library == nullptr) throw EngineError(dlerror());
-    find(m_library, initialize, "LumetraCore_initialize");
-    find(m_library, destroy, "LumetraCore_destroy");
-    find(m_library, command, "LumetraCore_command");
-    find(m_library, registerDllByName, "LumetraCore_registerDllByName");
-    find(m_library, initializeDllByID, "LumetraCore_initializeDllByID");
-    find(m_library, unregisterDllByID, "LumetraCore_unregisterDllByID");
-    find(m_library, unregisterDllByName, "LumetraCore_unregisterDllByName");
-    find(m_library, registerCallback, "LumetraCore_registerCallback");
-    find(m_library, unregisterCallback, "LumetraCore_unregisterCallback");
-    find(m_library, getSupportedCallbacks, "LumetraCore_getSupportedCallbacks");
-    find(m_library, getStatus, "LumetraCore_getStatus");
-    find(m_library, pushImageData, "LumetraCore_pushImageData");
-}
+#include <vector>
 
 void Engine::configure(std::int32_t format, int flags, bool mipMap, bool forward) const {
     const std::string text = R"({"imageCfg":{"width":)" + std::to_string(ENGINE_WIDTH) + R"(,"height":)" +
@@ -42,7 +16,7 @@ void Engine::configure(std::int32_t format, int flags, bool mipMap, bool forward
                              (forward ? "true" : "false") + "}";
     const std::u16string wide = convertUTFFormat8toV<char, char16_t>(text);
     if (command(ENGINE_MODULE_ID, LUMETRA_CMD_CONFIGURE, wide.c_str()) != 1)
-        throw EngineError("the engine refuses " + text);
+        throw LibraryError("the engine refuses " + text);
 }
 
 void Engine::pushFrames(int count) const {

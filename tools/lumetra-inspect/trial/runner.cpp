@@ -13,29 +13,11 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "tools/support/module_files.h"
+
 namespace {
 
 namespace fs = std::filesystem;
-
-// Where modules write what they are told to write, gone with its last owner.
-class ScratchFolder {
-public:
-    ScratchFolder() : m_path((fs::temp_directory_path() / "lumetra-inspect-XXXXXX").string()) {
-        if (mkdtemp(m_path.data()) == nullptr)
-            throw std::system_error(errno, std::generic_category(), m_path);
-    }
-    ~ScratchFolder() {
-        std::error_code ignored;
-        fs::remove_all(m_path, ignored);
-    }
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-    const std::string& path() const { return m_path; }
-
-private:
-    std::string m_path;
-};
 
 // @throws std::runtime_error if this program failed, of which the module is not to be blamed
 Finding findingOf(const Check& check, const ChildResult& child) {
@@ -124,7 +106,7 @@ private:
 
     // Checks that run at the same time do not find each other's files.
     std::string makeFolder() const {
-        std::string path = m_scratch.path() + "/XXXXXX";
+        std::string path = (m_scratch.path() / "XXXXXX").string();
         if (mkdtemp(path.data()) == nullptr) throw std::system_error(errno, std::generic_category(), path);
         return path;
     }
@@ -200,7 +182,7 @@ private:
 
     const std::vector<ModuleLocation>& m_modules;
     const TrialOptions& m_options;
-    const ScratchFolder m_scratch;
+    const ScratchFolder m_scratch;  // where modules write what they are told to write
     std::vector<Jobs> m_jobs;
 };
 

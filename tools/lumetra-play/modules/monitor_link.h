@@ -10,7 +10,7 @@
 #include <string>
 
 #include "tools/lumetra-play/pixels/pixel_check.h"
-#include "tools/lumetra-play/run/library_table.h"
+#include "tools/support/library_table.h"
 
 /// The module's id and commands; its own header defines them.
 namespace frame_monitor {

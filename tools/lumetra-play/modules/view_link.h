@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "tools/lumetra-play/run/library_table.h"
+#include "tools/support/library_table.h"
 
 /// Made once the modules are loaded, ended before the library, one at a time; its functions hand on nothing
 /// outside of that, and nobody takes it if LiveView is not there.

@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
-#include "tools/lumetra-play/modules/module_files.h"
+#include "tools/lumetra-play/modules/module_library.h"
 #include "tools/lumetra-play/pixels/picture.h"
-#include "tools/lumetra-play/run/library_table.h"
 #include "tools/lumetra-play/run/options.h"
+#include "tools/support/library_table.h"
 
 struct EngineSettings {
     Picture picture;

@@ -172,7 +172,7 @@ private:
 
 void Play::run(const std::function<void(const Summary&)>& finish) {
     // Only now, so that what is refused is refused in one line: the library prints while it is loaded.
-    const LibraryTable library = openLibrary(m_options.library);
+    const LibraryTable library(m_options.library);
     PixelCheck check;
     EngineSession engine(library, m_scratch ? &*m_scratch : nullptr);
     engine.configure({m_summary.picture, m_settings.flags, m_settings.pyramid, m_options.writable,

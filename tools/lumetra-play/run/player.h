@@ -11,9 +11,9 @@
 #include "tools/lumetra-play/inputs/frame_source.h"
 #include "tools/lumetra-play/modules/monitor_link.h"
 #include "tools/lumetra-play/pixels/pixel_check.h"
-#include "tools/lumetra-play/run/library_table.h"
 #include "tools/lumetra-play/run/stop_request.h"
 #include "tools/lumetra-play/view/progress.h"
+#include "tools/support/library_table.h"
 
 struct PlaySettings {
     std::int32_t flags;                     ///< LUMETRA_CONVERSIONMODIFIER

@@ -11,9 +11,9 @@
 #include <cerrno>
 #include <mutex>
 
-#include "tools/lumetra-play/modules/module_files.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/view/output.h"
+#include "tools/support/module_files.h"
 
 namespace {
 

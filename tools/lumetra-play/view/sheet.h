@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "tools/lumetra-play/modules/module_files.h"
 #include "tools/lumetra-play/modules/monitor_link.h"
+#include "tools/support/module_files.h"
 
 /// Asks the module for the newest frame's levels, by way of files in `scratch`. Every pixel is enlarged or
 /// left out alike; levels that are missing are left out.
