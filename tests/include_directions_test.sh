@@ -73,5 +73,6 @@ include/LumetraCore/IChnk.h #  include "base/clock.h"
 platform/capture_source_apple.mm #import "core/LumetraCoreExecutor.h"
 base/clock.h #include "platform/sleep_precision.h"
 plugins/FrameMonitor/FrameMonitor.cpp #include "base/clock.h"
+tools/lumetra-play/main.cpp #include "base/clock.h"
 EOF
 exit $wrong

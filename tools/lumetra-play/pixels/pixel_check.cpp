@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "plugins/FrameMonitor/pixel_digest.h"
+
 namespace {
 
 // A frame that is still on its way is at most some hundred milliseconds old.
@@ -56,24 +58,6 @@ void flipRows(Bytes& pixels, std::size_t width) {
     for (std::size_t y = 0; y < height / 2; ++y) std::swap_ranges(row(y), row(y + 1), row(height - 1 - y));
 }
 
-// FrameMonitor's digest: FNV-1a over 8-byte little-endian words, the upper half folded in after each, then
-// over the bytes that are left.
-std::uint64_t pixelDigest(const Bytes& bytes) {
-    std::uint64_t digest = 0xcbf29ce484222325;
-    const auto mix = [&digest](std::uint64_t value) {
-        digest = (digest ^ value) * 0x100000001b3;
-        digest ^= digest >> 32;
-    };
-    std::size_t done = 0;
-    for (; done + 8 <= bytes.size(); done += 8) {
-        std::uint64_t word = 0;  // assembled byte by byte, which compilers turn into one load
-        for (unsigned k = 0; k < 8; ++k) word |= std::uint64_t{bytes[done + k]} << (8 * k);
-        mix(word);
-    }
-    for (; done < bytes.size(); ++done) mix(bytes[done]);
-    return digest;
-}
-
 }  // namespace
 
 ExpectedLevels expectedLevels(const Picture& picture, const Bytes& pushed, std::int32_t flags, bool pyramid) {
@@ -93,7 +77,7 @@ ExpectedLevels expectedLevels(const Picture& picture, const Bytes& pushed, std::
 LevelDigests digestsOf(const ExpectedLevels& levels) {
     LevelDigests digests;
     for (std::size_t k = 0; k < levels.size(); ++k)
-        if (levels[k]) digests[k] = pixelDigest(*levels[k]);
+        if (levels[k]) digests[k] = pixelDigest(levels[k]->data(), levels[k]->size());
     return digests;
 }
 
