@@ -57,8 +57,8 @@ void initialize(const char* configuration) {
     if (failure.empty())
         hostLog.write(0, "LiveView: http://" + placeOf(place.address, server.port()) + "/");
     else
-        hostLog.write(1, "LiveView: " + placeOf(place.address, place.port) + " cannot be opened (" + failure +
-                             "): configure another \"port\" or \"address\"");
+        hostLog.write(0, "Error: LiveView: " + placeOf(place.address, place.port) + " cannot be opened (" +
+                             failure + ")!");
 }
 
 int registerCallback(LUMETRA_CBTYPE kind, void* function, void*) {
