@@ -184,12 +184,12 @@ TEST_F(LumetraPlay, SaysWhyThePageCannotBeServed) {
     ASSERT_EQ(0, listen(taken, 1));
     getsockname(taken, reinterpret_cast<sockaddr*>(&address), &size);
     EXPECT_EQ(1, play("--frames 1 --view=" + std::to_string(ntohs(address.sin_port))));
-    EXPECT_THAT(err, HasSubstr("(Address already in use): choose another port"));
+    EXPECT_THAT(err, ContainsRegex("Address already in use.*name another port"));
     close(taken);
     EXPECT_EQ(1, play("--frames 1 --view=192.0.2.1:8080"));
-    EXPECT_THAT(err, HasSubstr("(Cannot assign requested address): name an address of this machine"));
+    EXPECT_THAT(err, ContainsRegex("Cannot assign requested address.*an address of this machine"));
     EXPECT_EQ(1, play("--frames 1 --view=[2001:db8::1]:8080"));
-    EXPECT_THAT(err, HasSubstr("cannot be served at [2001:db8::1]:8080 ("));
+    EXPECT_THAT(err, HasSubstr("[2001:db8::1]:8080 cannot be opened ("));
     EXPECT_EQ(0, play("--frames 1 --view=0.0.0.0:0 --view-name board.local")) << err;
     EXPECT_THAT(out, HasSubstr("live view: http://127.0.0.1:"));
 }

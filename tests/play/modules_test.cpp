@@ -176,9 +176,9 @@ TEST_F(DrivenModules, AreReloadedWhileTheProgramPlays) {
 
 TEST_F(DrivenModules, ComeBackWhenTheirNewLibraryFails) {
     const LibraryTable library(LUMETRACORE_LIBRARY);
-    const ScratchFolder scratch;
-    EngineSession engine(library, &scratch);
-    engine.loadModule({"Text", "throw-initialize-two", true}, folder.file(""));
+    EngineSession engine(library, folder.file(""));
+    engine.loadModule({"Text", "throw-initialize-two", true});
+    const auto mappings = mappingsOf("Text-");
     put(SECOND);
     try {
         engine.reloadModule("Text");
@@ -187,19 +187,19 @@ TEST_F(DrivenModules, ComeBackWhenTheirNewLibraryFails) {
         EXPECT_THAT(error.what(), HasSubstr("the new Text is not used, the old one is back: "));
     }
     EXPECT_EQ(1, engine.command({"Text", 1000, ""}));
-    EXPECT_NE(stampOf(file), engine.fileOf("Text").second) << "the new file was not there when it was loaded";
-    EXPECT_EQ(1, entriesOf(scratch.path().c_str()));
+    EXPECT_NE(stampOf(file), engine.watched()[0].loaded) << "the new file was not there when it was loaded";
+    EXPECT_EQ(mappings, mappingsOf("Text-"));
 }
 
 TEST_F(DrivenModules, LeakNothingOverTwoHundredSwapsUnderLoad) {
     const LibraryTable library(LUMETRACORE_LIBRARY);
     output::setManner({true, false, false});
-    const ScratchFolder scratch;
-    EngineSession engine(library, &scratch);
+    fs::create_directory(folder.file("FrameMonitor.framework"));
+    fs::copy_file(FRAMEMONITOR_LIBRARY, folder.file("FrameMonitor.framework/FrameMonitor"));
+    EngineSession engine(library, folder.file(""));
     engine.configure({{LUMETRA_IMGFORMAT_GRAY8, 64, 48}, LUMETRA_CONVERT_GRAY, false, "/tmp"});
-    engine.loadModule({"FrameMonitor", std::nullopt},
-                      fs::path(FRAMEMONITOR_LIBRARY).parent_path().parent_path());
-    engine.loadModule({"Text", "abc", true}, folder.file(""));
+    engine.loadModule({"FrameMonitor", std::nullopt});
+    engine.loadModule({"Text", "abc", true});
     std::atomic<bool> ending = false;
     std::atomic<int> pushed = 0;
     std::thread camera([&] {
@@ -217,7 +217,9 @@ TEST_F(DrivenModules, LeakNothingOverTwoHundredSwapsUnderLoad) {
     }
     ending = true;
     camera.join();
-    const auto delivered = [&] { return library.command(frame_monitor::ID, frame_monitor::COUNT, u""); };
+    const auto delivered = [&] {
+        return library.command(FRAMEMONITOR_ID, LUMETRA_CMDTYPE(FRAMEMONITOR_CMD_COUNT), u"");
+    };
     for (int patience = 100; delivered() < pushed && patience > 0; --patience)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     EXPECT_GE(delivered(), pushed * 95 / 100) << "a busy machine may drop some, but no swap stops the others";

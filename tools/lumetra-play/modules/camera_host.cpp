@@ -4,16 +4,14 @@
 #include <resolv.h>
 
 #include <atomic>
-#include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "plugins/CameraSource/CameraSource.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/run/text.h"
 #include "tools/lumetra-play/view/output.h"
 
 namespace {
-
-constexpr std::int32_t STATUS_FAILED = 5;  // as the module defines it
 
 std::atomic<CameraHost*> currentHost = nullptr;
 
@@ -48,18 +46,16 @@ std::string answerTo(const std::string& descriptor, std::string& seen, Bytes& jp
 
 CameraHost::CameraHost(const Options& options, const Picture& picture, const LibraryTable& library,
                        EngineSession& engine)
-    : m_options(options),
-      m_library(library),
-      m_module(engine.loadModule({"CameraSource", configurationOf(options, picture)},
-                                 folderOfModule("CameraSource", options.modulePath))) {
+    : m_options(options), m_library(library) {
+    engine.loadModule({"CameraSource", configurationOf(options, picture)});
     currentHost = this;
-    m_library.registerCallback(m_module, CB_PUSHNATIVEIMAGE, nullptr, nullptr);
+    m_library.registerCallback(CAMERASOURCE_ID, CB_PUSHNATIVEIMAGE, nullptr, nullptr);
     m_library.registerCallback(ENGINE_MODULE_ID, CB_HOSTTEXT, reinterpret_cast<void*>(&onText), nullptr);
 }
 
 CameraHost::~CameraHost() {
-    m_library.command(m_module, LUMETRA_CMD_STOP, u"");
-    m_library.unregisterCallback(m_module, CB_PUSHNATIVEIMAGE);
+    m_library.command(CAMERASOURCE_ID, LUMETRA_CMD_STOP, u"");
+    m_library.unregisterCallback(CAMERASOURCE_ID, CB_PUSHNATIVEIMAGE);
     m_library.unregisterCallback(ENGINE_MODULE_ID, CB_HOSTTEXT);
     currentHost = nullptr;
 }
@@ -68,16 +64,16 @@ PlayResult CameraHost::play(std::int64_t frames, MonitorLink& monitor, const Sto
     using namespace std::chrono_literals;
     Progress progress(m_options.quiet);
     const ProcessMeter meter;
-    const bool started = m_library.command(m_module, LUMETRA_CMD_START, u"") == 1;
-    while (m_library.getStatus(m_module) == STATUS_READY && !output::failed()) {
+    const bool started = m_library.command(CAMERASOURCE_ID, LUMETRA_CMD_START, u"") == 1;
+    while (m_library.getStatus(CAMERASOURCE_ID) == STATUS_READY && !output::failed()) {
         const std::int64_t pushed = counts().descriptors;
         if (frames > 0 && pushed >= frames) break;
         if (progress.due()) progress.show(pushed, 0, monitor.report());
         if (!stop.waitUntil(StopRequest::Clock::now() + 2ms)) break;
     }
-    const bool failed = m_library.getStatus(m_module) == STATUS_FAILED;
-    m_library.command(m_module, LUMETRA_CMD_STOP,
-                      u"");  // returns after the last frame, or word of the failure
+    const bool failed = m_library.getStatus(CAMERASOURCE_ID) == CAMERASOURCE_STATUS_FAILED;
+    // Returns after the last frame, or after word of the failure.
+    m_library.command(CAMERASOURCE_ID, LUMETRA_CMD_STOP, u"");
     if (failed || !started)
         throw PlayError("the camera does not work (" + output::logCounts().lastWarning +
                         "): check its name, --size and --format");
@@ -115,16 +111,13 @@ std::string CameraHost::answer(const std::string& text) {
 }
 
 // Numbered as they come, which is on one thread.
-void CameraHost::savePicture(const Bytes& jpeg) {
-    char name[48];
-    std::snprintf(name, sizeof name, "/frame_%06lld.jpg", static_cast<long long>(counts().descriptors));
-    bool written = true;
-    try {
-        output::writeFile(m_options.jpegFolder + name, jpeg);
-    } catch (const PlayError& error) {
-        output::complain(error.what());
-        written = false;
-    }
+void CameraHost::savePicture(const Bytes& jpeg) try {
+    const std::string name = formatted("/frame_%06lld.jpg", static_cast<long long>(counts().descriptors));
+    output::writeFile(m_options.jpegFolder + name, jpeg);
     const std::lock_guard lock(m_mutex);
-    ++(written ? m_counts.pictures : m_counts.failedWrites);
+    ++m_counts.pictures;
+} catch (const PlayError& error) {
+    output::complain(error.what());
+    const std::lock_guard lock(m_mutex);
+    ++m_counts.failedWrites;
 }

@@ -7,7 +7,6 @@
 
 #include <cstdint>
 #include <mutex>
-#include <optional>
 #include <string>
 
 #include "tools/lumetra-play/run/engine_session.h"
@@ -28,8 +27,6 @@ public:
     CameraHost(const Options& options, const Picture& picture, const LibraryTable& library,
                EngineSession& engine);
     ~CameraHost();
-    CameraHost(const CameraHost&) = delete;
-    CameraHost& operator=(const CameraHost&) = delete;
 
     /// Until the camera ends, `frames` have been pushed (0: no limit) or the stop request comes.
     /// @throws PlayError if the camera does not start or fails
@@ -43,7 +40,6 @@ private:
 
     const Options& m_options;
     const LibraryTable& m_library;
-    std::int32_t m_module;
     std::mutex m_mutex;  // guards m_counts
     ExchangeCounts m_counts;
 };

@@ -13,8 +13,6 @@ class Console {
 public:
     Console(EngineSession& engine, StopRequest& stop);
     ~Console();
-    Console(const Console&) = delete;
-    Console& operator=(const Console&) = delete;
 
 private:
     void run();

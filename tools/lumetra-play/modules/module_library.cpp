@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <memory>
 
 #include "LumetraCore/LumetraModule.h"
@@ -11,12 +12,21 @@
 
 namespace fs = std::filesystem;
 
-fs::path folderOfModule(const std::string& name, const std::string& requested) {
+namespace {
+
+fs::path numbered(const fs::path& folder, const fs::path& original) {
+    static std::atomic<int> count = 0;
+    return moduleFile(folder, original.filename().string() + "-" + std::to_string(++count));
+}
+
+}  // namespace
+
+fs::path findModule(const std::string& name, const std::string& requested) {
     std::vector<fs::path> folders = moduleFoldersOfProgram();
     if (!requested.empty()) folders.insert(folders.begin(), requested);
     std::error_code ignored;
     for (const fs::path& folder : folders)
-        if (fs::exists(moduleFile(folder, name), ignored)) return folder;
+        if (fs::exists(moduleFile(folder, name), ignored)) return moduleFile(folder, name);
     throw PlayError("the module " + name + " is not " +
                     (requested.empty() ? "beside the program" : "in " + requested) +
                     ": build it or name its folder by --module-path");
@@ -27,6 +37,14 @@ FileStamp stampOf(const fs::path& file) {
     if (stat(file.c_str(), &status) != 0) return {};
     return {status.st_ino, status.st_size,
             std::int64_t{status.st_ctim.tv_sec} * 1'000'000'000 + status.st_ctim.tv_nsec};
+}
+
+LibraryCopy::LibraryCopy(const fs::path& from)
+    : original(stampOf(from)), file(numbered(m_folder.path(), from)) {
+    std::error_code error;
+    fs::create_directory(file.parent_path(), error);
+    if (!error) fs::copy_file(from, file, error);
+    if (error) throw PlayError("cannot copy " + from.string() + " (" + error.message() + "): check TMPDIR");
 }
 
 std::int32_t idOfLibrary(const fs::path& file) {

@@ -10,13 +10,26 @@
 
 #include "tools/support/module_files.h"
 
+/// The file of the module in the folder `requested`, if that has it, or beside the program.
+/// @param requested  the user's choice; empty for none. @throws PlayError if neither has it
+std::filesystem::path findModule(const std::string& name, const std::string& requested);
+
 /// What changes when a file does: its number, bytes, time of the change in ns; all 0 if there is none.
 using FileStamp = std::tuple<unsigned long long, long long, std::int64_t>;
 FileStamp stampOf(const std::filesystem::path& file);
 
-/// The folder that has the module: `requested` if that has it, else one beside the program.
-/// @param requested  the user's choice; empty for none. @throws PlayError if neither has it
-std::filesystem::path folderOfModule(const std::string& name, const std::string& requested);
+/// A copy under a name of its own: the loader gives a library that it has open again, whatever its file holds
+/// by now, and a file that changes under it changes the code that runs. Gone with this.
+class LibraryCopy {
+    const ScratchFolder m_folder;
+
+public:
+    /// @throws PlayError if it cannot be made
+    explicit LibraryCopy(const std::filesystem::path& original);
+
+    const FileStamp original;  ///< from before it was copied: what changes meanwhile is still to be loaded
+    const std::filesystem::path file;
+};
 
 /// The id that the library of a module gives. @throws PlayError with the reason if it is no module that takes
 /// frames

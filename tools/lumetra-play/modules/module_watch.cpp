@@ -4,29 +4,15 @@
 #include <poll.h>
 
 #include <chrono>
-#include <cstdio>
+#include <map>
+#include <utility>
 
-#include "tools/lumetra-play/run/play_error.h"
+#include "tools/lumetra-play/run/text.h"
 #include "tools/lumetra-play/view/output.h"
 
-namespace {
-
-std::int64_t nanosecondsNow() {
-    using namespace std::chrono;
-    return duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count();
-}
-
-}  // namespace
-
-ModuleWatch::ModuleWatch(EngineSession& engine, const MonitorLink& monitor,
-                         const std::vector<ModuleRequest>& modules)
-    : m_engine(engine), m_monitor(monitor) {
-    for (const ModuleRequest& module : modules) {
-        if (!module.watched) continue;
-        const auto [file, stamp] = engine.fileOf(module.name);
-        m_places.push_back({module.name, file, stamp, stamp});
-    }
-    if (!m_places.empty()) m_thread = std::thread([this] { run(); });
+ModuleWatch::ModuleWatch(EngineSession& engine, const MonitorLink& monitor)
+    : m_engine(engine), m_monitor(monitor), m_modules(engine.watched()) {
+    if (!m_modules.empty()) m_thread = std::thread([this] { run(); });
 }
 
 ModuleWatch::~ModuleWatch() {
@@ -38,32 +24,31 @@ ModuleWatch::~ModuleWatch() {
 // counts when the file is the same at the next look.
 void ModuleWatch::run() {
     constexpr int LOOK_AGAIN_MS = 50;
+    std::map<std::string, FileStamp> seen;
     while (!endsWithin(LOOK_AGAIN_MS))
-        for (Place& place : m_places) {
-            const FileStamp now = stampOf(place.file);
-            const bool complete = now == place.seen && now != FileStamp{};
-            place.seen = now;
-            if (!complete || now == place.inUse) continue;
-            place.inUse = now;
-            reload(place);
+        for (WatchedModule& module : m_modules) {
+            const FileStamp now = stampOf(module.file), before = std::exchange(seen[module.name], now);
+            if (now != before || now == FileStamp{} || now == module.loaded) continue;
+            module.loaded = now;  // or tried at least
+            reload(module);
         }
 }
 
-void ModuleWatch::reload(const Place& place) {
+void ModuleWatch::reload(const WatchedModule& module) {
+    using namespace std::chrono;
     try {
-        m_engine.reloadModule(place.module);
+        m_engine.reloadModule(module.name);
     } catch (const std::exception& reason) {
         return output::complain(reason.what());
     }
     const std::int64_t before = m_monitor.delivered();
     for (int patience = 2000; m_monitor.delivered() == before && patience > 0 && !endsWithin(1); --patience) {
     }
-    char seconds[32];
-    std::snprintf(seconds, sizeof seconds, "%.2f s",
-                  static_cast<double>(nanosecondsNow() - std::get<2>(place.inUse)) / 1e9);
-    output::say(
-        place.module + ": reloaded, " + seconds + " from the change to " +
-        (m_monitor.delivered() != before ? "the first frame delivered" : "now, no frame delivered since"));
+    const duration<double> taken =
+        system_clock::now().time_since_epoch() - nanoseconds(std::get<2>(module.loaded));
+    const bool delivered = m_monitor.delivered() != before;
+    output::say(module.name + formatted(": reloaded, %.2f s from the change to ", taken.count()) +
+                (delivered ? "the first frame delivered" : "now, no frame delivered since"));
 }
 
 bool ModuleWatch::endsWithin(int milliseconds) const {

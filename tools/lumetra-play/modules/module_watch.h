@@ -3,10 +3,7 @@
 #ifndef LUMETRA_PLAY_MODULE_WATCH_H
 #define LUMETRA_PLAY_MODULE_WATCH_H
 
-#include <filesystem>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "tools/lumetra-play/modules/monitor_link.h"
 #include "tools/lumetra-play/run/engine_session.h"
@@ -14,26 +11,17 @@
 
 class ModuleWatch {
 public:
-    /// The modules are loaded.
-    ModuleWatch(EngineSession& engine, const MonitorLink& monitor, const std::vector<ModuleRequest>& modules);
+    ModuleWatch(EngineSession& engine, const MonitorLink& monitor);
     ~ModuleWatch();
-    ModuleWatch(const ModuleWatch&) = delete;
-    ModuleWatch& operator=(const ModuleWatch&) = delete;
 
 private:
-    struct Place {
-        std::string module;
-        std::filesystem::path file;
-        FileStamp inUse, seen;
-    };
-
     void run();
-    void reload(const Place& place);
+    void reload(const WatchedModule& module);
     bool endsWithin(int milliseconds) const;
 
     EngineSession& m_engine;
     const MonitorLink& m_monitor;
-    std::vector<Place> m_places;
+    std::vector<WatchedModule> m_modules;
     Event m_end;
     std::thread m_thread;
 };

@@ -55,38 +55,31 @@ std::optional<FrameDigests> readDigests(const std::string& line) try {
 MonitorLink::MonitorLink(const LibraryTable& library, PixelCheck* check)
     : m_library(library), m_check(check) {
     currentLink = this;
-    m_library.registerCallback(frame_monitor::ID, CB_LOG, reinterpret_cast<void*>(&onLine), nullptr);
-    const char16_t* const configuration =
-        check != nullptr ? u"{\"histogram\":false,\"digest\":true}" : u"{\"histogram\":false}";
-    m_library.initializeDllByID(frame_monitor::ID, configuration);
+    m_library.registerCallback(FRAMEMONITOR_ID, CB_LOG, reinterpret_cast<void*>(&onLine), nullptr);
 }
 
 MonitorLink::~MonitorLink() {
     // After this the module calls no more, so nobody can still be using the link.
-    m_library.unregisterCallback(frame_monitor::ID, CB_LOG);
+    m_library.unregisterCallback(FRAMEMONITOR_ID, CB_LOG);
     currentLink = nullptr;
 }
 
 MonitorReport MonitorLink::report() {
-    command(frame_monitor::REPORT, "");
+    command(FRAMEMONITOR_CMD_REPORT, "");
     const std::lock_guard lock(m_mutex);
     return m_report;
 }
 
-std::int64_t MonitorLink::delivered() const {
-    return command(frame_monitor::COUNT, "");
-}
-
-std::int64_t MonitorLink::deliveredBefore(std::int64_t frame) const {
-    return command(frame_monitor::COUNT, std::to_string(frame));
+std::int64_t MonitorLink::delivered(std::optional<std::int64_t> before) const {
+    return command(FRAMEMONITOR_CMD_COUNT, before ? std::to_string(*before) : "");
 }
 
 int MonitorLink::snapshot(const std::string& prefix) const {
-    return command(frame_monitor::SNAPSHOT, prefix);
+    return command(FRAMEMONITOR_CMD_SNAPSHOT, prefix);
 }
 
-int MonitorLink::command(LUMETRA_CMDTYPE number, const std::string& text) const {
-    return m_library.command(frame_monitor::ID, number, toUtf16(text).c_str());
+int MonitorLink::command(std::int32_t number, const std::string& text) const {
+    return m_library.command(FRAMEMONITOR_ID, LUMETRA_CMDTYPE(number), toUtf16(text).c_str());
 }
 
 void MonitorLink::onLine(std::int32_t, const char16_t* text) {

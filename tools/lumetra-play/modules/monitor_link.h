@@ -9,16 +9,9 @@
 #include <optional>
 #include <string>
 
+#include "plugins/FrameMonitor/FrameMonitor.h"
 #include "tools/lumetra-play/pixels/pixel_check.h"
 #include "tools/support/library_table.h"
-
-/// The module's id and commands; its own header defines them.
-namespace frame_monitor {
-constexpr std::int32_t ID = 101;
-constexpr auto REPORT = LUMETRA_CMDTYPE(LUMETRA_CMD_MODULE_FIRST);
-constexpr auto SNAPSHOT = LUMETRA_CMDTYPE(LUMETRA_CMD_MODULE_FIRST + 2);  // text: prefix of the PGM files
-constexpr auto COUNT = LUMETRA_CMDTYPE(LUMETRA_CMD_MODULE_FIRST + 3);  // text: only frames below this number
-}  // namespace frame_monitor
 
 /// The module's figures.
 struct MonitorReport {
@@ -40,21 +33,19 @@ std::optional<FrameDigests> readDigests(const std::string& line);
 
 class MonitorLink {
 public:
-    /// The module is loaded already. `check`, if not null, hears of every frame and must outlive the link.
+    /// @param check  null, or hears of every frame whose digests the module logs; must outlive the link
     MonitorLink(const LibraryTable& library, PixelCheck* check);
     ~MonitorLink();
-    MonitorLink(const MonitorLink&) = delete;
-    MonitorLink& operator=(const MonitorLink&) = delete;
 
     MonitorReport report();
-    std::int64_t delivered() const;                          ///< distinct frames
-    std::int64_t deliveredBefore(std::int64_t frame) const;  ///< of those with a smaller number
-    int snapshot(const std::string& prefix) const;           ///< files written
+    /// Distinct frames. @param before  if given, of those with a smaller number
+    std::int64_t delivered(std::optional<std::int64_t> before = {}) const;
+    int snapshot(const std::string& prefix) const;  ///< files written
 
 private:
     static void onLine(std::int32_t level, const char16_t* text);
     void take(const std::string& line);
-    int command(LUMETRA_CMDTYPE number, const std::string& text) const;
+    int command(std::int32_t number, const std::string& text) const;
 
     const LibraryTable& m_library;
     PixelCheck* const m_check;

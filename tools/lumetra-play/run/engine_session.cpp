@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "LumetraCore/TextResults.h"
-#include "tools/lumetra-play/modules/view_link.h"
+#include "tools/lumetra-play/modules/live_view.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/run/stop_request.h"
 #include "tools/lumetra-play/run/text.h"
@@ -56,7 +56,7 @@ auto inModule(const std::string& module, const std::string& what, const Call& ca
 }
 
 void onLogLine(std::int32_t level, const char16_t* text) {
-    ViewLink::handOnLine(text);
+    live_view::handOnLine(text);
     output::onLogLine(level, text);
 }
 
@@ -75,22 +75,23 @@ std::string configurationText(const EngineSettings& settings) {
                    {"writablepath", settings.writable}});
 }
 
-EngineSession::EngineSession(const LibraryTable& library, const ScratchFolder* scratch)
-    : m_library(library), m_scratch(scratch) {
+EngineSession::EngineSession(const LibraryTable& library, std::string modulePath)
+    : m_library(library), m_modulePath(std::move(modulePath)) {
     m_library.initialize();
     m_library.registerCallback(ENGINE_MODULE_ID, CB_LOG, logFunction(), nullptr);
 }
 
 EngineSession::~EngineSession() {
+    // A library that is still mapped is one whose code still runs.
+    std::string busy;
     for (auto module = m_modules.rbegin(); module != m_modules.rend(); ++module) try {
             remove(*module);
         } catch (const PlayError& error) {
             output::complain(error.what());
         }
-    // A library that is still mapped is one whose code still runs.
-    std::string busy;
     for (const Module& module : m_modules)
-        if (isMapped(module.loaded)) busy += (busy.empty() ? "" : ", ") + module.request.name;
+        if (isMapped(module.copy ? module.copy->file : module.file))
+            busy += (busy.empty() ? "" : ", ") + module.request.name;
     const WaitingFor waiting(busy.empty() ? "the library's end"
                                           : "a frame that is still in the module " + busy);
     m_library.destroy();
@@ -102,111 +103,93 @@ void EngineSession::configure(const EngineSettings& settings) {
         throw PlayError("the library refused the configuration: look at its log with --log");
 }
 
-std::int32_t EngineSession::loadModule(const ModuleRequest& request, const std::string& folder) {
-    const std::lock_guard loading(m_loading);
-    // The stamp comes first: a change while it is loaded is one that is still to be loaded.
-    Module module{request, folder, stampOf(moduleFile(folder, request.name)), {}};
-    module.results = &m_results.emplace_back(request.name);
-    open(module, request.watched ? copyOf(module) : moduleFile(folder, request.name));
-    const std::lock_guard lock(m_mutex);
-    m_modules.push_back(module);
+std::int32_t EngineSession::loadModule(const ModuleRequest& request) {
+    Module& module = m_modules.emplace_back(request, findModule(request.name, m_modulePath));
+    if (request.watched) module.copy = std::make_unique<LibraryCopy>(module.file);
+    open(module, request.watched ? module.copy->file : module.file);
     return module.id;
 }
 
 void EngineSession::reloadModule(const std::string& name) {
-    const std::lock_guard loading(m_loading);
-    const Module before = find(name);
-    Module module = before;
-    fs::path file;
-    std::error_code ignored;
+    Module& module = find(name);
+    const auto notUsed = [&name](const std::string& left, const std::exception& error) {
+        return PlayError("the new " + name + " is not used, " + left + ": " + error.what());
+    };
+    std::unique_ptr<LibraryCopy> copy;
     try {
-        file = copyOf(module);
+        copy = std::make_unique<LibraryCopy>(module.file);
         // While this library is only looked at, the old one goes on working.
-        if (const std::int32_t id = idOfLibrary(file); id != module.id)
+        if (const std::int32_t id = idOfLibrary(copy->file); id != module.id)
             throw PlayError("its id is now " + std::to_string(id) + " instead of " +
                             std::to_string(module.id));
         remove(module);
     } catch (const std::exception& error) {
-        if (!file.empty()) fs::remove_all(file.parent_path(), ignored);
-        throw PlayError("the new " + name + " is not used, the old one stays: " + error.what());
+        throw notUsed("the old one stays", error);
     }
     try {
-        open(module, file);
+        open(module, copy->file);
     } catch (const std::exception& error) {
-        fs::remove_all(file.parent_path(), ignored);
-        throw PlayError("the new " + name + " is not used, " + putBack(before) + ": " + error.what());
+        throw notUsed(putBack(module), error);
     }
-    fs::remove_all(before.loaded.parent_path(), ignored);
+    module.copy = std::move(copy);
     ++module.reloads;
-    const std::lock_guard lock(m_mutex);
-    *std::find_if(m_modules.begin(), m_modules.end(),
-                  [&](const Module& candidate) { return candidate.id == module.id; }) = module;
 }
 
-std::string EngineSession::putBack(Module before) try {
+std::vector<WatchedModule> EngineSession::watched() const {
+    std::vector<WatchedModule> watched;
+    for (const Module& module : m_modules)
+        if (module.copy) watched.push_back({module.request.name, module.file, module.copy->original});
+    return watched;
+}
+
+std::string EngineSession::putBack(Module& module) try {
     try {
-        remove(before);           // the new one, if it came so far
+        remove(module);           // the new one, if it came so far
     } catch (const PlayError&) {  // the old one takes its place in the library all the same
     }
-    open(before, before.loaded);
+    open(module, module.copy->file);
     return "the old one is back";
-} catch (const std::exception&) {
-    const std::lock_guard lock(m_mutex);
-    std::erase_if(m_modules, [&](const Module& module) { return module.id == before.id; });
+} catch (const PlayError&) {
     return "nor does the old one load again";
-}
-
-// The loader gives a path that it has open again, and a file that changes under it changes the code that
-// runs.
-fs::path EngineSession::copyOf(const Module& module) {
-    const std::string name = module.request.name + "-" + std::to_string(++m_copied);
-    const fs::path file = moduleFile(m_scratch->path(), name);
-    std::error_code error;
-    fs::create_directory(file.parent_path());
-    fs::copy_file(moduleFile(module.folder, module.request.name), file, error);
-    if (error) throw PlayError("cannot copy it (" + error.message() + ")");
-    return file;
 }
 
 void EngineSession::open(Module& module, const fs::path& file) {
     const std::string& name = module.request.name;
-    module.id = inModule(name, "be loaded", [&] {
+    const std::int32_t id = inModule(name, "be loaded", [&] {
         const WorkingFolder folder(file.parent_path().parent_path());
         return m_library.registerDllByName(toUtf16(file.filename().string()).c_str());
     });
-    const std::string more = "; lumetra-inspect " + moduleFile(module.folder, name).string() + " says more";
-    if (module.id == 0) throw PlayError("cannot load the module " + name + ": " + whyNotLoaded(file) + more);
-    if (module.id < 0)
+    const std::string more = "; lumetra-inspect " + module.file.string() + " says more";
+    if (id == 0) throw PlayError("cannot load the module " + name + ": " + whyNotLoaded(file) + more);
+    if (id < 0)
         throw PlayError("the module " + name + " has no usable id: its getModuleID must give 1 or more" +
                         more);
-    module.loaded = file;
-    {
-        const std::lock_guard lock(m_mutex);
-        for (const Module& other : m_modules)
-            if (other.id == module.id && other.request.name != name)
-                throw PlayError("the module " + name + " has the id " + std::to_string(module.id) +
-                                ", which " + other.request.name + " has: leave one out");
-    }
+    for (const Module& other : m_modules)
+        if (other.id == id && &other != &module)
+            throw PlayError("the module " + name + " has the id " + std::to_string(id) + ", which " +
+                            other.request.name + " has: leave one out");
+    module.id = id;
     const LUMETRA_TEXTRESULTFN function = &onResult;
     inModule(name, "be configured", [&] {
-        m_library.registerCallback(module.id, CB_LOG, logFunction(), nullptr);
+        m_library.registerCallback(id, CB_LOG, logFunction(), nullptr);
         module.handsOutTexts =
-            m_library.command(module.id, LUMETRA_CMD_RESULTFORM, u"") == LUMETRA_RESULTFORM_TEXT &&
-            m_library.registerCallback(module.id, CB_TYPE2, reinterpret_cast<void*>(function),
-                                       module.results) == 1;
+            m_library.command(id, LUMETRA_CMD_RESULTFORM, u"") == LUMETRA_RESULTFORM_TEXT &&
+            m_library.registerCallback(id, CB_TYPE2, reinterpret_cast<void*>(function), &module) == 1;
         if (module.request.configuration)
-            m_library.initializeDllByID(module.id, toUtf16(*module.request.configuration).c_str());
+            m_library.initializeDllByID(id, toUtf16(*module.request.configuration).c_str());
     });
+    if (id == LIVEVIEW_ID) live_view::handOnBy(m_library.command);
 }
 
 void EngineSession::remove(const Module& module) {
+    if (module.id == 0) return;
+    if (module.id == LIVEVIEW_ID) live_view::handOnBy(nullptr);
     inModule(module.request.name, "be removed", [&] { return m_library.unregisterDllByID(module.id); });
 }
 
-EngineSession::Module EngineSession::find(const std::string& nameOrId) const {
-    const std::lock_guard lock(m_mutex);
+EngineSession::Module& EngineSession::find(const std::string& nameOrId) {
     std::string names;
-    for (const Module& module : m_modules) {
+    for (Module& module : m_modules) {
         if (module.request.name == nameOrId || std::to_string(module.id) == nameOrId) return module;
         names += (names.empty() ? "" : ", ") + module.request.name;
     }
@@ -223,37 +206,27 @@ int EngineSession::command(const CommandRequest& request) {
     return answer;
 }
 
-void EngineSession::onResult(void* results, const char* utf8Json) {
-    auto& own = *static_cast<Results*>(results);
+void EngineSession::onResult(void* user, const char* utf8Json) {
+    auto& module = *static_cast<Module*>(user);
     const std::string text = utf8Json == nullptr ? "" : utf8Json;
     {
-        const std::lock_guard lock(own.mutex);
-        ++own.count;
-        own.last = text;
+        const std::lock_guard lock(module.mutex);
+        ++module.results;
+        module.lastResult = text;
     }
-    ViewLink::handOnResult(own.module, text);
-    output::showResult(own.module + " " + text);
+    live_view::handOnResult(module.request.name, text);
+    output::showResult(module.request.name + " " + text);
 }
 
 std::vector<ModuleReport> EngineSession::report() const {
-    std::deque<Module> modules;
-    {
-        const std::lock_guard lock(m_mutex);
-        modules = m_modules;
-    }
     std::vector<ModuleReport> reports;
-    for (const Module& module : modules) {
+    for (const Module& module : m_modules) {
         const std::int32_t status =
             inModule(module.request.name, "tell its status", [&] { return m_library.getStatus(module.id); });
-        const std::lock_guard lock(module.results->mutex);
+        const std::lock_guard lock(module.mutex);
         reports.push_back({module.request.name, module.id, status,
-                           module.handsOutTexts ? std::optional(module.results->count) : std::nullopt,
-                           module.results->last, module.reloads});
+                           module.handsOutTexts ? std::optional(module.results) : std::nullopt,
+                           module.lastResult, module.reloads});
     }
     return reports;
-}
-
-std::pair<fs::path, FileStamp> EngineSession::fileOf(const std::string& name) const {
-    const Module module = find(name);
-    return {moduleFile(module.folder, name), module.stamp};
 }

@@ -1,12 +1,12 @@
 // engine_session.h - the library from its initialization to its end, with its modules in between. Everything
-// that went up comes down in the opposite order: modules removed, engine destroyed. Made and ended on one
-// thread; the rest is for any.
+// that went up comes down in the opposite order: modules removed, engine destroyed. Made, given its modules
+// and ended on one thread; commands go from any thread, reloads from one at a time.
 #ifndef LUMETRA_PLAY_ENGINE_SESSION_H
 #define LUMETRA_PLAY_ENGINE_SESSION_H
 
 #include <cstdint>
 #include <deque>
-#include <filesystem>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -37,64 +37,60 @@ struct ModuleReport {
     int reloads;
 };
 
+/// A module to reload when its file is no longer what was loaded.
+struct WatchedModule {
+    std::string name;
+    std::filesystem::path file;
+    FileStamp loaded;
+};
+
 class EngineSession {
 public:
-    /// @param scratch  for copies of watched modules; null if none is watched
-    EngineSession(const LibraryTable& library, const ScratchFolder* scratch);
+    /// @param modulePath  the user's folder of modules; empty for none
+    EngineSession(const LibraryTable& library, std::string modulePath);
     ~EngineSession();
-    EngineSession(const EngineSession&) = delete;
-    EngineSession& operator=(const EngineSession&) = delete;
 
     /// @throws PlayError if the engine refuses
     void configure(const EngineSettings& settings);
-    /// Loads FOLDER/NAME.framework/NAME, a watched module from a copy, and configures it. Its id.
+    /// Loads a module, a watched one from a copy, and configures it. Its id.
     /// @throws PlayError if it cannot be loaded or has the id of another module
-    std::int32_t loadModule(const ModuleRequest& request, const std::string& folder);
-    /// Puts what is now in the module's file in its place, with the same configuration. The old library stays
-    /// until the new one is known to load, and comes back if the new one then fails. @throws PlayError, which
-    /// says what is left
+    std::int32_t loadModule(const ModuleRequest& request);
+    /// Puts what is now in the file of a watched module in its place, with the same configuration. The old
+    /// library stays until the new one is known to load, and comes back if the new one then fails.
+    /// @throws PlayError, which says what is left
     void reloadModule(const std::string& name);
+    std::vector<WatchedModule> watched() const;
 
     /// Sends a command and says what the module answers. @throws PlayError if there is no such module
     int command(const CommandRequest& request);
+    /// While nothing is reloaded.
     std::vector<ModuleReport> report() const;
-    /// The module's own file, not a copy, and its stamp from before it was loaded.
-    std::pair<std::filesystem::path, FileStamp> fileOf(const std::string& name) const;
 
 private:
-    // What a module hands out as texts, until the engine is gone: it calls on any thread.
-    struct Results {
-        explicit Results(std::string name) : module(std::move(name)) {}
-        const std::string module;
-        std::mutex mutex;  // guards what follows
-        std::int64_t count = 0;
-        std::string last;
-    };
     struct Module {
-        ModuleRequest request;
-        std::filesystem::path folder;  // of its own file
-        FileStamp stamp;               // of its own file
-        std::filesystem::path loaded;  // the file that the engine has opened
-        std::int32_t id = 0;
-        Results* results = nullptr;  // one of m_results
+        Module(ModuleRequest wanted, std::filesystem::path library)
+            : request(std::move(wanted)), file(std::move(library)) {}
+
+        const ModuleRequest request;
+        const std::filesystem::path file;   // its own
+        std::unique_ptr<LibraryCopy> copy;  // of a watched one: what the engine has opened
+        std::int32_t id = 0;                // once it is loaded
         bool handsOutTexts = false;
         int reloads = 0;
+        mutable std::mutex mutex;  // guards what follows
+        std::int64_t results = 0;
+        std::string lastResult;
     };
 
-    static void onResult(void* results, const char* utf8Json);
-    Module find(const std::string& nameOrId) const;
-    std::filesystem::path copyOf(const Module& module);
+    static void onResult(void* module, const char* utf8Json);
+    Module& find(const std::string& nameOrId);
     void open(Module& module, const std::filesystem::path& file);
     void remove(const Module& module);
-    std::string putBack(Module before);
+    std::string putBack(Module& module);
 
     const LibraryTable& m_library;
-    const ScratchFolder* const m_scratch;
-    int m_copied = 0;
-    std::mutex m_loading;          // one module comes or goes at a time; before m_mutex
-    mutable std::mutex m_mutex;    // guards m_modules
-    std::deque<Module> m_modules;  // in the order of loading
-    std::deque<Results> m_results;
+    const std::string m_modulePath;
+    std::deque<Module> m_modules;  // in the order of loading; modules hold pointers to their own
 };
 
 #endif

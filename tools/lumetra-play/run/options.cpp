@@ -277,6 +277,15 @@ void addWatched(Options& options, const std::vector<std::string>& names) {
     }
 }
 
+void requireDumpFolder(const Options& options) {
+    constexpr std::size_t LONGEST_PATH = 100;  // the library cuts dump names after 127 characters
+    if ((options.flags.value_or(0) & LUMETRA_CONVERT_DEBUGDUMP) == 0) return;
+    if (!fs::is_directory(options.writable))
+        throw PlayError(options.writable + " is no folder: make it or name another by --writable");
+    if (options.writable.size() > LONGEST_PATH)
+        throw PlayError("the path of the folder for dumps is too long: name a shorter one by --writable");
+}
+
 void requireSense(const Options& options) {
     if (options.loop && options.inputs.empty() && options.camera.empty())
         throw PlayError("--loop is for a source that ends: name one, or leave it out");
@@ -288,6 +297,7 @@ void requireSense(const Options& options) {
             throw PlayError("the module " + module->name + " is named twice: leave out one");
         else if (options.view && module->name == "LiveView")
             throw PlayError("--view loads the module LiveView: leave out one of the two");
+    requireDumpFolder(options);
     if (options.jpegFolder.empty()) return;
     if (!fs::is_directory(options.jpegFolder))
         throw PlayError(options.jpegFolder + " is no folder: make it or name another by --save-jpeg");
@@ -345,9 +355,9 @@ std::optional<Options> parseOptions(int argc, const char* const* argv) {
     if (options.view) options.view->name = raw.viewName;
     if (app.count("--pyramid") > 0) options.pyramid = raw.pyramid;
     addWatched(options, raw.watched);
+    makePathsAbsolute(options);
     requireSense(options);
     if (options.info || options.devices) requireNothingElse(app);
-    makePathsAbsolute(options);
     return options;
 }
 

@@ -54,9 +54,10 @@ Usage waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const 
     return usage;
 }
 
-Player::Player(const PlaySettings& settings, FrameSource& source, const LibraryTable& library,
-               MonitorLink& monitor, PixelCheck* check, const StopRequest& stop)
-    : m_settings(settings),
+Player::Player(const Options& options, const PlaySettings& settings, FrameSource& source,
+               const LibraryTable& library, MonitorLink& monitor, PixelCheck* check, const StopRequest& stop)
+    : m_options(options),
+      m_settings(settings),
       m_source(source),
       m_library(library),
       m_monitor(monitor),
@@ -67,7 +68,7 @@ PlayResult Player::play() {
     std::optional<ProcessMeter> meter;
     PlayResult result;
     {
-        Progress progress(m_settings.quiet);
+        Progress progress(m_options.quiet);
         while (!m_stop.requested() && (m_settings.frames == 0 || m_pushed < m_settings.frames)) {
             if (!readFrame() || !waitForTurn() || output::failed()) break;
             if (!meter) meter.emplace();
@@ -95,12 +96,12 @@ bool Player::readFrame() {
 }
 
 bool Player::waitForTurn() {
-    if (m_settings.framesPerSecond) m_nextSeconds = m_pushed / *m_settings.framesPerSecond;
-    const bool unpaced = m_settings.fast || (m_source.isLive() && !m_settings.framesPerSecond);
+    if (m_options.framesPerSecond) m_nextSeconds = m_pushed / *m_options.framesPerSecond;
+    const bool unpaced = m_options.fast || (m_source.isLive() && !m_options.framesPerSecond);
     if (!unpaced && !m_stop.waitUntil(m_pacer.nextDue(Clock::now(), m_nextSeconds))) return false;
     // Frames of one millisecond would replace one another in the engine.
     while (systemMicroseconds() / 1000 == m_lastPushMs) std::this_thread::sleep_for(50us);
-    if (!m_settings.fast) return true;
+    if (!m_options.fast) return true;
     while (m_pushed - m_monitor.delivered() - droppedSoFar() >= MAX_UNDECIDED)
         if (!m_stop.waitUntil(Clock::now() + 1ms)) return false;
     return true;
@@ -127,5 +128,5 @@ std::int64_t Player::decided() {
 
 std::int64_t Player::droppedSoFar() {
     const std::int64_t due = decided();
-    return std::max<std::int64_t>(0, due - m_monitor.deliveredBefore(due));
+    return std::max<std::int64_t>(0, due - m_monitor.delivered(due));
 }

@@ -15,13 +15,11 @@
 #include "tools/lumetra-play/view/progress.h"
 #include "tools/support/library_table.h"
 
+/// What the options leave to the source.
 struct PlaySettings {
-    std::int32_t flags;                     ///< LUMETRA_CONVERSIONMODIFIER
-    bool pyramid;                           ///< push every frame with its smaller levels
-    std::optional<double> framesPerSecond;  ///< nothing: the source's own times
-    bool fast;                              ///< no pace but that of delivery
-    std::int32_t frames;                    ///< to push, 0: no limit
-    bool quiet;                             ///< no progress
+    std::int32_t flags = 0;   ///< LUMETRA_CONVERSIONMODIFIER
+    bool pyramid = false;     ///< push every frame with its smaller levels
+    std::int32_t frames = 0;  ///< to push, 0: no limit
 };
 
 struct PlayResult {
@@ -55,8 +53,8 @@ Usage waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const 
 class Player {
 public:
     /// Everything given must outlive the player; `check` may be null.
-    Player(const PlaySettings& settings, FrameSource& source, const LibraryTable& library,
-           MonitorLink& monitor, PixelCheck* check, const StopRequest& stop);
+    Player(const Options& options, const PlaySettings& settings, FrameSource& source,
+           const LibraryTable& library, MonitorLink& monitor, PixelCheck* check, const StopRequest& stop);
 
     /// Until the source, a limit or the stop request ends it, and the frames have been delivered.
     PlayResult play();
@@ -70,7 +68,8 @@ private:
     std::int64_t decided();
     std::int64_t droppedSoFar();
 
-    const PlaySettings m_settings;
+    const Options& m_options;
+    const PlaySettings& m_settings;
     FrameSource& m_source;
     const LibraryTable& m_library;
     MonitorLink& m_monitor;

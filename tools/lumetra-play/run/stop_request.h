@@ -32,8 +32,6 @@ public:
 
     StopRequest();
     ~StopRequest();
-    StopRequest(const StopRequest&) = delete;
-    StopRequest& operator=(const StopRequest&) = delete;
 
     void stopAt(Clock::time_point time) { m_deadline = time; }  ///< before any wait
     /// As asked, from inside the program. From then on, as after the first signal, another one ends the

@@ -4,6 +4,7 @@
 #ifndef LUMETRA_PLAY_TEXT_H
 #define LUMETRA_PLAY_TEXT_H
 
+#include <cstdio>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
@@ -16,5 +17,13 @@ std::string toUtf8(std::u16string text);
 Json parseJson(const std::string& text);
 /// One line.
 std::string toText(const Json& document);
+
+/// By snprintf, into at most 199 bytes.
+template <class... Values>
+std::string formatted(const char* format, Values... values) {
+    char text[200];
+    std::snprintf(text, sizeof text, format, values...);
+    return text;
+}
 
 #endif

@@ -96,6 +96,9 @@ void requireWritten() {
 
 void setManner(const Manner& wanted) {
     manner = wanted;
+    // What the library prints by itself is of no use to somebody who asked for quiet.
+    const int nowhere = manner.quiet ? open("/dev/null", O_WRONLY | O_CLOEXEC) : -1;
+    if (nowhere >= 0) dup2(nowhere, STDOUT_FILENO);
 }
 
 void showResult(std::string_view line) {

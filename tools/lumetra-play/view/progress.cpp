@@ -3,8 +3,7 @@
 
 #include <sys/resource.h>
 
-#include <cstdio>
-
+#include "tools/lumetra-play/run/text.h"
 #include "tools/lumetra-play/view/output.h"
 
 namespace {

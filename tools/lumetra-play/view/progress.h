@@ -29,14 +29,6 @@ private:
     Usage m_before;
 };
 
-/// By snprintf, into at most 199 bytes.
-template <class... Values>
-std::string formatted(const char* format, Values... values) {
-    char text[200];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
-
 /// The figures in as many columns, those that matter most first; what does not fit whole is left out.
 std::string progressText(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor,
                          const Usage& usage, std::size_t columns, bool coloured);

@@ -130,8 +130,8 @@ std::string summaryJson(const Summary& summary, ExitStatus status) {
                   {{"name", formatName(summary.picture.format)},
                    {"width", summary.picture.width},
                    {"height", summary.picture.height},
-                   {"flags", summary.flags},
-                   {"pyramid", summary.pyramid},
+                   {"flags", summary.settings.flags},
+                   {"pyramid", summary.settings.pyramid},
                    {"conversion", summary.source.conversion}}}};
     json.update(figuresJson(summary.play));
     json["log"] = {{"lines", summary.log.lines}, {"warnings", summary.log.warnings}};

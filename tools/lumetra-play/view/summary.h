@@ -16,9 +16,8 @@
 
 struct Summary {
     SourceFacts source;
-    Picture picture;         ///< as pushed
-    std::int32_t flags = 0;  ///< LUMETRA_CONVERSIONMODIFIER
-    bool pyramid = false;
+    Picture picture;  ///< as pushed
+    PlaySettings settings;
     PlayResult play;
     std::vector<ModuleReport> modules;
     output::LogCounts log;
