@@ -88,7 +88,7 @@ TEST(Options, ThatMakeNoSenseAreRefusedInOwnWords) {
         {{"--sheet", ""}, "--sheet: needs a value"},
         {{"--fps", "nan"}, "--fps: nan is no such number: use 0.001 to 1000"},
         {{"--fast", "--fps", "5"}, "--fps excludes --fast: see lumetra-play --help"},
-        {{"--module", "A", "--module", "A=1"}, "the module A is named twice: leave out one"},
+        {{"--module", "A", "--module", "A=1"}, "--module: A is named twice: leave out one"},
         {{"--view", "--module", "LiveView"}, "--view loads the module LiveView: leave out one of the two"},
         {{"--info", "clip.mp4"}, "source has no meaning beside --info and --devices: leave it out"},
         {{"--raw", "gray", "--size", "1x1", "-f", "x", "-"},

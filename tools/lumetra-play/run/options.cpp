@@ -76,14 +76,20 @@ double parseNumber(const std::string& text, double least, double most) {
     throw PlayError(text + " is no such number: use " + range);
 }
 
-LUMETRA_IMGFORMATTYPE parseFormat(const std::string& text) {
-    if (const auto format = formatByName(text)) return *format;
+// Nothing for what costs least.
+std::optional<LUMETRA_IMGFORMATTYPE> parseFormat(const std::string& text) {
+    if (const auto format = formatByName(text); format || text == "auto") return format;
     throw PlayError(text + " is unknown: use auto, rgb, bgr, bgra, yuyv or gray8");
 }
 
 std::int32_t parseFrames(const std::string& text) {
     if (const auto frames = wholeNumber(text); frames && *frames >= 0) return *frames;
     throw PlayError(text + " is no number of frames: use 0 or more");
+}
+
+std::vector<ModuleRequest>::iterator findModule(Options& options, const std::string& name) {
+    return std::find_if(options.modules.begin(), options.modules.end(),
+                        [&name](const ModuleRequest& module) { return module.name == name; });
 }
 
 using Take = std::function<void(const std::string&)>;
@@ -102,154 +108,137 @@ Take text(std::string& value) {
     return [&value](const std::string& text) { value = text; };
 }
 
-// What is given its meaning after the whole line has been read.
-struct RawOptions {
-    std::vector<std::string> watched;
-    std::string view, viewName;
-    bool pyramid = false, help = false, version = false;
-};
-
 // Adds options to the parser, in groups that the help shows.
 class Table {
 public:
     Table(CLI::App& app, const char* group) : m_app(app) { app.option_defaults()->take_last()->group(group); }
 
     /// @param form  what stands for the value in the help
-    CLI::Option* value(const char* name, const char* form, const char* help, const Take& take) {
-        return m_app.add_option_function<std::string>(name, named(name, take), help)->option_text(form);
-    }
-    /// May be repeated; what follows the value is a source.
-    void list(const char* name, const char* form, const char* help, const Take& take) {
-        const auto takeAll = [take = named(name, take)](const std::vector<std::string>& texts) {
-            for (const std::string& text : texts) take(text);
+    CLI::Option* value(const char* names, const char* form, const char* help, const Take& take) {
+        const std::string name = std::string(names).substr(std::string(names).find("--"));
+        const auto takeNamed = [name, take](const std::vector<std::string>& texts) {
+            for (const std::string& text : texts) try {
+                    if (text.empty()) throw PlayError("needs a value");
+                    take(text);
+                } catch (const PlayError& error) {
+                    throw PlayError(name + ": " + error.what());
+                }
         };
-        CLI::Option* const list = m_app.add_option_function<std::vector<std::string>>(name, takeAll, help);
-        list->allow_extra_args(false)->take_all()->option_text(form);
+        return m_app.add_option_function<std::vector<std::string>>(names, takeNamed, help)
+            ->allow_extra_args(false)
+            ->option_text(form);
+    }
+    /// May be repeated.
+    void list(const char* names, const char* form, const char* help, const Take& take) {
+        value(names, form, help, take)->take_all();
     }
     template <class Value>
-    CLI::Option* flag(const char* name, const char* help, Value& value) {
-        return m_app.add_flag(name, value, help);
+    void flag(const char* name, const char* help, Value& value, const char* form = "") {
+        m_app.add_flag(name, value, help)->option_text(form);
     }
 
 private:
-    // What is wrong with a value is said with the option's name.
-    static Take named(std::string name, const Take& take) {
-        name = name.substr(name.find("--"));
-        return [name, take](const std::string& text) {
-            try {
-                if (text.empty()) throw PlayError("needs a value");
-                take(text);
-            } catch (const PlayError& error) {
-                throw PlayError(name + ": " + error.what());
-            }
-        };
-    }
-
     CLI::App& m_app;
 };
 
 void describeSource(CLI::App& app, Options& options) {
     constexpr double MAX_FRAMES_PER_SECOND = 1000;  // the library tells frames apart by their millisecond
     Table table(app, "Source");
-    table.value("--start", "S", "begin S seconds into the clip", number(options.start, 0, 1e6))
-        ->needs("source");
+    table.value("--start", "S", "begin S seconds into the clip", number(options.start, 0, 1e6));
     table.value("--seconds", "S", "end after S seconds", number(options.seconds, 0.001, 1e6));
     table.value("--frames", "N", "end after N frames, 0 = no limit (the scene: 300)",
                 parsed(options.frames, parseFrames));
     table.flag("--loop", "begin again at the end", options.loop);
     table.value("--fps", "N", "N frames a second instead of the clip's own times",
                 number(options.framesPerSecond, 0.001, MAX_FRAMES_PER_SECOND));
-    table.flag("--fast", "as fast as frames can be delivered", options.fast)->excludes("--fps");
+    table.flag("--fast", "as fast as frames can be delivered", options.fast);
     table.value("--size", "WxH",
                 "of raw video, of the scene, asked of a device; other\nsources are scaled to it",
                 parsed(options.size, parseSize));
-    table
-        .value("--raw", "PIXELS",
-               "raw video of this pixel format, such as nv12, and of\nthe size that --size says",
-               text(options.raw))
-        ->needs("source")
-        ->needs("--size");
-    table
-        .value("-f,--input-format", "F", "read the source by FFmpeg's reader F, such as lavfi",
-               text(options.inputFormat))
-        ->needs("source")
-        ->excludes("--raw");
+    table.value("--raw", "PIXELS",
+                "raw video of this pixel format, such as nv12, and of\nthe size that --size says",
+                text(options.raw));
+    table.value("-f,--input-format", "F", "read the source by FFmpeg's reader F, such as lavfi",
+                text(options.inputFormat));
 }
 
-void describeFrames(CLI::App& app, Options& options, RawOptions& raw) {
+void describeFrames(CLI::App& app, Options& options) {
     Table table(app, "Frames pushed");
-    const auto format = [&](const std::string& name) {
-        if (name != "auto") options.format = parseFormat(name);
-    };
     table.value("--format", "F",
                 "auto, rgb, bgr, bgra, yuyv or gray8 (auto: what costs\nleast for the source; gray8 takes "
                 "the Y plane as it is)",
-                format);
+                parsed(options.format, parseFormat));
     table.value("--flags", "FLAGS",
                 "what the library does: a number, or names out of gray,\npyramid, flip and dump "
                 "(gray,pyramid; for yuyv gray)",
                 parsed(options.flags, parseFlags));
-    table.flag("--pyramid,!--no-pyramid",
-               "push every frame with its seven smaller levels or\nwithout (as the flags say)", raw.pyramid);
+    const auto pyramid = [&options](std::int64_t count) { options.pyramid = count > 0; };
+    app.add_flag_function("--pyramid,!--no-pyramid", pyramid,
+                          "push every frame with its seven smaller levels or\nwithout (as the flags say)");
     table.value("--writable", "DIR", "folder for --flags dump (the working folder)", text(options.writable));
 }
 
-void describeModules(CLI::App& app, Options& options, RawOptions& raw) {
+void describeModules(CLI::App& app, Options& options) {
     Table table(app, "Modules");
-    const auto command = [&](const std::string& words) {
-        if (words == "-")
-            options.commandsFromInput = true;
-        else
-            options.commands.push_back(parseCommand(words));
-    };
     table.list("-m,--module", "NAME[=CONFIGURATION]", "load this module too; may be repeated",
-               [&](const std::string& name) { options.modules.push_back(parseModule(name)); });
+               [&](const std::string& words) {
+                   ModuleRequest module = parseModule(words);
+                   if (findModule(options, module.name) != options.modules.end())
+                       throw PlayError(module.name + " is named twice: leave out one");
+                   options.modules.push_back(std::move(module));
+               });
     table.value("--module-path", "DIR", "folder with the NAME.framework folders", text(options.modulePath));
     table.list("-c,--command", "NAME:NUMBER[=TEXT]",
                "send a command before the first frame, or - to read\ncommands from standard input; may be "
                "repeated. On a\nterminal they can be typed while it plays, q ends",
-               command);
+               [&](const std::string& words) {
+                   if (words == "-")
+                       options.commandsFromInput = true;
+                   else
+                       options.commands.push_back(parseCommand(words));
+               });
+    // Taken when all of --module have been.
     table.list("--watch", "NAME", "reload the module whenever its library changes",
-               [&](const std::string& name) { raw.watched.push_back(name); });
-    CLI::Option* const camera =
-        table.value("--camera", "SOURCE",
-                    "let the module CameraSource push: scene, a device, a\nfile or a named pipe of raw video",
-                    text(options.camera));
-    for (const char* other : {"source", "--start", "--raw", "--input-format", "--fast", "--pyramid"})
-        camera->excludes(other);
-    table
-        .value("--save-jpeg", "DIR", "with --camera: keep the JPEG of every frame", text(options.jpegFolder))
-        ->needs(camera);
-    table.flag("--descriptors", "with --camera: print every frame's descriptor", options.descriptors)
-        ->needs(camera);
+               [&](const std::string& name) {
+                   auto module = findModule(options, name);
+                   if (module == options.modules.end())
+                       module = options.modules.insert(module, parseModule(name));
+                   module->watched = true;
+               });
+    table.value("--camera", "SOURCE",
+                "let the module CameraSource push: scene, a device, a\nfile or a named pipe of raw video",
+                text(options.camera));
+    table.value("--save-jpeg", "DIR", "with --camera: keep the JPEG of every frame",
+                text(options.jpegFolder));
+    table.flag("--descriptors", "with --camera: print every frame's descriptor", options.descriptors);
 }
 
-void describeResults(CLI::App& app, Options& options, RawOptions& raw) {
+void describeResults(CLI::App& app, Options& options, std::string& view) {
     Table table(app, "Results");
-    table.flag("--view{0}", "show frames, levels and figures as a live web page", raw.view)
-        ->option_text("[=[ADDRESS:]PORT]");
-    table
-        .value("--view-name", "NAME",
-               "with --view: a name by which browsers may call this\nmachine, such as board.local",
-               text(raw.viewName))
-        ->needs("--view");
-    table.value("--sheet", "FILE.png", "picture of the last frame and of its levels", text(options.sheet))
-        ->excludes("--camera");
-    table.flag("--check", "compare every pixel in the modules with the rule", options.check)
-        ->excludes("--camera");
+    table.flag("--view{0}", "show frames, levels and figures as a live web page", view, "[=[ADDRESS:]PORT]");
+    table.value("--view-name", "NAME",
+                "with --view: a name by which browsers may call this\nmachine, such as board.local",
+                text(options.viewName));
+    table.value("--sheet", "FILE.png", "picture of the last frame and of its levels", text(options.sheet));
+    table.flag("--check", "compare every pixel in the modules with the rule", options.check);
     table.flag("--strict", "exit status 3 if a frame is dropped", options.strict);
     table.flag("--json", "one JSON document on standard output, nothing else", options.json);
     table.flag("--quiet", "say nothing but what goes wrong", options.quiet);
     table.flag("--log", "show the library's and the modules' log", options.log);
 }
 
-void describeOther(CLI::App& app, Options& options, RawOptions& raw) {
-    Table table(app, "Other");
-    table.flag("--devices", "list the capture devices as JSON", options.devices);
-    table.flag("--info", "describe this machine as JSON", options.info);
-    table.value("--library", "PATH", "play through this build of the library", text(options.library));
-    table.flag("-h,--help", "display this help and exit", raw.help);
-    table.flag("--version", "output version information and exit", raw.version);
+void describeRelations(CLI::App& app) {
+    using Pair = std::pair<const char*, const char*>;
+    for (const auto& [option, needed] :
+         {Pair("--start", "source"), Pair("--raw", "source"), Pair("--raw", "--size"),
+          Pair("--input-format", "source"), Pair("--save-jpeg", "--camera"),
+          Pair("--descriptors", "--camera"), Pair("--view-name", "--view")})
+        app.get_option(option)->needs(app.get_option(needed));
+    app.get_option("--fast")->excludes(app.get_option("--fps"));
+    app.get_option("--raw")->excludes(app.get_option("--input-format"));
+    for (const char* other :
+         {"source", "--start", "--raw", "--input-format", "--fast", "--pyramid", "--sheet", "--check"})
+        app.get_option("--camera")->excludes(app.get_option(other));
 }
 
 // A path stays what it names when the folder changes; URLs, devices by name and - are none.
@@ -266,17 +255,6 @@ void makePathsAbsolute(Options& options) {
             makeAbsolute(input);
 }
 
-void addWatched(Options& options, const std::vector<std::string>& names) {
-    auto& modules = options.modules;
-    for (const std::string& name : names) {
-        auto module = std::find_if(modules.begin(), modules.end(), [&name](const ModuleRequest& candidate) {
-            return candidate.name == name;
-        });
-        if (module == modules.end()) module = modules.insert(modules.end(), parseModule(name));
-        module->watched = true;
-    }
-}
-
 void requireDumpFolder(const Options& options) {
     constexpr std::size_t LONGEST_PATH = 100;  // the library cuts dump names after 127 characters
     if ((options.flags.value_or(0) & LUMETRA_CONVERT_DEBUGDUMP) == 0) return;
@@ -286,17 +264,13 @@ void requireDumpFolder(const Options& options) {
         throw PlayError("the path of the folder for dumps is too long: name a shorter one by --writable");
 }
 
-void requireSense(const Options& options) {
+void requireSense(Options& options) {
     if (options.loop && options.inputs.empty() && options.camera.empty())
         throw PlayError("--loop is for a source that ends: name one, or leave it out");
     if (options.commandsFromInput && std::count(options.inputs.begin(), options.inputs.end(), "-") > 0)
         throw PlayError("standard input cannot be both the source and the commands: name a file for one");
-    for (auto module = options.modules.begin(); module != options.modules.end(); ++module)
-        if (std::any_of(options.modules.begin(), module,
-                        [&](const ModuleRequest& other) { return other.name == module->name; }))
-            throw PlayError("the module " + module->name + " is named twice: leave out one");
-        else if (options.view && module->name == "LiveView")
-            throw PlayError("--view loads the module LiveView: leave out one of the two");
+    if (options.view && findModule(options, "LiveView") != options.modules.end())
+        throw PlayError("--view loads the module LiveView: leave out one of the two");
     requireDumpFolder(options);
     if (options.jpegFolder.empty()) return;
     if (!fs::is_directory(options.jpegFolder))
@@ -331,30 +305,33 @@ void parse(CLI::App& app, int argc, const char* const* argv) try {
 
 std::optional<Options> parseOptions(int argc, const char* const* argv) {
     Options options;
-    RawOptions raw;
+    std::string view;
+    bool help = false, version = false;
     CLI::App app;
     app.set_help_flag();
     app.formatter(std::make_shared<HelpForm>());
     app.footer(END);
     app.add_option("source", options.inputs)->group("Source");
     describeSource(app, options);
-    describeFrames(app, options, raw);
-    describeModules(app, options, raw);
-    describeResults(app, options, raw);
-    describeOther(app, options, raw);
+    describeFrames(app, options);
+    describeModules(app, options);
+    describeResults(app, options, view);
+    Table other(app, "Other");
+    other.flag("--devices", "list the capture devices as JSON", options.devices);
+    other.flag("--info", "describe this machine as JSON", options.info);
+    other.value("--library", "PATH", "play through this build of the library", text(options.library));
+    other.flag("-h,--help", "display this help and exit", help);
+    other.flag("--version", "output version information and exit", version);
+    describeRelations(app);
     parse(app, argc, argv);
-    if (raw.help || raw.version) {
-        std::string text =
-            raw.help ? app.help() : "lumetra-play " LUMETRA_VERSION "\n" + inputLibraries() + "\n";
+    if (help || version) {
+        std::string text = help ? app.help() : "lumetra-play " LUMETRA_VERSION "\n" + inputLibraries() + "\n";
         text.pop_back();
         output::writeLine(text);
         output::requireWritten();
         return std::nullopt;
     }
-    if (app.count("--view") > 0) options.view = parseView(raw.view);
-    if (options.view) options.view->name = raw.viewName;
-    if (app.count("--pyramid") > 0) options.pyramid = raw.pyramid;
-    addWatched(options, raw.watched);
+    if (app.count("--view") > 0) options.view = parseView(view);
     makePathsAbsolute(options);
     requireSense(options);
     if (options.info || options.devices) requireNothingElse(app);
@@ -426,7 +403,7 @@ Options::View parseView(const std::string& text) {
         address = address.substr(1, address.size() - 2);
     else if (address.find(':') != std::string::npos)
         throw PlayError("--view=" + text + " is no address and port: use brackets, as in [::1]:8080");
-    return {address, *port, ""};
+    return {address, *port};
 }
 
 std::int32_t defaultFlags(LUMETRA_IMGFORMATTYPE format) {

@@ -29,7 +29,6 @@ struct Options {
     struct View {
         std::string address;  // without brackets
         std::int32_t port;    // 0: any
-        std::string name;     // by which browsers may call this machine too
     };
 
     std::vector<std::string> inputs;  // none: the built-in scene
@@ -55,7 +54,8 @@ struct Options {
     bool descriptors = false;
 
     std::optional<View> view;
-    std::string sheet;  // empty: none
+    std::string viewName;  // by which browsers may call this machine too
+    std::string sheet;     // empty: none
     bool json = false, quiet = false, log = false;
     bool check = false, strict = false;
     bool devices = false, info = false;

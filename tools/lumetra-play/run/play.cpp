@@ -50,9 +50,10 @@ void openInBrowser(const std::string& page) {
 }
 
 // Its page.
-std::string loadView(const Options::View& view, const LibraryTable& library, EngineSession& engine) {
+std::string loadView(const Options& options, const LibraryTable& library, EngineSession& engine) {
+    const Options::View& view = *options.view;
     engine.loadModule(
-        {"LiveView", toText({{"port", view.port}, {"address", view.address}, {"name", view.name}})});
+        {"LiveView", toText({{"port", view.port}, {"address", view.address}, {"name", options.viewName}})});
     const int port = library.command(LIVEVIEW_ID, LUMETRA_CMDTYPE(LIVEVIEW_CMD_PORT), u"");
     if (port == 0)
         throw PlayError("the live view cannot be served (" + output::logCounts().lastWarning +
@@ -141,7 +142,7 @@ ExitStatus Play::run() {
 
 void Play::loadModules(const LibraryTable& library, EngineSession& engine) {
     for (const ModuleRequest& module : m_options.modules) engine.loadModule(module);
-    if (m_options.view) m_summary.page = loadView(*m_options.view, library, engine);
+    if (m_options.view) m_summary.page = loadView(m_options, library, engine);
     for (const CommandRequest& command : m_options.commands) engine.command(command);
 }
 
