@@ -18,7 +18,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/support/temporary_folder.h"
-#include "tools/lumetra-play/run/text.h"
+#include "tools/support/text.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include "tools/lumetra-play/modules/monitor_link.h"
 #include "tools/lumetra-play/run/engine_session.h"
 #include "tools/lumetra-play/run/play_error.h"
-#include "tools/lumetra-play/run/text.h"
 #include "tools/lumetra-play/view/output.h"
+#include "tools/support/text.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include "tools/lumetra-play/modules/monitor_link.h"
 #include "tools/lumetra-play/run/engine_session.h"
 #include "tools/lumetra-play/run/play_error.h"
-#include "tools/lumetra-play/run/text.h"
 #include "tools/lumetra-play/view/progress.h"
 #include "tools/lumetra-play/view/summary.h"
+#include "tools/support/text.h"
 
 namespace {
 

@@ -1,7 +1,6 @@
 // loading.cpp - the child that plays the host, and what its lines mean.
 #include "tools/lumetra-inspect/loading.h"
 
-#include <LumetraCore/utf_conversion.h>
 #include <dlfcn.h>
 
 #include <exception>
@@ -9,18 +8,20 @@
 #include "tools/lumetra-inspect/guarded_child.h"
 #include "tools/lumetra-inspect/trial/engine.h"
 #include "tools/lumetra-inspect/trial/loaded_module.h"
+#include "tools/support/module_files.h"
+#include "tools/support/text.h"
 
 namespace {
 
 const ChildLines* toParent = nullptr;  // a log sink has no argument of its own
 
 void onLog(std::int32_t, const char16_t* text) {
-    toParent->tell("log", convertUTFFormatVto8<char16_t, char>(text));
+    toParent->tell("log", toUtf8(text));
 }
 
 void playHost(const ModuleLocation& location, const ChildLines& lines) {
     toParent = &lines;
-    const std::u16string name = convertUTFFormat8toV<char, char16_t>(location.name);
+    const std::u16string name = toUtf16(location.name);
     const Engine engine;
     engine.initialize();
     engine.registerCallback(ENGINE_MODULE_ID, CB_LOG, reinterpret_cast<void*>(&onLog), nullptr);
@@ -33,7 +34,7 @@ void playHost(const ModuleLocation& location, const ChildLines& lines) {
         lines.tell("stage", "removing it");
         lines.tell("removed", engine.unregisterDllByName(name.c_str()) == 1 ? "1" : "0");
     }
-    lines.tell("unmapped", isLoaded(location) ? "0" : "1");
+    lines.tell("unmapped", isMapped(location.file) ? "0" : "1");
     lines.tell("stage", "ending the engine");
     engine.destroy();
 }

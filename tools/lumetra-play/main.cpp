@@ -7,10 +7,10 @@
 
 #include "tools/lumetra-play/run/options.h"
 #include "tools/lumetra-play/run/play.h"
-#include "tools/lumetra-play/run/text.h"
 #include "tools/lumetra-play/view/output.h"
 #include "tools/lumetra-play/view/summary.h"
 #include "tools/support/library_table.h"
+#include "tools/support/text.h"
 
 namespace {
 

@@ -1,7 +1,8 @@
 // module_files.cpp - paths, and folders below TMPDIR.
 #include "tools/support/module_files.h"
 
-#include <algorithm>
+#include <dlfcn.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <mutex>
@@ -35,6 +36,12 @@ std::vector<fs::path> moduleFoldersOfProgram() {
         if (fs::is_directory(folder, ignored)) found.push_back(folder);
     }
     return found;
+}
+
+bool isMapped(const fs::path& file) {
+    void* const library = dlopen(file.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+    if (library != nullptr) dlclose(library);
+    return library != nullptr;
 }
 
 ScratchFolder::ScratchFolder() {

@@ -12,6 +12,9 @@ std::filesystem::path moduleFile(const std::filesystem::path& folder, const std:
 /// Where modules are built or installed beside this program; only the folders that there are.
 std::vector<std::filesystem::path> moduleFoldersOfProgram();
 
+/// Whether code of that library is still mapped.
+bool isMapped(const std::filesystem::path& file);
+
 /// A folder that is gone, with all that is in it, when this is. @throws std::system_error if none can be made
 class ScratchFolder {
 public:

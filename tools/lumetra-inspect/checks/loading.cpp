@@ -2,6 +2,7 @@
 #include "tools/lumetra-inspect/trial/check.h"
 #include "tools/lumetra-inspect/trial/engine.h"
 #include "tools/lumetra-inspect/trial/loaded_module.h"
+#include "tools/support/module_files.h"
 
 namespace {
 
@@ -49,7 +50,7 @@ void isUnmapped(const Bench& bench) {
     LoadedModule module(bench);
     module.getModuleID();
     module.close();
-    if (isLoaded(bench.location))
+    if (isMapped(bench.location.file))
         fail(
             "its code stays mapped: unique symbols (build it with -fno-gnu-unique), -z nodelete, a "
             "thread_local with a destructor or another user of it");

@@ -15,6 +15,7 @@
 #include "tools/lumetra-inspect/trial/frames.h"
 #include "tools/lumetra-inspect/trial/loaded_module.h"
 #include "tools/lumetra-inspect/trial/process_state.h"
+#include "tools/support/module_files.h"
 
 namespace {
 
@@ -154,7 +155,8 @@ void leavesNothing(const Bench& bench) {
         for (Leak& leak : leaks) leak.look(life);
     }
     for (const Leak& leak : leaks) leak.judge();
-    if (isLoaded(bench.location)) fail("its code stays mapped after " + std::to_string(RELOADS) + " reloads");
+    if (isMapped(bench.location.file))
+        fail("its code stays mapped after " + std::to_string(RELOADS) + " reloads");
 }
 
 }  // namespace

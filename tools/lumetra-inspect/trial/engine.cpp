@@ -1,12 +1,12 @@
 // engine.cpp - what hosts do, with frames of one size.
 #include "tools/lumetra-inspect/trial/engine.h"
 
-#include <LumetraCore/utf_conversion.h>
-
 #include <chrono>
 #include <filesystem>
 #include <thread>
 #include <vector>
+
+#include "tools/support/text.h"
 
 void Engine::configure(std::int32_t format, int flags, bool mipMap, bool forward) const {
     const std::string text = R"({"imageCfg":{"width":)" + std::to_string(ENGINE_WIDTH) + R"(,"height":)" +
@@ -14,8 +14,7 @@ void Engine::configure(std::int32_t format, int flags, bool mipMap, bool forward
                              R"(,"mipMap":)" + (mipMap ? "true" : "false") + R"(,"conversionflags":)" +
                              std::to_string(flags) + R"(,"forwardNativeImage":)" +
                              (forward ? "true" : "false") + "}";
-    const std::u16string wide = convertUTFFormat8toV<char, char16_t>(text);
-    if (command(ENGINE_MODULE_ID, LUMETRA_CMD_CONFIGURE, wide.c_str()) != 1)
+    if (command(ENGINE_MODULE_ID, LUMETRA_CMD_CONFIGURE, toUtf16(text).c_str()) != 1)
         throw LibraryError("the engine refuses " + text);
 }
 
@@ -34,12 +33,11 @@ void Engine::pushFrames(int count) const {
 std::int32_t Engine::registerModule(const ModuleLocation& location) const {
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(location.folder);
-    const std::u16string name = convertUTFFormat8toV<char, char16_t>(location.name);
-    const std::int32_t id = registerDllByName(name.c_str());
+    const std::int32_t id = registerDllByName(toUtf16(location.name).c_str());
     std::filesystem::current_path(before);
     return id;
 }
 
 void Engine::initializeModule(std::int32_t id, const std::string& configuration) const {
-    initializeDllByID(id, convertUTFFormat8toV<char, char16_t>(configuration).c_str());
+    initializeDllByID(id, toUtf16(configuration).c_str());
 }

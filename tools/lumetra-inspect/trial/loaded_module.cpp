@@ -158,12 +158,6 @@ std::vector<std::int32_t> offeredKinds(LoadedModule& module) {
     return kinds;
 }
 
-bool isLoaded(const ModuleLocation& location) {
-    void* const handle = dlopen(location.file.c_str(), RTLD_LAZY | RTLD_NOLOAD);
-    if (handle != nullptr) dlclose(handle);
-    return handle != nullptr;
-}
-
 void inThreads(int count, const std::function<void(int)>& work) {
     std::mutex mutex;
     std::exception_ptr first;

@@ -70,9 +70,6 @@ private:
 /// The callback kinds that it says it takes; none if it cannot tell.
 std::vector<std::int32_t> offeredKinds(LoadedModule& module);
 
-/// Whether the loader still has the file.
-bool isLoaded(const ModuleLocation& location);
-
 /// Runs `work(k)` for each k below `count` on a thread of its own; fails as the first of them that does.
 void inThreads(int count, const std::function<void(int)>& work);
 

@@ -8,8 +8,8 @@
 
 #include "plugins/CameraSource/CameraSource.h"
 #include "tools/lumetra-play/run/play_error.h"
-#include "tools/lumetra-play/run/text.h"
 #include "tools/lumetra-play/view/output.h"
+#include "tools/support/text.h"
 
 namespace {
 

@@ -59,9 +59,3 @@ std::int32_t idOfLibrary(const fs::path& file) {
         return -1;
     }
 }
-
-bool isMapped(const fs::path& file) {
-    void* const library = dlopen(file.c_str(), RTLD_LAZY | RTLD_NOLOAD);
-    if (library != nullptr) dlclose(library);
-    return library != nullptr;
-}

@@ -35,7 +35,4 @@ public:
 /// frames
 std::int32_t idOfLibrary(const std::filesystem::path& file);
 
-/// Whether code of that library is still mapped.
-bool isMapped(const std::filesystem::path& file);
-
 #endif

@@ -7,8 +7,8 @@
 #include <map>
 #include <utility>
 
-#include "tools/lumetra-play/run/text.h"
 #include "tools/lumetra-play/view/output.h"
+#include "tools/support/text.h"
 
 ModuleWatch::ModuleWatch(EngineSession& engine, const MonitorLink& monitor)
     : m_engine(engine), m_monitor(monitor), m_modules(engine.watched()) {

@@ -5,7 +5,7 @@
 #include <charconv>
 #include <nlohmann/json.hpp>
 
-#include "tools/lumetra-play/run/text.h"
+#include "tools/support/text.h"
 
 namespace {
 

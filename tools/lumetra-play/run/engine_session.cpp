@@ -1,15 +1,15 @@
 // engine_session.cpp - bringing the library and its modules up and down.
 #include "tools/lumetra-play/run/engine_session.h"
 
-#include <algorithm>
+#include <atomic>
 #include <nlohmann/json.hpp>
 
 #include "LumetraCore/TextResults.h"
-#include "tools/lumetra-play/modules/live_view.h"
+#include "plugins/LiveView/LiveView.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/run/stop_request.h"
-#include "tools/lumetra-play/run/text.h"
 #include "tools/lumetra-play/view/output.h"
+#include "tools/support/text.h"
 
 namespace {
 
@@ -55,8 +55,24 @@ auto inModule(const std::string& module, const std::string& what, const Call& ca
     }
 }
 
+// The library's function for commands while LiveView is loaded: its page shows results and log lines too.
+std::atomic<decltype(&LumetraCore_command)> commandForView = nullptr;
+
+void showOnPage(std::int32_t number, const std::u16string& text) {
+    // What is logged while the module takes a line would be the next line for it to take.
+    thread_local bool sending = false;
+    const auto command = commandForView.load();
+    if (sending || command == nullptr) return;
+    sending = true;
+    try {
+        command(LIVEVIEW_ID, LUMETRA_CMDTYPE(number), text.c_str());
+    } catch (...) {  // it would be the caller's, who knows nothing of a view
+    }
+    sending = false;
+}
+
 void onLogLine(std::int32_t level, const char16_t* text) {
-    live_view::handOnLine(text);
+    showOnPage(LIVEVIEW_CMD_LOG, text);
     output::onLogLine(level, text);
 }
 
@@ -178,12 +194,12 @@ void EngineSession::open(Module& module, const fs::path& file) {
         if (module.request.configuration)
             m_library.initializeDllByID(id, toUtf16(*module.request.configuration).c_str());
     });
-    if (id == LIVEVIEW_ID) live_view::handOnBy(m_library.command);
+    if (id == LIVEVIEW_ID) commandForView = m_library.command;
 }
 
 void EngineSession::remove(const Module& module) {
     if (module.id == 0) return;
-    if (module.id == LIVEVIEW_ID) live_view::handOnBy(nullptr);
+    if (module.id == LIVEVIEW_ID) commandForView = nullptr;
     inModule(module.request.name, "be removed", [&] { return m_library.unregisterDllByID(module.id); });
 }
 
@@ -214,7 +230,7 @@ void EngineSession::onResult(void* user, const char* utf8Json) {
         ++module.results;
         module.lastResult = text;
     }
-    live_view::handOnResult(module.request.name, text);
+    showOnPage(LIVEVIEW_CMD_RESULT, toUtf16(module.request.name + " " + text));
     output::showResult(module.request.name + " " + text);
 }
 

@@ -9,15 +9,15 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
+#include "plugins/LiveView/LiveView.h"
 #include "tools/lumetra-play/modules/camera_host.h"
 #include "tools/lumetra-play/modules/console.h"
-#include "tools/lumetra-play/modules/live_view.h"
 #include "tools/lumetra-play/modules/module_watch.h"
 #include "tools/lumetra-play/run/engine_session.h"
-#include "tools/lumetra-play/run/text.h"
 #include "tools/lumetra-play/view/output.h"
 #include "tools/lumetra-play/view/sheet.h"
 #include "tools/lumetra-play/view/summary.h"
+#include "tools/support/text.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <thread>
 
-#include "tools/lumetra-play/run/text.h"
 #include "tools/lumetra-play/view/output.h"
+#include "tools/support/text.h"
 
 namespace {
 

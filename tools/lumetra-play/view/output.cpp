@@ -17,7 +17,7 @@
 #include <thread>
 
 #include "tools/lumetra-play/run/play_error.h"
-#include "tools/lumetra-play/run/text.h"
+#include "tools/support/text.h"
 
 namespace output {
 

@@ -3,8 +3,8 @@
 
 #include <sys/resource.h>
 
-#include "tools/lumetra-play/run/text.h"
 #include "tools/lumetra-play/view/output.h"
+#include "tools/support/text.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "tools/lumetra-play/run/text.h"
+#include "tools/support/text.h"
 
 namespace {
 

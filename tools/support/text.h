@@ -1,8 +1,8 @@
 // text.h - texts that cross borders: UTF-16 to and from the library, JSON to and from modules and scripts.
 // What is not valid becomes U+FFFD: neither a file name nor a log line should stop the program. Any thread;
 // no state.
-#ifndef LUMETRA_PLAY_TEXT_H
-#define LUMETRA_PLAY_TEXT_H
+#ifndef LUMETRA_TOOLS_TEXT_H
+#define LUMETRA_TOOLS_TEXT_H
 
 #include <cstdio>
 #include <nlohmann/json_fwd.hpp>

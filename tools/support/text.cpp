@@ -1,5 +1,5 @@
 // text.cpp - the library's own conversions, made forgiving.
-#include "tools/lumetra-play/run/text.h"
+#include "tools/support/text.h"
 
 #include <nlohmann/json.hpp>
 #include <stdexcept>
