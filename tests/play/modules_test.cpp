@@ -197,7 +197,7 @@ TEST_F(DrivenModules, LeakNothingOverTwoHundredSwapsUnderLoad) {
     fs::create_directory(folder.file("FrameMonitor.framework"));
     fs::copy_file(FRAMEMONITOR_LIBRARY, folder.file("FrameMonitor.framework/FrameMonitor"));
     EngineSession engine(library, folder.file(""));
-    engine.configure({{LUMETRA_IMGFORMAT_GRAY8, 64, 48}, LUMETRA_CONVERT_GRAY, false, "/tmp"});
+    engine.configure(R"({"imageCfg":{"width":64,"height":48},"format":7,"conversionflags":1})");
     engine.loadModule({"FrameMonitor", std::nullopt});
     engine.loadModule({"Text", "abc", true});
     std::atomic<bool> ending = false;

@@ -2,7 +2,6 @@
 #include "tools/lumetra-play/run/engine_session.h"
 
 #include <atomic>
-#include <nlohmann/json.hpp>
 
 #include "LumetraCore/TextResults.h"
 #include "plugins/LiveView/LiveView.h"
@@ -82,15 +81,6 @@ void* logFunction() {
 
 }  // namespace
 
-std::string configurationText(const EngineSettings& settings) {
-    return toText({{"imageCfg", {{"width", settings.picture.width}, {"height", settings.picture.height}}},
-                   {"mipMap", settings.pyramid},
-                   {"format", static_cast<std::int32_t>(settings.picture.format)},
-                   {"conversionflags", settings.flags},
-                   {"forwardNativeImage", settings.forward},
-                   {"writablepath", settings.writable}});
-}
-
 EngineSession::EngineSession(const LibraryTable& library, std::string modulePath)
     : m_library(library), m_modulePath(std::move(modulePath)) {
     m_library.initialize();
@@ -113,9 +103,8 @@ EngineSession::~EngineSession() {
     m_library.destroy();
 }
 
-void EngineSession::configure(const EngineSettings& settings) {
-    const std::u16string text = toUtf16(configurationText(settings));
-    if (m_library.command(ENGINE_MODULE_ID, LUMETRA_CMD_CONFIGURE, text.c_str()) != 1)
+void EngineSession::configure(const std::string& json) {
+    if (m_library.command(ENGINE_MODULE_ID, LUMETRA_CMD_CONFIGURE, toUtf16(json).c_str()) != 1)
         throw PlayError("the library refused the configuration: look at its log with --log");
 }
 

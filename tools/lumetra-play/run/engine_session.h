@@ -13,20 +13,8 @@
 #include <vector>
 
 #include "tools/lumetra-play/modules/module_library.h"
-#include "tools/lumetra-play/pixels/picture.h"
 #include "tools/lumetra-play/run/options.h"
 #include "tools/support/library_table.h"
-
-struct EngineSettings {
-    Picture picture;
-    std::int32_t flags;    ///< LUMETRA_CONVERSIONMODIFIER
-    bool pyramid;          ///< "mipMap"
-    std::string writable;  ///< absolute path
-    bool forward = false;  ///< "forwardNativeImage"
-};
-
-/// The configuration document that the engine takes.
-std::string configurationText(const EngineSettings& settings);
 
 /// What is known of a module at some time.
 struct ModuleReport {
@@ -50,8 +38,8 @@ public:
     EngineSession(const LibraryTable& library, std::string modulePath);
     ~EngineSession();
 
-    /// @throws PlayError if the engine refuses
-    void configure(const EngineSettings& settings);
+    /// @param json  the engine's configuration. @throws PlayError if it refuses
+    void configure(const std::string& json);
     /// Loads a module, a watched one from a copy, and configures it. Its id.
     /// @throws PlayError if it cannot be loaded or has the id of another module
     std::int32_t loadModule(const ModuleRequest& request);

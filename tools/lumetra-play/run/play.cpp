@@ -118,8 +118,13 @@ ExitStatus Play::run() {
     // Only now, so that what is refused is refused in one line: the library prints while it is loaded.
     const LibraryTable library(m_options.library);
     EngineSession engine(library, m_options.modulePath);
-    engine.configure({m_summary.picture, m_summary.settings.flags, m_summary.settings.pyramid,
-                      m_options.writable, !m_options.jpegFolder.empty()});
+    const Picture& picture = m_summary.picture;
+    engine.configure(toText({{"imageCfg", {{"width", picture.width}, {"height", picture.height}}},
+                             {"mipMap", m_summary.settings.pyramid},
+                             {"format", static_cast<std::int32_t>(picture.format)},
+                             {"conversionflags", m_summary.settings.flags},
+                             {"forwardNativeImage", !m_options.jpegFolder.empty()},
+                             {"writablepath", m_options.writable}}));
     engine.loadModule({"FrameMonitor", toText({{"histogram", false}, {"digest", m_options.check}})});
     MonitorLink monitor(library, m_options.check ? &m_check : nullptr);
     loadModules(library, engine);

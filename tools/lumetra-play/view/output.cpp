@@ -61,6 +61,12 @@ std::string printable(std::string_view text) {
     return line;
 }
 
+constexpr const char *RED = "31", *YELLOW = "33";
+
+std::string inColour(const char* colour, std::string_view text) {
+    return "\033[" + std::string(colour) + "m" + std::string(text) + "\033[0m";
+}
+
 }  // namespace
 
 void takeOverStandardOutput() {
@@ -116,14 +122,13 @@ void say(std::string_view line) {
 
 void complain(std::string_view message) {
     using namespace std::chrono_literals;
-    const bool colour = coloured();
     // Whoever holds it may wait for a reader that does not read; what is wrong is said all the same.
     std::unique_lock lock(outputMutex, std::try_to_lock);
     for (int tries = 0; !lock.owns_lock() && tries < 100 && !lock.try_lock(); ++tries)
         std::this_thread::sleep_for(1ms);
+    const char* const name = "lumetra-play:";
     writeAll(STDERR_FILENO, (lock.owns_lock() ? eraseProgress() : "\n") +
-                                (colour ? "\033[31mlumetra-play:\033[0m " : "lumetra-play: ") +
-                                printable(message) + "\n");
+                                (coloured() ? inColour(RED, name) : name) + " " + printable(message) + "\n");
 }
 
 void onLogLine(std::int32_t, const char16_t* text) {
@@ -149,18 +154,13 @@ LogCounts logCounts() {
     return counts;
 }
 
-void showProgress(std::string_view text) {
+void showProgress(std::string_view text, std::string_view alarming) {
     const std::lock_guard lock(outputMutex);
-    std::size_t width = 0;
-    for (std::size_t at = 0; at < text.size(); ++at) {  // what colours take has no width
-        if (text[at] == '\033')
-            at = std::min(text.find('m', at), text.size());
-        else
-            ++width;
-    }
-    const std::string erase = eraseProgress();
-    writeAll(STDERR_FILENO, erase + std::string(text));
-    shownWidth = width;
+    std::string line(text);
+    const std::size_t place = coloured() && !alarming.empty() ? line.find(alarming) : std::string::npos;
+    if (place != std::string::npos) line.replace(place, alarming.size(), inColour(YELLOW, alarming));
+    writeAll(STDERR_FILENO, eraseProgress() + line);
+    shownWidth = text.size();
 }
 
 void endProgress() {

@@ -48,8 +48,8 @@ struct LogCounts {
 };
 LogCounts logCounts();
 
-/// Replaces the progress line, cut to the terminal's present width.
-void showProgress(std::string_view text);
+/// Replaces the progress line, which has to fit the terminal; a part of it may stand out by its colour.
+void showProgress(std::string_view text, std::string_view alarming);
 void endProgress();  ///< leaves the line as it is
 bool onTerminal();   ///< whether standard error is one
 bool coloured();     ///< whether it takes colours

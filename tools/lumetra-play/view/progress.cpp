@@ -37,25 +37,18 @@ Usage ProcessMeter::usage() const {
 }
 
 std::string progressText(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor,
-                         const Usage& usage, std::size_t columns, bool coloured) {
+                         const Usage& usage, std::size_t columns) {
     const auto ms = [](std::int64_t microseconds) { return static_cast<double>(microseconds) / 1000; };
-    const std::string parts[] = {
-        formatted("delivered %lld/%lld", static_cast<long long>(monitor.distinct),
-                  static_cast<long long>(pushed)),
-        formatted("dropped %lld", static_cast<long long>(dropped)),
-        formatted("latency %.2f ms (p99 %.2f ms)", ms(monitor.medianUs), ms(monitor.p99Us)),
-        formatted("cpu %.0f %%", usage.processorPercent()),
-        formatted("wake-ups %.0f/s", usage.wakeUpsPerSecond())};
-    std::string line;
-    std::size_t width = 0;
-    for (const std::string& part : parts) {
-        const std::size_t gap = width == 0 ? 0 : 2;
-        if (width + gap + part.size() > columns) break;
-        width += gap + part.size();
-        const bool alarming = coloured && dropped > 0 && &part == &parts[1];
-        line += std::string(gap, ' ') + (alarming ? "\033[33m" + part + "\033[0m" : part);
+    std::string line = "delivered " + std::to_string(monitor.distinct) + "/" + std::to_string(pushed);
+    for (const std::string& part :
+         {"dropped " + std::to_string(dropped),
+          formatted("latency %.2f ms (p99 %.2f ms)", ms(monitor.medianUs), ms(monitor.p99Us)),
+          formatted("cpu %.0f %%", usage.processorPercent()),
+          formatted("wake-ups %.0f/s", usage.wakeUpsPerSecond())}) {
+        if (line.size() + 2 + part.size() > columns) break;
+        line += "  " + part;
     }
-    return width == 0 ? parts[0].substr(0, columns) : line;
+    return line.substr(0, columns);
 }
 
 Progress::Progress(bool quiet)
@@ -75,10 +68,9 @@ void Progress::show(std::int64_t pushed, std::int64_t dropped, const MonitorRepo
     m_meter = ProcessMeter();
     // The last column stays free: a full row would move the cursor to the next.
     const std::size_t columns = m_terminal ? output::columns() - 1 : SIZE_MAX;
-    const std::string text =
-        progressText(pushed, dropped, monitor, usage, columns, m_terminal && output::coloured());
+    const std::string text = progressText(pushed, dropped, monitor, usage, columns);
     if (m_terminal)
-        output::showProgress(text);
+        output::showProgress(text, dropped > 0 ? "dropped " + std::to_string(dropped) : "");
     else
         output::say(text);
 }

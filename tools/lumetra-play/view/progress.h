@@ -31,15 +31,13 @@ private:
 
 /// The figures in as many columns, those that matter most first; what does not fit whole is left out.
 std::string progressText(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor,
-                         const Usage& usage, std::size_t columns, bool coloured);
+                         const Usage& usage, std::size_t columns);
 
 class Progress {
 public:
     /// @param quiet  shows nothing
     explicit Progress(bool quiet);
     ~Progress();  ///< leaves the terminal's line complete
-    Progress(const Progress&) = delete;
-    Progress& operator=(const Progress&) = delete;
 
     bool due() const;
     void show(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor);

@@ -30,17 +30,15 @@ std::string sourceText(const SourceFacts& source) {
 }
 
 std::string checkText(const PixelCheck::Result& check) {
-    std::string text =
-        "checked " + std::to_string(check.checked) + " frames, " + std::to_string(check.differ) + " differ";
-    if (!check.firstDifference.empty()) text += " (first: " + check.firstDifference + ")";
-    return text;
+    const std::string& first = check.firstDifference;
+    return "checked " + std::to_string(check.checked) + " frames, " + std::to_string(check.differ) +
+           " differ" + (first.empty() ? "" : " (first: " + first + ")");
 }
 
 std::string moduleText(const ModuleReport& module) {
-    std::string text = "id " + std::to_string(module.id) + ", status " + std::to_string(module.status);
-    if (module.results) text += ", " + counted(*module.results, "results");
-    if (module.reloads > 0) text += ", reloaded " + counted(module.reloads, "times");
-    return text;
+    return "id " + std::to_string(module.id) + ", status " + std::to_string(module.status) +
+           (module.results ? ", " + counted(*module.results, "results") : "") +
+           (module.reloads > 0 ? ", reloaded " + counted(module.reloads, "times") : "");
 }
 
 Json sourceJson(const Summary& summary) {
@@ -59,11 +57,12 @@ Json sourceJson(const Summary& summary) {
 Json modulesJson(const std::vector<ModuleReport>& modules) {
     Json list = Json::array();
     for (const ModuleReport& module : modules) {
-        Json json = {
-            {"name", module.name}, {"id", module.id}, {"status", module.status}, {"reloads", module.reloads}};
+        list.push_back({{"name", module.name},
+                        {"id", module.id},
+                        {"status", module.status},
+                        {"reloads", module.reloads}});
         if (module.results)
-            json.update(Json{{"results", *module.results}, {"lastResult", parseJson(module.lastResult)}});
-        list.push_back(json);
+            list.back().update({{"results", *module.results}, {"lastResult", parseJson(module.lastResult)}});
     }
     return list;
 }
@@ -84,6 +83,10 @@ Json figuresJson(const PlayResult& play) {
               {"seconds", rounded(play.usage.processorSeconds)},
               {"wakeUpsPerSecond", rounded(play.usage.wakeUpsPerSecond())}}},
             {"meanGrey", rounded(monitor.meanGrey)}};
+}
+
+Json documentOf(ExitStatus status) {
+    return {{"lumetra-play", LUMETRA_VERSION}, {"exitStatus", static_cast<int>(status)}};
 }
 
 }  // namespace
@@ -123,16 +126,12 @@ std::string summaryText(const Summary& summary) {
 }
 
 std::string summaryJson(const Summary& summary, ExitStatus status) {
-    Json json = {{"lumetra-play", LUMETRA_VERSION},
-                 {"exitStatus", static_cast<int>(status)},
-                 {"source", sourceJson(summary)},
-                 {"format",
-                  {{"name", formatName(summary.picture.format)},
-                   {"width", summary.picture.width},
-                   {"height", summary.picture.height},
-                   {"flags", summary.settings.flags},
-                   {"pyramid", summary.settings.pyramid},
-                   {"conversion", summary.source.conversion}}}};
+    Json json = documentOf(status);
+    json["source"] = sourceJson(summary);
+    json["format"] = {
+        {"name", formatName(summary.picture.format)}, {"width", summary.picture.width},
+        {"height", summary.picture.height},           {"flags", summary.settings.flags},
+        {"pyramid", summary.settings.pyramid},        {"conversion", summary.source.conversion}};
     json.update(figuresJson(summary.play));
     json["log"] = {{"lines", summary.log.lines}, {"warnings", summary.log.warnings}};
     json["modules"] = modulesJson(summary.modules);
@@ -150,8 +149,9 @@ std::string summaryJson(const Summary& summary, ExitStatus status) {
 }
 
 std::string errorJson(const std::string& message, ExitStatus status) {
-    return toText(
-        {{"lumetra-play", LUMETRA_VERSION}, {"exitStatus", static_cast<int>(status)}, {"error", message}});
+    Json json = documentOf(status);
+    json["error"] = message;
+    return toText(json);
 }
 
 ExitStatus statusOf(const Summary& summary, bool interrupted, bool strict) {
