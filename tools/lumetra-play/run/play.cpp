@@ -11,8 +11,7 @@
 
 #include "plugins/LiveView/LiveView.h"
 #include "tools/lumetra-play/modules/camera_host.h"
-#include "tools/lumetra-play/modules/console.h"
-#include "tools/lumetra-play/modules/module_watch.h"
+#include "tools/lumetra-play/modules/module_threads.h"
 #include "tools/lumetra-play/run/engine_session.h"
 #include "tools/lumetra-play/view/output.h"
 #include "tools/lumetra-play/view/sheet.h"
@@ -155,10 +154,11 @@ void Play::playFrames(const LibraryTable& library, EngineSession& engine, Monito
     const WaitingFor waiting("frames to be delivered");
     std::optional<CameraHost> camera;
     if (!m_source) camera.emplace(m_options, m_summary.picture, library, engine);
-    const ModuleWatch watch(engine, monitor);
-    std::optional<Console> console;
-    const bool typing = isatty(STDIN_FILENO) == 1 && output::onTerminal();
-    if (typing || m_options.commandsFromInput) console.emplace(engine, m_stop);
+    std::optional<Companion> watch, console;
+    if (!engine.watched().empty())
+        watch.emplace([&](const Event& end) { watchModules(engine, monitor, end); });
+    if (m_options.commandsFromInput || (isatty(STDIN_FILENO) == 1 && output::onTerminal()))
+        console.emplace([&](const Event& end) { readCommands(engine, m_stop, end); });
     if (camera) {
         m_summary.play = camera->play(m_summary.settings.frames, monitor, m_stop);
         m_summary.exchange = camera->counts();

@@ -49,6 +49,11 @@ void Event::set() {
     eventfd_write(m_descriptor, 1);
 }
 
+bool Event::isSetWithin(int milliseconds) const {
+    pollfd file{m_descriptor, POLLIN, 0};
+    return poll(&file, 1, milliseconds) > 0;
+}
+
 WaitingFor::WaitingFor(std::string what) {
     const std::lock_guard lock(waitingMutex);
     m_entry = waiting.insert(waiting.end(), std::move(what));
@@ -71,22 +76,21 @@ StopRequest::StopRequest() {
     m_signals = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
     if (m_signals < 0) throw systemError("signals cannot be taken", errno, "close some files or programs");
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    m_receiver = std::thread([this] { receiveSignals(); });
+    m_receiver.emplace([this](const Event& end) { receiveSignals(end); });
 }
 
 StopRequest::~StopRequest() {
-    m_end.set();
-    m_receiver.join();
+    m_receiver.reset();
     close(m_signals);
     const sigset_t signals = endingSignals();
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }
 
-void StopRequest::receiveSignals() {
+void StopRequest::receiveSignals(const Event& end) {
     constexpr int PATIENCE_MS = 2000;
     for (bool told = false;;) {
         const bool ending = m_stopped;
-        pollfd files[] = {{m_end.descriptor(), POLLIN, 0},
+        pollfd files[] = {{end.descriptor(), POLLIN, 0},
                           {m_signals, POLLIN, 0},
                           {ending ? -1 : m_stop.descriptor(), POLLIN, 0}};
         const int ready = poll(files, std::size(files), ending && !told ? PATIENCE_MS : -1);

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <list>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -20,10 +21,26 @@ public:
     Event& operator=(const Event&) = delete;
 
     void set();
+    bool isSetWithin(int milliseconds) const;
     int descriptor() const { return m_descriptor; }  ///< readable once it is set
 
 private:
     int m_descriptor;
+};
+
+/// A thread that is told to end, and waited for, with this.
+class Companion {
+public:
+    template <class Work>
+    explicit Companion(Work work) : m_thread([this, work] { work(m_end); }) {}
+    ~Companion() {
+        m_end.set();
+        m_thread.join();
+    }
+
+private:
+    Event m_end;
+    std::thread m_thread;
 };
 
 class StopRequest {
@@ -46,14 +63,14 @@ public:
     bool waitUntil(Clock::time_point time) const { return wait(-1, time); }
 
 private:
-    void receiveSignals();
+    void receiveSignals(const Event& end);
     bool wait(int file, Clock::time_point until) const;
 
     Clock::time_point m_deadline = Clock::time_point::max();
-    Event m_stop, m_end;  // the wish; the object's own end
+    Event m_stop;
     std::atomic<bool> m_stopped = false, m_interrupted = false;
     int m_signals = -1;  // a signalfd
-    std::thread m_receiver;
+    std::optional<Companion> m_receiver;
 };
 
 /// What the program waits for as long as this lives: whoever waits too long, or ends it by a signal, is told.

@@ -1,0 +1,80 @@
+// module_threads.cpp - reading lines, and comparing what stat() says of files.
+#include "tools/lumetra-play/modules/module_threads.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <map>
+#include <utility>
+
+#include "tools/lumetra-play/view/output.h"
+#include "tools/support/text.h"
+
+namespace {
+
+void obey(const std::string& line, EngineSession& engine, StopRequest& stop) try {
+    if (line == "q")
+        stop.stop();
+    else if (!line.empty())
+        engine.command(parseCommand(line));
+} catch (const std::exception& error) {
+    output::complain(error.what());
+}
+
+void reload(const WatchedModule& module, EngineSession& engine, const MonitorLink& monitor,
+            const Event& end) {
+    using namespace std::chrono;
+    try {
+        engine.reloadModule(module.name);
+    } catch (const std::exception& reason) {
+        return output::complain(reason.what());
+    }
+    const std::int64_t before = monitor.delivered();
+    for (int patience = 2000; monitor.delivered() == before && patience > 0 && !end.isSetWithin(1);
+         --patience) {
+    }
+    const duration<double> taken =
+        system_clock::now().time_since_epoch() - nanoseconds(std::get<2>(module.loaded));
+    output::say(
+        module.name + formatted(": reloaded, %.2f s from the change to ", taken.count()) +
+        (monitor.delivered() != before ? "the first frame delivered" : "now, no frame delivered since"));
+}
+
+}  // namespace
+
+void readCommands(EngineSession& engine, StopRequest& stop, const Event& end) {
+    constexpr int LOOK_AGAIN_MS = 500;
+    char bytes[4096];
+    for (std::string typed;;) {
+        // Who reads from the background is stopped by the system.
+        const bool background = isatty(STDIN_FILENO) == 1 && tcgetpgrp(STDIN_FILENO) != getpgrp();
+        pollfd waiting[] = {{end.descriptor(), POLLIN, 0}, {background ? -1 : STDIN_FILENO, POLLIN, 0}};
+        if (poll(waiting, 2, background ? LOOK_AGAIN_MS : -1) < 0 && errno != EINTR) return;
+        if (waiting[0].revents != 0) return;
+        if (waiting[1].revents == 0) continue;
+        const ssize_t size = read(STDIN_FILENO, bytes, sizeof bytes);
+        if (size < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+        if (size <= 0) return obey(typed, engine, stop);
+        typed.append(bytes, static_cast<std::size_t>(size));
+        for (std::size_t newline; (newline = typed.find('\n')) != std::string::npos;
+             typed.erase(0, newline + 1))
+            obey(typed.substr(0, newline), engine, stop);
+    }
+}
+
+// What writes a library in steps, such as a linker and then a tool that strips it, is let finish: a change
+// counts when the file is the same at the next look.
+void watchModules(EngineSession& engine, const MonitorLink& monitor, const Event& end) {
+    constexpr int LOOK_AGAIN_MS = 50;
+    std::vector<WatchedModule> modules = engine.watched();
+    std::map<std::string, FileStamp> seen;
+    while (!end.isSetWithin(LOOK_AGAIN_MS))
+        for (WatchedModule& module : modules) {
+            const FileStamp now = stampOf(module.file), before = std::exchange(seen[module.name], now);
+            if (now != before || now == FileStamp{} || now == module.loaded) continue;
+            module.loaded = now;  // or tried at least
+            reload(module, engine, monitor, end);
+        }
+}
