@@ -7,7 +7,7 @@
 
 #include "tools/lumetra-play/modules/monitor_link.h"
 #include "tools/lumetra-play/run/engine_session.h"
-#include "tools/lumetra-play/run/play_error.h"
+#include "tools/lumetra-play/run/play.h"
 #include "tools/lumetra-play/view/progress.h"
 #include "tools/lumetra-play/view/summary.h"
 #include "tools/support/text.h"
@@ -153,10 +153,10 @@ TEST(Pacer, KeepsAnAbsoluteScheduleAndMovesItAfterAPause) {
 
 TEST(ExitStatus, IsTheWorstOfWhatHappened) {
     Summary good;
-    good.play.pushed = good.play.monitor.distinct = 5;
+    good.pushed = good.monitor.distinct = 5;
     Summary dropped = good, nothing = good, wrong = good, unchecked = good, right = good;
-    dropped.play.monitor.distinct = 4;
-    nothing.play.monitor.distinct = 0;
+    dropped.monitor.distinct = 4;
+    nothing.monitor.distinct = 0;
     wrong.check = PixelCheck::Result{5, 1, "frame 2, level 0"};
     unchecked.check = PixelCheck::Result{0, 0, ""};
     right.check = PixelCheck::Result{5, 0, ""};

@@ -5,7 +5,6 @@
 #include <string>
 #include <string_view>
 
-#include "tools/lumetra-play/run/options.h"
 #include "tools/lumetra-play/run/play.h"
 #include "tools/lumetra-play/view/output.h"
 #include "tools/lumetra-play/view/summary.h"
@@ -40,7 +39,7 @@ ExitStatus run(int argc, char** argv) {
     if (options->seconds)
         stop.stopAt(StopRequest::Clock::now() + std::chrono::duration_cast<StopRequest::Clock::duration>(
                                                     std::chrono::duration<double>(*options->seconds)));
-    if (!options->devices && !options->info) return play(*options, stop);
+    if (!options->devices && !options->info) return Play(*options, stop).run();
     printDeviceTexts(*options);
     return EXIT_AS_ASKED;
 }

@@ -60,7 +60,7 @@ CameraHost::~CameraHost() {
     currentHost = nullptr;
 }
 
-PlayResult CameraHost::play(std::int64_t frames, MonitorLink& monitor, const StopRequest& stop) {
+void CameraHost::play(std::int64_t frames, MonitorLink& monitor, const StopRequest& stop, Summary& summary) {
     using namespace std::chrono_literals;
     Progress progress(m_options.quiet);
     const ProcessMeter meter;
@@ -77,13 +77,12 @@ PlayResult CameraHost::play(std::int64_t frames, MonitorLink& monitor, const Sto
     if (failed || !started)
         throw PlayError("the camera does not work (" + output::logCounts().lastWarning +
                         "): check its name, --size and --format");
-    PlayResult result;
-    result.pushed = counts().descriptors;
-    if (result.pushed == 0 && !stop.requested())
+    summary.exchange = counts();
+    summary.pushed = summary.exchange->descriptors;
+    if (summary.pushed == 0 && !stop.requested())
         throw PlayError("the camera gave no whole frame: check --size and --format against it");
-    result.usage = waitUntilDelivered(monitor, result.pushed, stop, meter);
-    result.monitor = monitor.report();
-    return result;
+    summary.usage = waitUntilDelivered(monitor, summary.pushed, stop, meter);
+    summary.monitor = monitor.report();
 }
 
 ExchangeCounts CameraHost::counts() {

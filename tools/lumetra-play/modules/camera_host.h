@@ -10,11 +10,7 @@
 #include <string>
 
 #include "tools/lumetra-play/run/engine_session.h"
-#include "tools/lumetra-play/run/player.h"
-
-struct ExchangeCounts {
-    std::int64_t descriptors = 0, pictures = 0, failedWrites = 0;
-};
+#include "tools/lumetra-play/view/summary.h"
 
 /// The host's answer to a descriptor; it keeps what FrameMonitor measures latency by.
 /// @param seen  receives the descriptor without its picture
@@ -29,14 +25,14 @@ public:
     ~CameraHost();
 
     /// Until the camera ends, `frames` have been pushed (0: no limit) or the stop request comes.
-    /// @throws PlayError if the camera does not start or fails
-    PlayResult play(std::int64_t frames, MonitorLink& monitor, const StopRequest& stop);
-    ExchangeCounts counts();
+    /// @param summary  receives the figures. @throws PlayError if the camera does not start or fails
+    void play(std::int64_t frames, MonitorLink& monitor, const StopRequest& stop, Summary& summary);
 
 private:
     static const char16_t* onText(void* unused, const char16_t* text);
     std::string answer(const std::string& text);
     void savePicture(const Bytes& jpeg);
+    ExchangeCounts counts();
 
     const Options& m_options;
     const LibraryTable& m_library;

@@ -3,6 +3,8 @@
 
 #include <sys/resource.h>
 
+#include <thread>
+
 #include "tools/lumetra-play/view/output.h"
 #include "tools/support/text.h"
 
@@ -20,6 +22,8 @@ Usage usedSoFar() {
     return {0, seconds(usage.ru_utime) + seconds(usage.ru_stime), usage.ru_nvcsw};
 }
 
+constexpr auto GIVE_UP_AFTER = 2s;  // without a further frame delivered
+
 Clock::time_point nextTurn(bool terminal) {
     return Clock::now() + (terminal ? 250ms : 5000ms);
 }
@@ -34,6 +38,24 @@ Usage ProcessMeter::usage() const {
     now.processorSeconds -= m_before.processorSeconds;
     now.wakeUps -= m_before.wakeUps;
     return now;
+}
+
+Usage waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const StopRequest& stop,
+                         const ProcessMeter& meter) {
+    std::int64_t delivered = monitor.delivered();
+    Usage usage = meter.usage();
+    for (auto last = Clock::now(); delivered < frames;) {
+        // Who interrupts does not want to wait for frames that a module holds up.
+        const auto patience = stop.interrupted() ? SURELY_DECIDED_AFTER : GIVE_UP_AFTER;
+        if (Clock::now() - last > patience) break;
+        std::this_thread::sleep_for(1ms);
+        const std::int64_t now = monitor.delivered();
+        if (now == delivered) continue;
+        last = Clock::now();
+        usage = meter.usage();
+        delivered = now;
+    }
+    return usage;
 }
 
 std::string progressText(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor,

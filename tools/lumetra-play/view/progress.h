@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tools/lumetra-play/modules/monitor_link.h"
+#include "tools/lumetra-play/run/stop_request.h"
 
 /// What this program, all threads, took of the machine.
 struct Usage {
@@ -28,6 +29,14 @@ private:
     std::chrono::steady_clock::time_point m_start;
     Usage m_before;
 };
+
+/// A frame that old has been delivered or dropped: the engine drops what it has not begun to deliver after
+/// 100 ms.
+constexpr auto SURELY_DECIDED_AFTER = std::chrono::milliseconds(250);
+
+/// Waits until as many frames were delivered, or no further one comes. What was used until the last delivery.
+Usage waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const StopRequest& stop,
+                         const ProcessMeter& meter);
 
 /// The figures in as many columns, those that matter most first; what does not fit whole is left out.
 std::string progressText(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor,

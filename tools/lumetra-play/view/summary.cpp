@@ -67,21 +67,21 @@ Json modulesJson(const std::vector<ModuleReport>& modules) {
     return list;
 }
 
-Json figuresJson(const PlayResult& play) {
-    const MonitorReport& monitor = play.monitor;
-    return {{"seconds", rounded(play.usage.seconds)},
+Json figuresJson(const Summary& summary) {
+    const MonitorReport& monitor = summary.monitor;
+    return {{"seconds", rounded(summary.usage.seconds)},
             {"frames",
-             {{"pushed", play.pushed},
+             {{"pushed", summary.pushed},
               {"delivered", monitor.distinct},
-              {"dropped", {{"refused", play.refused}, {"byEngine", play.dropped() - play.refused}}},
+              {"dropped", {{"refused", summary.refused}, {"byEngine", summary.dropped() - summary.refused}}},
               {"duplicates", monitor.duplicates},
               {"notGrey", monitor.unread},
               {"perSecond", rounded(monitor.framesPerSecond)}}},
             {"latencyUs", {{"median", monitor.medianUs}, {"p99", monitor.p99Us}, {"max", monitor.maxUs}}},
             {"processor",
-             {{"percent", rounded(play.usage.processorPercent())},
-              {"seconds", rounded(play.usage.processorSeconds)},
-              {"wakeUpsPerSecond", rounded(play.usage.wakeUpsPerSecond())}}},
+             {{"percent", rounded(summary.usage.processorPercent())},
+              {"seconds", rounded(summary.usage.processorSeconds)},
+              {"wakeUpsPerSecond", rounded(summary.usage.wakeUpsPerSecond())}}},
             {"meanGrey", rounded(monitor.meanGrey)}};
 }
 
@@ -92,25 +92,24 @@ Json documentOf(ExitStatus status) {
 }  // namespace
 
 std::string summaryText(const Summary& summary) {
-    const PlayResult& play = summary.play;
-    const MonitorReport& monitor = play.monitor;
+    const MonitorReport& monitor = summary.monitor;
     std::string text = summary.source.name + ": " + summary.picture.sizeText() + " " +
-                       formatName(summary.picture.format) + formatted(", %.1f s", play.usage.seconds);
+                       formatName(summary.picture.format) + formatted(", %.1f s", summary.usage.seconds);
     const auto line = [&text](const std::string& name, const std::string& value) {
         if (!value.empty()) text += formatted("\n  %-10s ", name.c_str()) + value;
     };
     line("source", summary.source.codec.empty() ? "" : sourceText(summary.source));
-    line("pushed", counted(play.pushed, "frames"));
-    line("delivered", counted(monitor.distinct, "frames, ") + counted(play.dropped(), "dropped, ") +
+    line("pushed", counted(summary.pushed, "frames"));
+    line("delivered", counted(monitor.distinct, "frames, ") + counted(summary.dropped(), "dropped, ") +
                           counted(monitor.duplicates, "duplicates"));
-    line("refused", play.refused > 0 ? counted(play.refused, "frames, by the library") : "");
+    line("refused", summary.refused > 0 ? counted(summary.refused, "frames, by the library") : "");
     line("rate", formatted("%.1f frames/s", monitor.framesPerSecond));
     line("latency", formatted("median %.2f ms, p99 %.2f ms from push to notification",
                               milliseconds(monitor.medianUs), milliseconds(monitor.p99Us)));
     line("mean grey", monitor.newestFrame >= 0 ? formatted("%.1f", monitor.meanGrey) : "");
     line("unread", monitor.unread > 0 ? counted(monitor.unread, "frames were not grey") : "");
-    line("cpu",
-         formatted("%.0f %%, %.0f wake-ups/s", play.usage.processorPercent(), play.usage.wakeUpsPerSecond()));
+    line("cpu", formatted("%.0f %%, %.0f wake-ups/s", summary.usage.processorPercent(),
+                          summary.usage.wakeUpsPerSecond()));
     line("log",
          std::to_string(summary.log.lines) + " lines, " + std::to_string(summary.log.warnings) + " warnings");
     for (std::size_t k = 1; k < summary.modules.size(); ++k)  // the first is FrameMonitor
@@ -128,11 +127,13 @@ std::string summaryText(const Summary& summary) {
 std::string summaryJson(const Summary& summary, ExitStatus status) {
     Json json = documentOf(status);
     json["source"] = sourceJson(summary);
-    json["format"] = {
-        {"name", formatName(summary.picture.format)}, {"width", summary.picture.width},
-        {"height", summary.picture.height},           {"flags", summary.settings.flags},
-        {"pyramid", summary.settings.pyramid},        {"conversion", summary.source.conversion}};
-    json.update(figuresJson(summary.play));
+    json["format"] = {{"name", formatName(summary.picture.format)},
+                      {"width", summary.picture.width},
+                      {"height", summary.picture.height},
+                      {"flags", summary.flags},
+                      {"pyramid", summary.pyramid},
+                      {"conversion", summary.source.conversion}};
+    json.update(figuresJson(summary));
     json["log"] = {{"lines", summary.log.lines}, {"warnings", summary.log.warnings}};
     json["modules"] = modulesJson(summary.modules);
     if (const auto& check = summary.check)
@@ -155,12 +156,11 @@ std::string errorJson(const std::string& message, ExitStatus status) {
 }
 
 ExitStatus statusOf(const Summary& summary, bool interrupted, bool strict) {
-    const PlayResult& play = summary.play;
     const bool unsaved = summary.exchange && summary.exchange->failedWrites > 0;
     if (unsaved || !summary.error.empty()) return EXIT_ERROR;
     if (summary.check && summary.check->differ > 0) return EXIT_WRONG_PIXELS;
     if (interrupted) return EXIT_INTERRUPTED;
     if (summary.check && summary.check->checked == 0) return EXIT_WRONG_PIXELS;
-    if (play.monitor.distinct == 0 || (strict && play.dropped() > 0)) return EXIT_UNDELIVERED;
+    if (summary.monitor.distinct == 0 || (strict && summary.dropped() > 0)) return EXIT_UNDELIVERED;
     return EXIT_AS_ASKED;
 }

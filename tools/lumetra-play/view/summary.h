@@ -7,25 +7,35 @@
 #include <vector>
 
 #include "tools/lumetra-play/inputs/frame_source.h"
-#include "tools/lumetra-play/modules/camera_host.h"
 #include "tools/lumetra-play/pixels/pixel_check.h"
 #include "tools/lumetra-play/run/engine_session.h"
 #include "tools/lumetra-play/run/play_error.h"
-#include "tools/lumetra-play/run/player.h"
 #include "tools/lumetra-play/view/output.h"
+#include "tools/lumetra-play/view/progress.h"
+
+/// Of a host whose module pushes.
+struct ExchangeCounts {
+    std::int64_t descriptors = 0, pictures = 0, failedWrites = 0;
+};
 
 struct Summary {
     SourceFacts source;
-    Picture picture;  ///< as pushed
-    PlaySettings settings;
-    PlayResult play;
+    Picture picture;         ///< as pushed
+    std::int32_t flags = 0;  ///< LUMETRA_CONVERSIONMODIFIER
+    bool pyramid = false;    ///< every frame was pushed with its smaller levels
+
+    std::int64_t pushed = 0, refused = 0;  ///< frames; the refused are among the pushed
+    Usage usage;                           ///< from the first push until the last frame was delivered
+    MonitorReport monitor;
     std::vector<ModuleReport> modules;
     output::LogCounts log;
     std::optional<PixelCheck::Result> check;
+    std::optional<ExchangeCounts> exchange;  ///< with a camera
     std::string sheet;                       ///< path; empty if none was asked for
     std::string page;                        ///< of the live view; empty without
     std::string remark, error;               ///< of the source; may be empty
-    std::optional<ExchangeCounts> exchange;  ///< with a camera
+
+    std::int64_t dropped() const { return pushed - monitor.distinct; }  ///< refused ones too
 };
 
 /// Lines for people, without the last line's end.
