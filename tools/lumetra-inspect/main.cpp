@@ -1,7 +1,8 @@
 // main.cpp - lumetra-inspect: lists modules, says whether a host can load one, and tries out whether it is
 // sound. Exit status: 0 all is well, 1 a module cannot be loaded or is not sound, 2 the command line or this
 // program failed, 128 + n signal n came.
-#include <CLI/CLI.hpp>
+#include <LumetraCore/LumetraCore.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -15,6 +16,7 @@
 #include "tools/lumetra-inspect/report.h"
 #include "tools/lumetra-inspect/trial/engine.h"
 #include "tools/lumetra-inspect/trial/runner.h"
+#include "tools/support/command_line.h"
 
 namespace {
 
@@ -23,49 +25,54 @@ namespace fs = std::filesystem;
 constexpr int EXIT_NOT_SOUND = 1, EXIT_FAILED = 2;
 
 struct Options {
-    std::vector<std::string> modules, only;
+    std::vector<std::string> modules;
     std::string hostFolder;
     double timeoutSeconds = 10;
     bool tries = false, json = false, listsChecks = false;
     TrialOptions trial;
 };
 
-void describe(CLI::App& app, Options& options) {
-    app.add_option(
-        "module", options.modules,
-        "NAME of a module below this folder, path of NAME.framework or NAME.framework/NAME, or of "
-        "a folder with modules; nothing: this folder and those where modules are built or installed");
-    CLI::Option* const from = app.add_option("--from", options.hostFolder,
-                                             "Require that a host which works in DIR finds the module")
-                                  ->check(CLI::ExistingDirectory)
-                                  ->type_name("DIR");
-    app.add_option("--timeout", options.timeoutSeconds,
-                   "Seconds after which a module that does not return counts as hanging")
-        ->check(CLI::Range(0.1, 3600.0))
-        ->capture_default_str()
-        ->type_name("S");
-    CLI::Option* const tries =
-        app.add_flag("--try", options.tries, "Try each module out: is it sound?")->excludes(from);
-    app.add_flag("--strict", options.trial.strict, "With --try: what is doubtful fails, too")->needs(tries);
-    app.add_option("--only", options.only, "With --try: this check only, whatever it needs; may come again")
-        ->allow_extra_args(false)  // a module may come next
-        ->needs(tries)
-        ->type_name("CHECK");
-    app.add_option("--seed", options.trial.seed, "With --try: of the texts that are made up")
-        ->needs(tries)
-        ->capture_default_str()
-        ->type_name("N");
-    app.add_option("--config", options.trial.configuration, "With --try: a configuration that it works with")
-        ->needs(tries)
-        ->capture_default_str()
-        ->type_name("TEXT");
-    app.add_option("--jobs", options.trial.jobs, "With --try: checks that run at the same time")
-        ->needs(tries)
-        ->check(CLI::Range(1u, 64u))
-        ->capture_default_str()
-        ->type_name("N");
-    app.add_flag("--json", options.json, "One line of JSON; for a list, --try and --list-checks");
-    app.add_flag("--list-checks", options.listsChecks, "Name every check of --try, and end");
+constexpr const char* BEGINNING = R"(Usage: lumetra-inspect [OPTION]... [MODULE]...
+List LumetraCore modules, say whether a host can load them, and try them out.
+
+A MODULE is the NAME of a module below this folder or where modules are built or
+installed, the path of NAME.framework or NAME.framework/NAME, or a folder with
+modules. Folders are listed; without a MODULE, those where modules are.
+)";
+constexpr const char* END = R"(Exit status:
+  0 all is well, 1 a module cannot be loaded or is not sound, 2 the command line
+  or this program failed.
+
+Examples:
+  lumetra-inspect                        the modules that there are
+  lumetra-inspect FrameMonitor           can a host load it?
+  lumetra-inspect --try FrameMonitor     is it sound?)";
+
+void describe(CommandLine& line, Options& options) {
+    line.add_option("module", options.modules);
+    line.beginGroup("Loading");
+    line.value("--from", "DIR", "require that a host which works in DIR finds the module",
+               text(options.hostFolder))
+        ->check(CLI::ExistingDirectory);
+    line.value("--timeout", "S", "a module that does not return within S seconds hangs\n(10)",
+               number(options.timeoutSeconds, 0.1, 3600.0));
+    line.beginGroup("Trying out");
+    line.flag("--try", "try each module out: is it sound?", options.tries);
+    line.flag("--strict", "what is doubtful fails, too", options.trial.strict);
+    line.list("--only", "CHECK", "this check only, whatever it needs; may be repeated",
+              [&options](const std::string& name) { options.trial.only.insert(name); });
+    line.value("--seed", "N", "of the texts that are made up (1)",
+               number(options.trial.seed, 0u, UINT32_MAX));
+    line.value("--config", "TEXT", "a configuration that it works with ({})",
+               text(options.trial.configuration));
+    line.value("--jobs", "N", "checks that run at the same time (the processors)",
+               number(options.trial.jobs, 1u, 64u));
+    line.flag("--list-checks", "name every check, and end", options.listsChecks);
+    line.beginGroup("Other");
+    line.flag("--json", "one line of JSON; for a list, --try and --list-checks", options.json);
+    line.excludes("--try", "--from");
+    for (const char* option : {"--strict", "--only", "--seed", "--config", "--jobs"})
+        line.needs(option, "--try");
 }
 
 // Of a folder, unless it is a module's own.
@@ -120,7 +127,6 @@ void requireEngine(std::chrono::milliseconds limit) {
 
 int tryOut(Options& options, std::chrono::milliseconds limit) {
     options.trial.limit = limit;
-    options.trial.only.insert(options.only.begin(), options.only.end());
     const std::vector<ModuleLocation> modules = modulesOf(options);
     if (modules.empty()) throw std::runtime_error("there is no module to try");
     nlohmann::ordered_json all = nlohmann::ordered_json::array();
@@ -156,7 +162,7 @@ int run(Options& options) {
 
 // What the parser cannot know.
 std::string usageFault(const Options& options) {
-    for (const std::string& name : options.only)
+    for (const std::string& name : options.trial.only)
         if (std::none_of(allChecks().begin(), allChecks().end(),
                          [&](const Check& check) { return check.name == name; }))
             return "there is no check " + name + " (--list-checks names them)";
@@ -169,17 +175,18 @@ std::string usageFault(const Options& options) {
 
 int main(int argc, char** argv) {
     setvbuf(stdout, nullptr, _IONBF, 0);  // what is buffered would be written by every child that ends
-    CLI::App app("Lists LumetraCore modules, says whether a host can load them, and tries them out.");
     Options options;
     options.trial.jobs = std::max(1u, std::thread::hardware_concurrency());
-    describe(app, options);
+    CommandLine line("lumetra-inspect", BEGINNING, END);
+    describe(line, options);
     noteInterruptions();
     try {
-        app.parse(argc, argv);
-        if (const std::string fault = usageFault(options); !fault.empty()) throw CLI::ValidationError(fault);
+        if (const auto answer = line.read(argc, argv, LUMETRA_VERSION)) {
+            std::printf("%s\n", answer->c_str());
+            return EXIT_SUCCESS;
+        }
+        if (const std::string fault = usageFault(options); !fault.empty()) throw UsageError(fault);
         return run(options);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? EXIT_SUCCESS : EXIT_FAILED;
     } catch (const Interrupted& interruption) {
         return 128 + interruption.signal;
     } catch (const std::exception& error) {

@@ -3,8 +3,7 @@
 
 #include <LumetraCore/LumetraCore.h>
 
-#include <CLI/CLI.hpp>
-#include <charconv>
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -14,6 +13,7 @@
 #include "tools/lumetra-play/inputs/frame_source.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/view/output.h"
+#include "tools/support/command_line.h"
 
 namespace {
 
@@ -38,43 +38,7 @@ Examples:
   lumetra-play -f lavfi testsrc2         a test picture of FFmpeg's
   lumetra-play --json --fast clip.mp4    figures for a script)";
 
-// CLI11's help without its terms: "  -f, --input-format F   what it does", lines within 80 columns.
-class HelpForm : public CLI::Formatter {
-public:
-    HelpForm() { column_width(25); }
-    std::string make_usage(const CLI::App*, std::string) const override { return BEGINNING; }
-    std::string make_positionals(const CLI::App*) const override { return "\n"; }
-    std::string make_group(std::string group, bool, std::vector<const CLI::Option*> options) const override {
-        std::string text = group + ":\n";
-        for (const CLI::Option* option : options) text += make_option(option, false);
-        return text;
-    }
-    std::string make_option_name(const CLI::Option* option, bool) const override {
-        const auto& letters = option->get_snames();
-        std::string names = letters.empty() ? "    --" : "-" + letters.front() + ", --";
-        return names + CLI::detail::join(option->get_lnames(), ", --");
-    }
-    std::string make_option_opts(const CLI::Option* option) const override {
-        const std::string& form = option->get_option_text();
-        return form.empty() || form.starts_with("[=") ? form : " " + form;
-    }
-};
-
-std::optional<std::int32_t> wholeNumber(std::string_view text) {
-    std::int32_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (text.empty() || error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return value;
-}
-
-double parseNumber(const std::string& text, double least, double most) {
-    char* end = nullptr;
-    const double value = std::strtod(text.c_str(), &end);
-    if (*end == 0 && value >= least && value <= most) return value;
-    char range[64];
-    std::snprintf(range, sizeof range, "%g to %g", least, most);
-    throw PlayError(text + " is no such number: use " + range);
-}
+constexpr auto wholeNumber = numberFrom<std::int32_t>;
 
 // Nothing for what costs least.
 std::optional<LUMETRA_IMGFORMATTYPE> parseFormat(const std::string& text) {
@@ -82,163 +46,108 @@ std::optional<LUMETRA_IMGFORMATTYPE> parseFormat(const std::string& text) {
     throw PlayError(text + " is unknown: use auto, rgb, bgr, bgra, yuyv or gray8");
 }
 
-std::int32_t parseFrames(const std::string& text) {
-    if (const auto frames = wholeNumber(text); frames && *frames >= 0) return *frames;
-    throw PlayError(text + " is no number of frames: use 0 or more");
-}
-
 std::vector<ModuleRequest>::iterator findModule(Options& options, const std::string& name) {
     return std::find_if(options.modules.begin(), options.modules.end(),
                         [&name](const ModuleRequest& module) { return module.name == name; });
 }
 
-using Take = std::function<void(const std::string&)>;
-
-template <class Value, class Parse>
-Take parsed(Value& value, Parse parse) {
-    return [&value, parse](const std::string& text) { value = parse(text); };
-}
-
-template <class Value>
-Take number(Value& value, double least, double most) {
-    return parsed(value, [=](const std::string& text) { return parseNumber(text, least, most); });
-}
-
-Take text(std::string& value) {
-    return [&value](const std::string& text) { value = text; };
-}
-
-// Adds options to the parser, in groups that the help shows.
-class Table {
-public:
-    Table(CLI::App& app, const char* group) : m_app(app) { app.option_defaults()->take_last()->group(group); }
-
-    /// @param form  what stands for the value in the help
-    CLI::Option* value(const char* names, const char* form, const char* help, const Take& take) {
-        const std::string name = std::string(names).substr(std::string(names).find("--"));
-        const auto takeNamed = [name, take](const std::vector<std::string>& texts) {
-            for (const std::string& text : texts) try {
-                    if (text.empty()) throw PlayError("needs a value");
-                    take(text);
-                } catch (const PlayError& error) {
-                    throw PlayError(name + ": " + error.what());
-                }
-        };
-        return m_app.add_option_function<std::vector<std::string>>(names, takeNamed, help)
-            ->allow_extra_args(false)
-            ->option_text(form);
-    }
-    /// May be repeated.
-    void list(const char* names, const char* form, const char* help, const Take& take) {
-        value(names, form, help, take)->take_all();
-    }
-    template <class Value>
-    void flag(const char* name, const char* help, Value& value, const char* form = "") {
-        m_app.add_flag(name, value, help)->option_text(form);
-    }
-
-private:
-    CLI::App& m_app;
-};
-
-void describeSource(CLI::App& app, Options& options) {
+void describeSource(CommandLine& line, Options& options) {
     constexpr double MAX_FRAMES_PER_SECOND = 1000;  // the library tells frames apart by their millisecond
-    Table table(app, "Source");
-    table.value("--start", "S", "begin S seconds into the clip", number(options.start, 0, 1e6));
-    table.value("--seconds", "S", "end after S seconds", number(options.seconds, 0.001, 1e6));
-    table.value("--frames", "N", "end after N frames, 0 = no limit (the scene: 300)",
-                parsed(options.frames, parseFrames));
-    table.flag("--loop", "begin again at the end", options.loop);
-    table.value("--fps", "N", "N frames a second instead of the clip's own times",
-                number(options.framesPerSecond, 0.001, MAX_FRAMES_PER_SECOND));
-    table.flag("--fast", "as fast as frames can be delivered", options.fast);
-    table.value("--size", "WxH",
-                "of raw video, of the scene, asked of a device; other\nsources are scaled to it",
-                parsed(options.size, parseSize));
-    table.value("--raw", "PIXELS",
-                "raw video of this pixel format, such as nv12, and of\nthe size that --size says",
-                text(options.raw));
-    table.value("-f,--input-format", "F", "read the source by FFmpeg's reader F, such as lavfi",
-                text(options.inputFormat));
+    line.beginGroup("Source");
+    line.value("--start", "S", "begin S seconds into the clip", number(options.start, 0.0, 1e6));
+    line.value("--seconds", "S", "end after S seconds", number(options.seconds, 0.001, 1e6));
+    line.value("--frames", "N", "end after N frames, 0 = no limit (the scene: 300)",
+               number(options.frames, 0, INT32_MAX));
+    line.flag("--loop", "begin again at the end", options.loop);
+    line.value("--fps", "N", "N frames a second instead of the clip's own times",
+               number(options.framesPerSecond, 0.001, MAX_FRAMES_PER_SECOND));
+    line.flag("--fast", "as fast as frames can be delivered", options.fast);
+    line.value("--size", "WxH",
+               "of raw video, of the scene, asked of a device; other\nsources are scaled to it",
+               parsed(options.size, parseSize));
+    line.value("--raw", "PIXELS",
+               "raw video of this pixel format, such as nv12, and of\nthe size that --size says",
+               text(options.raw));
+    line.value("-f,--input-format", "F", "read the source by FFmpeg's reader F, such as lavfi",
+               text(options.inputFormat));
 }
 
-void describeFrames(CLI::App& app, Options& options) {
-    Table table(app, "Frames pushed");
-    table.value("--format", "F",
-                "auto, rgb, bgr, bgra, yuyv or gray8 (auto: what costs\nleast for the source; gray8 takes "
-                "the Y plane as it is)",
-                parsed(options.format, parseFormat));
-    table.value("--flags", "FLAGS",
-                "what the library does: a number, or names out of gray,\npyramid, flip and dump "
-                "(gray,pyramid; for yuyv gray)",
-                parsed(options.flags, parseFlags));
+void describeFrames(CommandLine& line, Options& options) {
+    line.beginGroup("Frames pushed");
+    line.value("--format", "F",
+               "auto, rgb, bgr, bgra, yuyv or gray8 (auto: what costs\nleast for the source; gray8 takes "
+               "the Y plane as it is)",
+               parsed(options.format, parseFormat));
+    line.value("--flags", "FLAGS",
+               "what the library does: a number, or names out of gray,\npyramid, flip and dump "
+               "(gray,pyramid; for yuyv gray)",
+               parsed(options.flags, parseFlags));
     const auto pyramid = [&options](std::int64_t count) { options.pyramid = count > 0; };
-    app.add_flag_function("--pyramid,!--no-pyramid", pyramid,
-                          "push every frame with its seven smaller levels or\nwithout (as the flags say)");
-    table.value("--writable", "DIR", "folder for --flags dump (the working folder)", text(options.writable));
+    line.add_flag_function("--pyramid,!--no-pyramid", pyramid,
+                           "push every frame with its seven smaller levels or\nwithout (as the flags say)");
+    line.value("--writable", "DIR", "folder for --flags dump (the working folder)", text(options.writable));
 }
 
-void describeModules(CLI::App& app, Options& options) {
-    Table table(app, "Modules");
-    table.list("-m,--module", "NAME[=CONFIGURATION]", "load this module too; may be repeated",
-               [&](const std::string& words) {
-                   ModuleRequest module = parseModule(words);
-                   if (findModule(options, module.name) != options.modules.end())
-                       throw PlayError(module.name + " is named twice: leave out one");
-                   options.modules.push_back(std::move(module));
-               });
-    table.value("--module-path", "DIR", "folder with the NAME.framework folders", text(options.modulePath));
-    table.list("-c,--command", "NAME:NUMBER[=TEXT]",
-               "send a command before the first frame, or - to read\ncommands from standard input; may be "
-               "repeated. On a\nterminal they can be typed while it plays, q ends",
-               [&](const std::string& words) {
-                   if (words == "-")
-                       options.commandsFromInput = true;
-                   else
-                       options.commands.push_back(parseCommand(words));
-               });
+void describeModules(CommandLine& line, Options& options) {
+    line.beginGroup("Modules");
+    line.list("-m,--module", "NAME[=CONFIGURATION]", "load this module too; may be repeated",
+              [&](const std::string& words) {
+                  ModuleRequest module = parseModule(words);
+                  if (findModule(options, module.name) != options.modules.end())
+                      throw PlayError(module.name + " is named twice: leave out one");
+                  options.modules.push_back(std::move(module));
+              });
+    line.value("--module-path", "DIR", "folder with the NAME.framework folders", text(options.modulePath));
+    line.list("-c,--command", "NAME:NUMBER[=TEXT]",
+              "send a command before the first frame, or - to read\ncommands from standard input; may be "
+              "repeated. On a\nterminal they can be typed while it plays, q ends",
+              [&](const std::string& words) {
+                  if (words == "-")
+                      options.commandsFromInput = true;
+                  else
+                      options.commands.push_back(parseCommand(words));
+              });
     // Taken when all of --module have been.
-    table.list("--watch", "NAME", "reload the module whenever its library changes",
-               [&](const std::string& name) {
-                   auto module = findModule(options, name);
-                   if (module == options.modules.end())
-                       module = options.modules.insert(module, parseModule(name));
-                   module->watched = true;
-               });
-    table.value("--camera", "SOURCE",
-                "let the module CameraSource push: scene, a device, a\nfile or a named pipe of raw video",
-                text(options.camera));
-    table.value("--save-jpeg", "DIR", "with --camera: keep the JPEG of every frame",
-                text(options.jpegFolder));
-    table.flag("--descriptors", "with --camera: print every frame's descriptor", options.descriptors);
+    line.list("--watch", "NAME", "reload the module whenever its library changes",
+              [&](const std::string& name) {
+                  auto module = findModule(options, name);
+                  if (module == options.modules.end())
+                      module = options.modules.insert(module, parseModule(name));
+                  module->watched = true;
+              });
+    line.value("--camera", "SOURCE",
+               "let the module CameraSource push: scene, a device, a\nfile or a named pipe of raw video",
+               text(options.camera));
+    line.value("--save-jpeg", "DIR", "with --camera: keep the JPEG of every frame", text(options.jpegFolder));
+    line.flag("--descriptors", "with --camera: print every frame's descriptor", options.descriptors);
 }
 
-void describeResults(CLI::App& app, Options& options, std::string& view) {
-    Table table(app, "Results");
-    table.flag("--view{0}", "show frames, levels and figures as a live web page", view, "[=[ADDRESS:]PORT]");
-    table.value("--view-name", "NAME",
-                "with --view: a name by which browsers may call this\nmachine, such as board.local",
-                text(options.viewName));
-    table.value("--sheet", "FILE.png", "picture of the last frame and of its levels", text(options.sheet));
-    table.flag("--check", "compare every pixel in the modules with the rule", options.check);
-    table.flag("--strict", "exit status 3 if a frame is dropped", options.strict);
-    table.flag("--json", "one JSON document on standard output, nothing else", options.json);
-    table.flag("--quiet", "say nothing but what goes wrong", options.quiet);
-    table.flag("--log", "show the library's and the modules' log", options.log);
+void describeResults(CommandLine& line, Options& options, std::string& view) {
+    line.beginGroup("Results");
+    line.flag("--view{0}", "show frames, levels and figures as a live web page", view, "[=[ADDRESS:]PORT]");
+    line.value("--view-name", "NAME",
+               "with --view: a name by which browsers may call this\nmachine, such as board.local",
+               text(options.viewName));
+    line.value("--sheet", "FILE.png", "picture of the last frame and of its levels", text(options.sheet));
+    line.flag("--check", "compare every pixel in the modules with the rule", options.check);
+    line.flag("--strict", "exit status 3 if a frame is dropped", options.strict);
+    line.flag("--json", "one JSON document on standard output, nothing else", options.json);
+    line.flag("--quiet", "say nothing but what goes wrong", options.quiet);
+    line.flag("--log", "show the library's and the modules' log", options.log);
 }
 
-void describeRelations(CLI::App& app) {
+void describeRelations(CommandLine& line) {
     using Pair = std::pair<const char*, const char*>;
     for (const auto& [option, needed] :
          {Pair("--start", "source"), Pair("--raw", "source"), Pair("--raw", "--size"),
           Pair("--input-format", "source"), Pair("--save-jpeg", "--camera"),
           Pair("--descriptors", "--camera"), Pair("--view-name", "--view")})
-        app.get_option(option)->needs(app.get_option(needed));
-    app.get_option("--fast")->excludes(app.get_option("--fps"));
-    app.get_option("--raw")->excludes(app.get_option("--input-format"));
+        line.needs(option, needed);
+    line.excludes("--fast", "--fps");
+    line.excludes("--raw", "--input-format");
     for (const char* other :
          {"source", "--start", "--raw", "--input-format", "--fast", "--pyramid", "--sheet", "--check"})
-        app.get_option("--camera")->excludes(app.get_option(other));
+        line.excludes("--camera", other);
 }
 
 // A path stays what it names when the folder changes; URLs, devices by name and - are none.
@@ -287,54 +196,31 @@ void requireNothingElse(const CLI::App& app) {
             throw PlayError(option->get_name() + " has no meaning beside --info and --devices: leave it out");
 }
 
-void parse(CLI::App& app, int argc, const char* const* argv) try {
-    app.parse(argc, argv);
-    for (const CLI::Option* option : app.get_options())
-        if (option->count() > 1 && option->get_multi_option_policy() == CLI::MultiOptionPolicy::TakeLast)
-            throw PlayError(option->get_name() + " is given twice: give it once");
-} catch (const CLI::ExtrasError&) {
-    throw PlayError(app.remaining().front() + " is no option: see lumetra-play --help");
-} catch (const CLI::ArgumentMismatch& error) {
-    const std::string words = error.what();
-    throw PlayError(words.substr(0, words.find(':')) + " needs a value: see lumetra-play --help");
-} catch (const CLI::ParseError& error) {
-    throw PlayError(std::string(error.what()) + ": see lumetra-play --help");
-}
-
 }  // namespace
 
 std::optional<Options> parseOptions(int argc, const char* const* argv) {
     Options options;
     std::string view;
-    bool help = false, version = false;
-    CLI::App app;
-    app.set_help_flag();
-    app.formatter(std::make_shared<HelpForm>());
-    app.footer(END);
-    app.add_option("source", options.inputs)->group("Source");
-    describeSource(app, options);
-    describeFrames(app, options);
-    describeModules(app, options);
-    describeResults(app, options, view);
-    Table other(app, "Other");
-    other.flag("--devices", "list the capture devices as JSON", options.devices);
-    other.flag("--info", "describe this machine as JSON", options.info);
-    other.value("--library", "PATH", "play through this build of the library", text(options.library));
-    other.flag("-h,--help", "display this help and exit", help);
-    other.flag("--version", "output version information and exit", version);
-    describeRelations(app);
-    parse(app, argc, argv);
-    if (help || version) {
-        std::string text = help ? app.help() : "lumetra-play " LUMETRA_VERSION "\n" + inputLibraries() + "\n";
-        text.pop_back();
-        output::writeLine(text);
+    CommandLine line("lumetra-play", BEGINNING, END);
+    line.add_option("source", options.inputs);
+    describeSource(line, options);
+    describeFrames(line, options);
+    describeModules(line, options);
+    describeResults(line, options, view);
+    line.beginGroup("Other");
+    line.flag("--devices", "list the capture devices as JSON", options.devices);
+    line.flag("--info", "describe this machine as JSON", options.info);
+    line.value("--library", "PATH", "play through this build of the library", text(options.library));
+    describeRelations(line);
+    if (const auto answer = line.read(argc, argv, LUMETRA_VERSION "\n" + inputLibraries())) {
+        output::writeLine(*answer);
         output::requireWritten();
         return std::nullopt;
     }
-    if (app.count("--view") > 0) options.view = parseView(view);
+    if (line.count("--view") > 0) options.view = parseView(view);
     makePathsAbsolute(options);
     requireSense(options);
-    if (options.info || options.devices) requireNothingElse(app);
+    if (options.info || options.devices) requireNothingElse(line);
     return options;
 }
 
