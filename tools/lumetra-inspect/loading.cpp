@@ -26,7 +26,7 @@ void playHost(const ModuleLocation& location, const ChildLines& lines) {
     engine.initialize();
     engine.registerCallback(ENGINE_MODULE_ID, CB_LOG, reinterpret_cast<void*>(&onLog), nullptr);
     lines.tell("stage", "loading it");
-    const std::int32_t id = engine.registerModule(location);
+    const std::int32_t id = engine.registerModule(location.file);
     lines.tell("result", std::to_string(id));
     if (id >= 1) {
         lines.tell("stage", "getStatus");

@@ -4,6 +4,7 @@
 #ifndef LUMETRA_TOOLS_LIBRARY_TABLE_H
 #define LUMETRA_TOOLS_LIBRARY_TABLE_H
 
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 
@@ -32,6 +33,10 @@ public:
     /// @param path  empty: the library of the build or installation that the program belongs to
     /// @throws LibraryError
     explicit LibraryTable(const std::string& path = {}) : m_library(open(path)) {}
+
+    /// Registers the module NAME of the file NAME.framework/NAME from the folder where alone its name leads
+    /// there. The working folder belongs to the whole program: one call at a time.
+    std::int32_t registerModule(const std::filesystem::path& file) const;
 
     decltype(&LumetraCore_initialize) initialize = find("LumetraCore_initialize");
     decltype(&LumetraCore_destroy) destroy = find("LumetraCore_destroy");

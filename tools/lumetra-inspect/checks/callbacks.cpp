@@ -203,7 +203,7 @@ void answersEngineAlike(const Bench& bench) {
     const Engine engine;
     engine.initialize();
     bench.stage("LumetraCore_registerDllByName");
-    const std::int32_t id = engine.registerModule(bench.location);
+    const std::int32_t id = engine.registerModule(bench.location.file);
     for (const std::int32_t kind : {1, 2, 4, 77}) {
         const int direct = module.registerCallback(kind, functionFor(kind), nullptr);
         bench.stage("LumetraCore_registerCallback of kind " + std::to_string(kind));

@@ -142,7 +142,7 @@ void answersThroughEngine(const Bench& bench) {
     const Engine engine;
     engine.initialize();
     bench.stage("LumetraCore_registerDllByName");
-    const std::int32_t id = engine.registerModule(bench.location);
+    const std::int32_t id = engine.registerModule(bench.location.file);
     if (module.has("getStatus"))
         compare(
             "getStatus", [&] { return module.getStatus(); }, [&] { return engine.getStatus(id); });

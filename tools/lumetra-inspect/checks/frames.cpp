@@ -135,7 +135,7 @@ void framesOfEngine(const Bench& bench) {
     if (!module.has("notifyNewData")) skip("it has no notifyNewData");
     const Engine engine;
     engine.initialize();
-    const std::int32_t id = engine.registerModule(bench.location);
+    const std::int32_t id = engine.registerModule(bench.location.file);
     engine.initializeModule(id, bench.configuration);
     for (std::int32_t format = LUMETRA_IMGFORMAT_RGB; format <= LUMETRA_IMGFORMAT_GRAY8; ++format)
         for (const int flags : {LUMETRA_CONVERT_GRAY | LUMETRA_CONVERT_PYRAMID, 0}) {

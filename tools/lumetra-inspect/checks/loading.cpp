@@ -36,7 +36,7 @@ void isRegistered(const Bench& bench) {
     const Engine engine;
     engine.initialize();
     bench.stage("LumetraCore_registerDllByName");
-    const std::int32_t result = engine.registerModule(bench.location);
+    const std::int32_t result = engine.registerModule(bench.location.file);
     if (result != id)
         fail("the engine registers it as " + std::to_string(result) + ", and its id is " +
              std::to_string(id));

@@ -157,7 +157,7 @@ void pushesToEngine(const Bench& bench) {
     engine.registerCallback(ENGINE_MODULE_ID, CB_HOSTTEXT, reinterpret_cast<void*>(&answerText), nullptr);
     engine.configure(LUMETRA_IMGFORMAT_GRAY8, LUMETRA_CONVERT_GRAY | LUMETRA_CONVERT_PYRAMID, false, true);
     bench.stage("LumetraCore_registerDllByName");
-    const std::int32_t id = engine.registerModule(bench.location);
+    const std::int32_t id = engine.registerModule(bench.location.file);
     bench.stage("LumetraCore_registerCallback of kind 3");
     if (engine.registerCallback(id, CB_PUSHNATIVEIMAGE, nullptr, nullptr) != 1)
         skip("it takes no function to push frames with");

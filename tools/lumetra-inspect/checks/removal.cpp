@@ -66,7 +66,7 @@ void isRemovedAmidFrames(const Bench& bench) {
     bench.stage("removal amid the frames of an engine");
     int removed = 0;
     for (int round = 0; round < ROUNDS; ++round) {
-        if (engine.registerModule(bench.location) != id) break;
+        if (engine.registerModule(bench.location.file) != id) break;
         std::this_thread::sleep_for(std::chrono::milliseconds(40));
         removed += engine.unregisterDllByID(id);
     }

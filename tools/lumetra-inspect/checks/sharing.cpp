@@ -104,7 +104,7 @@ void survivesEngine(const Bench& bench) {
     });
     const Engine engine;
     engine.initialize();
-    const std::int32_t id = engine.registerModule(bench.location);
+    const std::int32_t id = engine.registerModule(bench.location.file);
     bench.stage("LumetraCore_initializeDllByID");
     engine.initializeModule(id, bench.configuration);
     bench.stage("frames of an engine");

@@ -2,7 +2,6 @@
 #include "tools/lumetra-inspect/trial/engine.h"
 
 #include <chrono>
-#include <filesystem>
 #include <thread>
 #include <vector>
 
@@ -28,14 +27,6 @@ void Engine::pushFrames(int count) const {
         std::this_thread::sleep_for(2ms);
     }
     std::this_thread::sleep_for(5ms);
-}
-
-std::int32_t Engine::registerModule(const ModuleLocation& location) const {
-    const std::filesystem::path before = std::filesystem::current_path();
-    std::filesystem::current_path(location.folder);
-    const std::int32_t id = registerDllByName(toUtf16(location.name).c_str());
-    std::filesystem::current_path(before);
-    return id;
 }
 
 void Engine::initializeModule(std::int32_t id, const std::string& configuration) const {

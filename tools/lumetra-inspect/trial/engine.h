@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <string>
 
-#include "tools/lumetra-inspect/module_location.h"
 #include "tools/support/library_table.h"
 
 /// One in a process.
@@ -15,8 +14,6 @@ public:
     void configure(std::int32_t format, int flags, bool mipMap, bool forward = false) const;
     /// Hands over that many frames for the configuration, 2 ms apart, and time for the last to arrive.
     void pushFrames(int count) const;
-    /// In the module's folder, where alone its name leads to it.
-    std::int32_t registerModule(const ModuleLocation& location) const;
     void initializeModule(std::int32_t id, const std::string& configuration) const;
 };
 

@@ -63,7 +63,7 @@ CameraHost::~CameraHost() {
 void CameraHost::play(std::int64_t frames, MonitorLink& monitor, const StopRequest& stop, Summary& summary) {
     using namespace std::chrono_literals;
     Progress progress(m_options.quiet);
-    const ProcessMeter meter;
+    const Usage before = usedSoFar();
     const bool started = m_library.command(CAMERASOURCE_ID, LUMETRA_CMD_START, u"") == 1;
     while (m_library.getStatus(CAMERASOURCE_ID) == STATUS_READY && !output::failed()) {
         const std::int64_t pushed = counts().descriptors;
@@ -81,7 +81,7 @@ void CameraHost::play(std::int64_t frames, MonitorLink& monitor, const StopReque
     summary.pushed = summary.exchange->descriptors;
     if (summary.pushed == 0 && !stop.requested())
         throw PlayError("the camera gave no whole frame: check --size and --format against it");
-    summary.usage = waitUntilDelivered(monitor, summary.pushed, stop, meter);
+    summary.usage = waitUntilDelivered(monitor, summary.pushed, stop, before);
     summary.monitor = monitor.report();
 }
 

@@ -14,21 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The loader looks for NAME.framework/NAME from the working folder, which belongs to the whole program.
-class WorkingFolder {
-public:
-    explicit WorkingFolder(const fs::path& folder) : m_before(fs::current_path(m_ignored)) {
-        fs::current_path(folder);
-    }
-    ~WorkingFolder() { fs::current_path(m_before, m_ignored); }
-    WorkingFolder(const WorkingFolder&) = delete;
-    WorkingFolder& operator=(const WorkingFolder&) = delete;
-
-private:
-    std::error_code m_ignored;
-    const fs::path m_before;
-};
-
 std::string whyNotLoaded(const fs::path& file) try {
     idOfLibrary(file);
     return "the library does not say why";
@@ -160,10 +145,7 @@ std::string EngineSession::putBack(Module& module) try {
 
 void EngineSession::open(Module& module, const fs::path& file) {
     const std::string& name = module.request.name;
-    const std::int32_t id = inModule(name, "be loaded", [&] {
-        const WorkingFolder folder(file.parent_path().parent_path());
-        return m_library.registerDllByName(toUtf16(file.filename().string()).c_str());
-    });
+    const std::int32_t id = inModule(name, "be loaded", [&] { return m_library.registerModule(file); });
     const std::string more = "; lumetra-inspect " + module.file.string() + " says more";
     if (id == 0) throw PlayError("cannot load the module " + name + ": " + whyNotLoaded(file) + more);
     if (id < 0)

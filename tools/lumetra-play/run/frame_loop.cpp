@@ -32,16 +32,17 @@ Pacer::Clock::time_point Pacer::nextDue(Clock::time_point now, double seconds) {
 }
 
 void Play::pushFrames() {
-    std::optional<ProcessMeter> meter;
+    std::optional<Usage> before;
     Progress progress(m_options.quiet);
     while (!m_stop.requested() && (m_frames == 0 || m_pushed < m_frames)) {
         if (!readFrame() || !waitForTurn() || output::failed()) break;
-        if (!meter) meter.emplace();
+        if (!before) before = usedSoFar();
         push();
         if (progress.due()) progress.show(m_pushed, droppedSoFar(), m_monitor->report());
     }
     m_summary.pushed = m_pushed;
-    if (meter) m_summary.usage = waitUntilDelivered(*m_monitor, m_pushed - m_summary.refused, m_stop, *meter);
+    if (before)
+        m_summary.usage = waitUntilDelivered(*m_monitor, m_pushed - m_summary.refused, m_stop, *before);
     m_summary.monitor = m_monitor->report();
 }
 

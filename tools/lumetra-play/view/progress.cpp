@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 
 #include <thread>
+#include <utility>
 
 #include "tools/lumetra-play/view/output.h"
 #include "tools/support/text.h"
@@ -13,15 +14,6 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-Usage usedSoFar() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-    };
-    return {0, seconds(usage.ru_utime) + seconds(usage.ru_stime), usage.ru_nvcsw};
-}
-
 constexpr auto GIVE_UP_AFTER = 2s;  // without a further frame delivered
 
 Clock::time_point nextTurn(bool terminal) {
@@ -30,20 +22,25 @@ Clock::time_point nextTurn(bool terminal) {
 
 }  // namespace
 
-ProcessMeter::ProcessMeter() : m_start(Clock::now()), m_before(usedSoFar()) {}
+Usage usedSoFar() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    const std::chrono::duration<double> now = Clock::now().time_since_epoch();
+    return {now.count(), seconds(usage.ru_utime) + seconds(usage.ru_stime), usage.ru_nvcsw};
+}
 
-Usage ProcessMeter::usage() const {
-    Usage now = usedSoFar();
-    now.seconds = std::chrono::duration<double>(Clock::now() - m_start).count();
-    now.processorSeconds -= m_before.processorSeconds;
-    now.wakeUps -= m_before.wakeUps;
-    return now;
+Usage operator-(const Usage& now, const Usage& before) {
+    return {now.seconds - before.seconds, now.processorSeconds - before.processorSeconds,
+            now.wakeUps - before.wakeUps};
 }
 
 Usage waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const StopRequest& stop,
-                         const ProcessMeter& meter) {
+                         const Usage& before) {
     std::int64_t delivered = monitor.delivered();
-    Usage usage = meter.usage();
+    Usage usage = usedSoFar() - before;
     for (auto last = Clock::now(); delivered < frames;) {
         // Who interrupts does not want to wait for frames that a module holds up.
         const auto patience = stop.interrupted() ? SURELY_DECIDED_AFTER : GIVE_UP_AFTER;
@@ -52,7 +49,7 @@ Usage waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const 
         const std::int64_t now = monitor.delivered();
         if (now == delivered) continue;
         last = Clock::now();
-        usage = meter.usage();
+        usage = usedSoFar() - before;
         delivered = now;
     }
     return usage;
@@ -86,8 +83,7 @@ bool Progress::due() const {
 
 void Progress::show(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor) {
     m_next = nextTurn(m_terminal);
-    const Usage usage = m_meter.usage();
-    m_meter = ProcessMeter();
+    const Usage now = usedSoFar(), usage = now - std::exchange(m_before, now);
     // The last column stays free: a full row would move the cursor to the next.
     const std::size_t columns = m_terminal ? output::columns() - 1 : SIZE_MAX;
     const std::string text = progressText(pushed, dropped, monitor, usage, columns);

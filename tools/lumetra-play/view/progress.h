@@ -20,23 +20,17 @@ struct Usage {
     double wakeUpsPerSecond() const { return seconds > 0 ? static_cast<double>(wakeUps) / seconds : 0; }
 };
 
-class ProcessMeter {
-public:
-    ProcessMeter();
-    Usage usage() const;  ///< since the construction
-
-private:
-    std::chrono::steady_clock::time_point m_start;
-    Usage m_before;
-};
+Usage usedSoFar();  ///< of real time: since some moment
+Usage operator-(const Usage& now, const Usage& before);
 
 /// A frame that old has been delivered or dropped: the engine drops what it has not begun to deliver after
 /// 100 ms.
 constexpr auto SURELY_DECIDED_AFTER = std::chrono::milliseconds(250);
 
-/// Waits until as many frames were delivered, or no further one comes. What was used until the last delivery.
+/// Waits until as many frames were delivered, or no further one comes. What was used from `before` until
+/// the last delivery.
 Usage waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const StopRequest& stop,
-                         const ProcessMeter& meter);
+                         const Usage& before);
 
 /// The figures in as many columns, those that matter most first; what does not fit whole is left out.
 std::string progressText(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor,
@@ -53,7 +47,7 @@ public:
 
 private:
     const bool m_quiet, m_terminal;
-    ProcessMeter m_meter;  // since the last line
+    Usage m_before = usedSoFar();  // when the last line was shown
     std::chrono::steady_clock::time_point m_next;
 };
 
