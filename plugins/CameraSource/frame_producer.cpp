@@ -1,12 +1,10 @@
-// frame_producer.cpp - the stop signal, what is opened for which source, and frames from files and pipes.
+// frame_producer.cpp - what is opened for which source, and frames from files and pipes.
 #include "frame_producer.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
@@ -83,51 +81,6 @@ bool CameraSettings::isValid() const {
 
 std::size_t CameraSettings::frameBytes() const {
     return static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * bytesPerPixel(format);
-}
-
-StopSignal::~StopSignal() {
-    if (m_pipe[0] < 0) return;
-    close(m_pipe[0]);
-    close(m_pipe[1]);
-}
-
-void StopSignal::raise() {
-    const char byte = 0;
-    [[maybe_unused]] const ssize_t written = write(m_pipe[1], &byte, 1);  // a full pipe is raised already
-}
-
-void StopSignal::clear() {
-    if (m_pipe[0] < 0 && pipe2(m_pipe, O_CLOEXEC | O_NONBLOCK) != 0)
-        throw std::runtime_error("no pipe for the stop signal");
-    char bytes[64];
-    while (read(m_pipe[0], bytes, sizeof bytes) > 0) {
-    }
-}
-
-bool StopSignal::isRaised() const {
-    return !waitUntil(std::chrono::steady_clock::time_point::min());
-}
-
-StopSignal::Wait StopSignal::waitReadable(int file) const {
-    for (;;) {
-        pollfd files[2] = {{m_pipe[0], POLLIN, 0}, {file, POLLIN, 0}};
-        if (poll(files, 2, -1) < 0) continue;  // interrupted
-        if (files[0].revents != 0) return Wait::Stopped;
-        if ((files[1].revents & POLLIN) != 0) return Wait::Readable;
-        if (files[1].revents != 0) return Wait::Closed;
-    }
-}
-
-bool StopSignal::waitUntil(std::chrono::steady_clock::time_point time) const {
-    using namespace std::chrono;
-    for (;;) {
-        const auto left = time <= steady_clock::now() ? nanoseconds(0) : time - steady_clock::now();
-        timespec timeout = {duration_cast<seconds>(left).count(), (left % seconds(1)).count()};
-        pollfd file = {m_pipe[0], POLLIN, 0};
-        const int ready = ppoll(&file, 1, &timeout, nullptr);
-        if (ready > 0) return false;
-        if (ready == 0 && time <= steady_clock::now()) return true;
-    }
 }
 
 std::unique_ptr<FrameProducer> openProducer(const CameraSettings& settings, const StopSignal& stop) {

@@ -1,8 +1,7 @@
-// frame_producer.h - where the camera's frames come from. One thread, but for StopSignal::raise().
+// frame_producer.h - where the camera's frames come from. One thread.
 #ifndef LUMETRA_CAMERASOURCE_FRAME_PRODUCER_H
 #define LUMETRA_CAMERASOURCE_FRAME_PRODUCER_H
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -10,6 +9,8 @@
 #include <vector>
 
 #include <LumetraCore/LumetraTypes.h>
+
+#include "support/stop_signal.h"
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -26,28 +27,6 @@ struct CameraSettings {
 
 /// 0 for formats without whole pixels.
 std::size_t bytesPerPixel(LUMETRA_IMGFORMATTYPE format);
-
-/// Ends every wait of the camera's thread.
-class StopSignal {
-public:
-    StopSignal() = default;
-    ~StopSignal();
-    StopSignal(const StopSignal&) = delete;
-    StopSignal& operator=(const StopSignal&) = delete;
-
-    void raise();
-    /// Before the first wait. @throws std::runtime_error if there is no descriptor left
-    void clear();
-    bool isRaised() const;
-
-    enum class Wait { Readable, Closed, Stopped };
-    Wait waitReadable(int file) const;
-    /// False if the signal came first.
-    bool waitUntil(std::chrono::steady_clock::time_point time) const;
-
-private:
-    int m_pipe[2] = {-1, -1};  // readable at [0] while the signal is raised; opened by the first clear()
-};
 
 class FrameProducer {
 public:

@@ -63,6 +63,7 @@ public:
                     return false;
                 case StopSignal::Wait::Closed:
                     fail("was taken away");
+                case StopSignal::Wait::TimeIsUp:
                 case StopSignal::Wait::Readable:
                     break;
             }

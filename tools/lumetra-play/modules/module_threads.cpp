@@ -24,15 +24,17 @@ void obey(const std::string& line, EngineSession& engine, StopRequest& stop) try
 }
 
 void reload(const WatchedModule& module, EngineSession& engine, const MonitorLink& monitor,
-            const Event& end) {
+            const StopSignal& end) {
     using namespace std::chrono;
+    using namespace std::chrono_literals;
     try {
         engine.reloadModule(module.name);
     } catch (const std::exception& reason) {
         return output::complain(reason.what());
     }
     const std::int64_t before = monitor.delivered();
-    for (int patience = 2000; monitor.delivered() == before && patience > 0 && !end.isSetWithin(1);
+    for (int patience = 2000;
+         monitor.delivered() == before && patience > 0 && end.waitUntil(steady_clock::now() + 1ms);
          --patience) {
     }
     const duration<double> taken =
@@ -44,7 +46,7 @@ void reload(const WatchedModule& module, EngineSession& engine, const MonitorLin
 
 }  // namespace
 
-void readCommands(EngineSession& engine, StopRequest& stop, const Event& end) {
+void readCommands(EngineSession& engine, StopRequest& stop, const StopSignal& end) {
     constexpr int LOOK_AGAIN_MS = 500;
     char bytes[4096];
     for (std::string typed;;) {
@@ -66,11 +68,11 @@ void readCommands(EngineSession& engine, StopRequest& stop, const Event& end) {
 
 // What writes a library in steps, such as a linker and then a tool that strips it, is let finish: a change
 // counts when the file is the same at the next look.
-void watchModules(EngineSession& engine, const MonitorLink& monitor, const Event& end) {
-    constexpr int LOOK_AGAIN_MS = 50;
+void watchModules(EngineSession& engine, const MonitorLink& monitor, const StopSignal& end) {
+    constexpr std::chrono::milliseconds LOOK_AGAIN(50);
     std::vector<WatchedModule> modules = engine.watched();
     std::map<std::string, FileStamp> seen;
-    while (!end.isSetWithin(LOOK_AGAIN_MS))
+    while (end.waitUntil(StopSignal::Clock::now() + LOOK_AGAIN))
         for (WatchedModule& module : modules) {
             const FileStamp now = stampOf(module.file), before = std::exchange(seen[module.name], now);
             if (now != before || now == FileStamp{} || now == module.loaded) continue;

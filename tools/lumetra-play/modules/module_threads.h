@@ -9,9 +9,9 @@
 
 /// Obeys standard input: NAME:NUMBER[=TEXT] a line, q to end. Reads a terminal only while the program is in
 /// its foreground.
-void readCommands(EngineSession& engine, StopRequest& stop, const Event& end);
+void readCommands(EngineSession& engine, StopRequest& stop, const StopSignal& end);
 
 /// Reloads watched modules when their files change; looks twenty times a second.
-void watchModules(EngineSession& engine, const MonitorLink& monitor, const Event& end);
+void watchModules(EngineSession& engine, const MonitorLink& monitor, const StopSignal& end);
 
 #endif

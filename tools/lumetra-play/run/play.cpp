@@ -133,9 +133,9 @@ void Play::playFrames() {
     if (!m_source) camera.emplace(m_options, m_summary.picture, *m_library, *m_engine);
     std::optional<Companion> watch, console;
     if (!m_engine->watched().empty())
-        watch.emplace([this](const Event& end) { watchModules(*m_engine, *m_monitor, end); });
+        watch.emplace([this](const StopSignal& end) { watchModules(*m_engine, *m_monitor, end); });
     if (m_options.commandsFromInput || (isatty(STDIN_FILENO) == 1 && output::onTerminal()))
-        console.emplace([this](const Event& end) { readCommands(*m_engine, m_stop, end); });
+        console.emplace([this](const StopSignal& end) { readCommands(*m_engine, m_stop, end); });
     if (camera)
         camera->play(m_frames, *m_monitor, m_stop, m_summary);
     else

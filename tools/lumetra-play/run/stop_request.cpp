@@ -3,7 +3,6 @@
 
 #include <poll.h>
 #include <signal.h>
-#include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -37,23 +36,6 @@ sigset_t endingSignals() {
 
 }  // namespace
 
-Event::Event() : m_descriptor(eventfd(0, EFD_CLOEXEC)) {
-    if (m_descriptor < 0) throw systemError("no event can be made", errno, "close some files or programs");
-}
-
-Event::~Event() {
-    close(m_descriptor);
-}
-
-void Event::set() {
-    eventfd_write(m_descriptor, 1);
-}
-
-bool Event::isSetWithin(int milliseconds) const {
-    pollfd file{m_descriptor, POLLIN, 0};
-    return poll(&file, 1, milliseconds) > 0;
-}
-
 WaitingFor::WaitingFor(std::string what) {
     const std::lock_guard lock(waitingMutex);
     m_entry = waiting.insert(waiting.end(), std::move(what));
@@ -72,11 +54,12 @@ std::string WaitingFor::all() {
 }
 
 StopRequest::StopRequest() {
+    m_stop.clear();
     const sigset_t signals = endingSignals();
     m_signals = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
     if (m_signals < 0) throw systemError("signals cannot be taken", errno, "close some files or programs");
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    m_receiver.emplace([this](const Event& end) { receiveSignals(end); });
+    m_receiver.emplace([this](const StopSignal& end) { receiveSignals(end); });
 }
 
 StopRequest::~StopRequest() {
@@ -86,7 +69,7 @@ StopRequest::~StopRequest() {
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }
 
-void StopRequest::receiveSignals(const Event& end) {
+void StopRequest::receiveSignals(const StopSignal& end) {
     constexpr int PATIENCE_MS = 2000;
     for (bool told = false;;) {
         const bool ending = m_stopped;
@@ -110,24 +93,19 @@ void StopRequest::receiveSignals(const Event& end) {
 
 void StopRequest::stop() {
     m_stopped = true;
-    m_stop.set();
+    m_stop.raise();
 }
 
 bool StopRequest::requested() const {
     return m_stopped || Clock::now() >= m_deadline;
 }
 
-bool StopRequest::wait(int file, Clock::time_point until) const {
-    using namespace std::chrono;
-    constexpr nanoseconds LONGEST = hours(1);
-    while (!requested()) {
-        const auto now = Clock::now();
-        if (now >= until) return true;
-        const auto left = std::min<nanoseconds>(std::min(until, m_deadline) - now, LONGEST);
-        const timespec timeout{left / seconds(1), (left % seconds(1)).count()};
-        pollfd files[] = {{m_stop.descriptor(), POLLIN, 0}, {file, POLLIN, 0}};
-        if (ppoll(files, std::size(files), &timeout, nullptr) > 0 && files[1].revents != 0)
-            return !requested();
-    }
-    return false;
+bool StopRequest::waitReadable(int file) const {
+    m_stop.waitReadable(file, m_deadline);
+    return !requested();
+}
+
+bool StopRequest::waitUntil(Clock::time_point time) const {
+    m_stop.waitUntil(std::min(time, m_deadline));
+    return !requested();
 }

@@ -12,34 +12,23 @@
 #include <string>
 #include <thread>
 
-/// A flag that poll() can wait for. Any thread.
-class Event {
-public:
-    Event();  ///< @throws PlayError if the process has too many files open
-    ~Event();
-    Event(const Event&) = delete;
-    Event& operator=(const Event&) = delete;
-
-    void set();
-    bool isSetWithin(int milliseconds) const;
-    int descriptor() const { return m_descriptor; }  ///< readable once it is set
-
-private:
-    int m_descriptor;
-};
+#include "plugins/support/stop_signal.h"
 
 /// A thread that is told to end, and waited for, with this.
 class Companion {
 public:
     template <class Work>
-    explicit Companion(Work work) : m_thread([this, work] { work(m_end); }) {}
+    explicit Companion(Work work) {
+        m_end.clear();
+        m_thread = std::thread([this, work] { work(m_end); });
+    }
     ~Companion() {
-        m_end.set();
+        m_end.raise();
         m_thread.join();
     }
 
 private:
-    Event m_end;
+    StopSignal m_end;
     std::thread m_thread;
 };
 
@@ -58,16 +47,15 @@ public:
     bool interrupted() const { return m_interrupted; }  ///< by a signal
 
     /// Waits until `file` can be read or has ended; false if the stop came first.
-    bool waitReadable(int file) const { return wait(file, Clock::time_point::max()); }
+    bool waitReadable(int file) const;
     /// Waits until `time`; false if the stop came first.
-    bool waitUntil(Clock::time_point time) const { return wait(-1, time); }
+    bool waitUntil(Clock::time_point time) const;
 
 private:
-    void receiveSignals(const Event& end);
-    bool wait(int file, Clock::time_point until) const;
+    void receiveSignals(const StopSignal& end);
 
     Clock::time_point m_deadline = Clock::time_point::max();
-    Event m_stop;
+    StopSignal m_stop;
     std::atomic<bool> m_stopped = false, m_interrupted = false;
     int m_signals = -1;  // a signalfd
     std::optional<Companion> m_receiver;
