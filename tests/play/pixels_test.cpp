@@ -24,13 +24,6 @@ TEST(PyramidChain, AveragesFourPixelsRoundedAndLeavesOutOddEdges) {
     EXPECT_EQ((Bytes{5, 10, 21, 30}), Bytes(bgra.begin() + 16, bgra.end()));
 }
 
-TEST(PyramidChain, KeepsPackedChromaInItsPlace) {
-    const Bytes yuyv = chainOf({LUMETRA_IMGFORMAT_YUYV, 4, 2}, {10, 50, 20, 90, 30, 60, 40, 94,  //
-                                                                12, 52, 22, 92, 32, 62, 42, 97});
-    // Level 1 is one pair: U of its first pixel's block, V of its second's. Level 2 is 1x0.
-    EXPECT_EQ((Bytes{16, 51, 36, 96}), Bytes(yuyv.begin() + 16, yuyv.end()));
-}
-
 TEST(PyramidChain, LaysEightLevelsRightBehindEachOther) {
     const Picture picture{LUMETRA_IMGFORMAT_BGRA, 640, 480};
     EXPECT_EQ(1'228'800u, picture.offset(1));

@@ -24,27 +24,6 @@ const NamedFormat& known(LUMETRA_IMGFORMATTYPE format) {
     throw PlayError("a pixel format that no source produces");
 }
 
-// Of a packed pixel the chroma, its byte 1, is of the kind that belongs to an even or an odd place: the same
-// kind is found in one of the two pixels above it only. The number of bytes is known to the compiler, so that
-// it can unroll.
-template <std::size_t BYTES, bool PACKED = false>
-void halve(const Picture& picture, int level, Bytes& frame) {
-    const auto width = static_cast<std::size_t>(picture.width >> level);
-    const std::size_t widthAbove = static_cast<std::size_t>(picture.width >> (level - 1)) * BYTES;
-    const std::uint8_t* above = frame.data() + picture.offset(level - 1);
-    std::uint8_t* out = frame.data() + picture.offset(level);
-    for (int y = 0; y < picture.height >> level; ++y, above += 2 * widthAbove)
-        for (std::size_t x = 0; x < width; ++x)
-            for (std::size_t c = 0; c < BYTES; ++c) {
-                const bool chroma = PACKED && c == 1;
-                const std::size_t left = BYTES * (2 * x + (chroma ? x % 2 : 0)) + c;
-                const std::size_t right = chroma ? left : left + BYTES;
-                *out++ = static_cast<std::uint8_t>(
-                    (above[left] + above[right] + above[widthAbove + left] + above[widthAbove + right] + 2) >>
-                    2);
-            }
-}
-
 }  // namespace
 
 std::size_t Picture::pixels(int level) const {
@@ -96,14 +75,17 @@ void requireUsableSize(std::int64_t width, std::int64_t height, LUMETRA_IMGFORMA
 
 void appendLevels(const Picture& picture, Bytes& frame) {
     frame.resize(picture.offset(LEVEL_COUNT));
-    for (int level = 1; level < LEVEL_COUNT && picture.pixels(level) > 0; ++level) {
-        if (picture.format == LUMETRA_IMGFORMAT_YUYV)
-            halve<2, true>(picture, level, frame);
-        else if (picture.format == LUMETRA_IMGFORMAT_GRAY8)
-            halve<1>(picture, level, frame);
-        else if (picture.format == LUMETRA_IMGFORMAT_BGRA)
-            halve<4>(picture, level, frame);
-        else
-            halve<3>(picture, level, frame);
+    const std::size_t step = bytesPerPixel(picture.format);
+    std::uint8_t* out = frame.data() + picture.bytes();
+    for (int level = 1; level < LEVEL_COUNT; ++level) {
+        const std::size_t row = step * static_cast<std::size_t>(picture.width >> (level - 1));
+        const std::uint8_t* above = frame.data() + picture.offset(level - 1);
+        for (int y = 0; y < picture.height >> level; ++y, above += 2 * row) {
+            const std::uint8_t* in = above;
+            for (int x = 0; x < picture.width >> level; ++x, in += step)
+                for (std::size_t c = 0; c < step; ++c, ++in)
+                    *out++ =
+                        static_cast<std::uint8_t>((in[0] + in[step] + in[row] + in[row + step] + 2) >> 2);
+        }
     }
 }

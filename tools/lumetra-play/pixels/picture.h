@@ -35,8 +35,8 @@ std::optional<LUMETRA_IMGFORMATTYPE> formatByName(const std::string& name);  ///
 void requireUsableSize(std::int64_t width, std::int64_t height, LUMETRA_IMGFORMATTYPE format);
 
 /// `frame` holds level 0; levels 1 to 7 follow behind it, each half the size of the one before (odd sizes
-/// round down), each pixel the rounded mean of its four. A packed pixel's chroma is the mean of the two
-/// samples that share its place in the pair, one above the other.
+/// round down), each byte the rounded mean of four. Of packed pixels too: nobody converts their smaller
+/// levels.
 void appendLevels(const Picture& picture, Bytes& frame);
 
 #endif
