@@ -12,16 +12,17 @@
 
 #include "tools/lumetra-play/pixels/picture.h"
 
-/// One level each, nothing where modules find none.
-using ExpectedLevels = std::array<std::optional<Bytes>, LEVEL_COUNT>;
+/// One of each level, nothing where modules find none.
 using LevelDigests = std::array<std::optional<std::uint64_t>, LEVEL_COUNT>;
 
+/// Level by level, those that modules find.
 /// @param pushed   level 0 and, with `pyramid`, the seven levels behind it
 /// @param flags    LUMETRA_CONVERSIONMODIFIER; of a colour picture, LUMETRA_CONVERT_GRAY among them
 /// @param pyramid  whether the frame is pushed with its levels ("mipMap")
-ExpectedLevels expectedLevels(const Picture& picture, const Bytes& pushed, std::int32_t flags, bool pyramid);
+std::vector<Bytes> expectedLevels(const Picture& picture, const Bytes& pushed, std::int32_t flags,
+                                  bool pyramid);
 
-LevelDigests digestsOf(const ExpectedLevels& levels);
+LevelDigests digestsOf(const std::vector<Bytes>& levels);
 
 class PixelCheck {
 public:
