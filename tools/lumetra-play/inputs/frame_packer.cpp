@@ -18,100 +18,53 @@ const AVPixFmtDescriptor& descriptorOf(int pixels) {
     return *known;
 }
 
+// Palettes hold it too.
+bool isRgb(const AVPixFmtDescriptor& pixels) {
+    return (pixels.flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
+}
+
 bool isGrey(const AVPixFmtDescriptor& pixels) {
-    return pixels.nb_components <= 2 && (pixels.flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) == 0;
+    return pixels.nb_components <= 2 && !isRgb(pixels);
 }
 
 // Whether plane 0 holds nothing but the luma, a byte a pixel.
 bool hasLumaPlane(const AVPixFmtDescriptor& pixels) {
-    constexpr std::uint64_t OTHER = AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_BITSTREAM |
-                                    AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_BAYER;
+    constexpr std::uint64_t OTHER =
+        AV_PIX_FMT_FLAG_BITSTREAM | AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_BAYER;
     const AVComponentDescriptor& luma = pixels.comp[0];
-    return (pixels.flags & OTHER) == 0 && luma.plane == 0 && luma.step == 1 && luma.offset == 0 &&
-           luma.depth == 8 && luma.shift == 0;
-}
-
-// What the camera measured as luma stays what it was: neither matrix nor range change between two kinds of
-// YUV.
-SwsContext* makeScaler(const AVFrame& frame, const AVFrame& scaled) {
-    const AVPixFmtDescriptor& pixels = descriptorOf(frame.format);
-    const bool yuv = (pixels.flags & AV_PIX_FMT_FLAG_RGB) == 0, toGrey = scaled.format == AV_PIX_FMT_GRAY8;
-    // To libswscale grey has always the full range.
-    const bool full = isGrey(pixels) || (yuv && toGrey) || frame.color_range == AVCOL_RANGE_JPEG ||
-                      std::string_view(pixels.name).starts_with("yuvj");
-    const bool fullAfter = yuv ? full : toGrey;
-    SwsContext* const scaler = sws_alloc_context();
-    if (scaler == nullptr) throw std::bad_alloc();
-    for (const auto& [name, value] : {std::pair("srcw", frame.width),
-                                      {"srch", frame.height},
-                                      {"src_format", frame.format},
-                                      {"src_range", full ? 1 : 0},
-                                      {"dstw", scaled.width},
-                                      {"dsth", scaled.height},
-                                      {"dst_format", scaled.format},
-                                      {"dst_range", fullAfter ? 1 : 0},
-                                      {"sws_flags", SWS_BICUBIC}})
-        av_opt_set_int(scaler, name, value, 0);
-    const int* const usual = sws_getCoefficients(SWS_CS_DEFAULT);
-    const int* const matrix =
-        yuv && frame.colorspace != AVCOL_SPC_UNSPECIFIED ? sws_getCoefficients(frame.colorspace) : usual;
-    constexpr int ONE = 1 << 16;
-    if (sws_init_context(scaler, nullptr, nullptr) >= 0) {
-        sws_setColorspaceDetails(scaler, matrix, full, yuv ? matrix : usual, fullAfter, 0, ONE, ONE);
-        return scaler;
-    }
-    sws_freeContext(scaler);
-    throw PlayError(std::string("libswscale cannot convert ") + pixels.name +
-                    ": convert the source by ffmpeg");
-}
-
-struct Walk {
-    std::ptrdiff_t first, right, down;  // bytes of the source: to the first pixel of the target, and onwards
-};
-
-Walk walkOf(int rotation, std::ptrdiff_t width, std::ptrdiff_t height, std::ptrdiff_t pixel,
-            std::ptrdiff_t row) {
-    switch (rotation) {
-        case 90:
-            return {(height - 1) * row, -row, pixel};
-        case 180:
-            return {(height - 1) * row + (width - 1) * pixel, -pixel, -row};
-        case 270:
-            return {(width - 1) * pixel, row, -pixel};
-        default:
-            return {0, pixel, row};
-    }
-}
-
-Picture unturned(Picture target, int rotation) {
-    if (rotation != 0 && target.format == LUMETRA_IMGFORMAT_YUYV)
-        throw PlayError("a clip that is turned upright cannot be pushed as yuyv: choose another --format");
-    if (rotation % 180 != 0) std::swap(target.width, target.height);
-    return target;
+    return !isRgb(pixels) && (pixels.flags & OTHER) == 0 && luma.plane == 0 && luma.step == 1 &&
+           luma.offset == 0 && luma.depth == 8 && luma.shift == 0;
 }
 
 }  // namespace
 
-FramePacker::FramePacker(const Picture& target, int rotation)
-    : m_target(target), m_rotation(rotation), m_unturned(unturned(target, rotation)) {}
-
-FramePacker::~FramePacker() {
-    sws_freeContext(m_scaler);
+FramePacker::FramePacker(const Picture& target, int rotation) : m_unturned(target), m_rotation(rotation) {
+    if (rotation != 0 && target.format == LUMETRA_IMGFORMAT_YUYV)
+        throw PlayError("a clip that is turned upright cannot be pushed as yuyv: choose another --format");
+    if (rotation % 180 != 0) std::swap(m_unturned.width, m_unturned.height);
 }
 
 void FramePacker::pack(const AVFrame& frame, Bytes& packed) {
     const AVFrame& source = goesAsItIs(frame) ? frame : scale(frame);
     const auto pixel = static_cast<std::ptrdiff_t>(bytesPerPixel(m_unturned.format));
-    const Walk walk = walkOf(m_rotation, m_unturned.width, m_unturned.height, pixel, source.linesize[0]);
-    packed.resize(static_cast<std::size_t>(pixel) * m_unturned.pixels(0));
+    const std::uint8_t* corner = source.data[0];
+    std::ptrdiff_t right = pixel, down = source.linesize[0];
+    std::ptrdiff_t height = m_unturned.height, width = m_unturned.width;
+    // A quarter turn clockwise begins at the lower left; it goes right by what was up, down by what was
+    // right.
+    for (int turned = 0; turned < m_rotation; turned += 90) {
+        corner += (height - 1) * down;
+        right = -std::exchange(down, right);
+        std::swap(width, height);
+    }
+    packed.resize(m_unturned.bytes());
     std::uint8_t* out = packed.data();
-    for (std::int32_t y = 0; y < m_target.height; ++y) {
-        const std::uint8_t* in = source.data[0] + walk.first + y * walk.down;
-        if (m_rotation == 0) {
-            out = std::copy_n(in, pixel * m_target.width, out);
-            continue;
-        }
-        for (std::int32_t x = 0; x < m_target.width; ++x, in += walk.right) out = std::copy_n(in, pixel, out);
+    for (std::ptrdiff_t y = 0; y < height; ++y) {
+        const std::uint8_t* const row = corner + y * down;
+        if (m_rotation == 0)
+            out = std::copy_n(row, width * pixel, out);
+        else
+            for (std::ptrdiff_t x = 0; x < width; ++x) out = std::copy_n(row + x * right, pixel, out);
     }
 }
 
@@ -130,22 +83,35 @@ bool FramePacker::goesAsItIs(const AVFrame& frame) const {
 }
 
 const AVFrame& FramePacker::scale(const AVFrame& frame) {
-    if (!m_scaled) {
-        m_scaled.reset(av_frame_alloc());
-        if (!m_scaled) throw std::bad_alloc();
-        m_scaled->format = mediaFormat(m_unturned.format);
-        m_scaled->width = m_unturned.width;
-        m_scaled->height = m_unturned.height;
-        if (av_frame_get_buffer(m_scaled.get(), 0) < 0) throw std::bad_alloc();
-    }
     const Layout layout{frame.format, frame.width, frame.height, frame.color_range, frame.colorspace};
-    if (m_scaler == nullptr || layout != m_scaledFrom) {
-        sws_freeContext(std::exchange(m_scaler, nullptr));
-        m_scaler = makeScaler(frame, *m_scaled);
-        m_scaledFrom = layout;
-    }
-    sws_scale(m_scaler, frame.data, frame.linesize, 0, frame.height, m_scaled->data, m_scaled->linesize);
+    if (layout != m_scaledFrom) makeScaler(frame);
+    m_scaledFrom = layout;
+    if (sws_scale_frame(m_scaler.get(), m_scaled.get(), &frame) < 0) throw std::bad_alloc();
     return *m_scaled;
+}
+
+// What the camera measured as luma stays what it was: neither matrix nor range change between two kinds of
+// YUV. Grey is the Y plane of such a kind, since to libswscale grey itself always has the full range.
+void FramePacker::makeScaler(const AVFrame& frame) {
+    const AVPixFmtDescriptor& pixels = descriptorOf(frame.format);
+    const bool yuv = !isRgb(pixels), grey = isGrey(pixels),
+               toGrey = m_unturned.format == LUMETRA_IMGFORMAT_GRAY8;
+    const AVPixelFormat format = toGrey && yuv && !grey ? AV_PIX_FMT_YUV420P : mediaFormat(m_unturned.format);
+    m_scaler.reset(sws_getContext(frame.width, frame.height, static_cast<AVPixelFormat>(frame.format),
+                                  m_unturned.width, m_unturned.height, format, SWS_BICUBIC, nullptr, nullptr,
+                                  nullptr));
+    m_scaled.reset(av_frame_alloc());
+    if (!m_scaler || !m_scaled)
+        throw PlayError(std::string("libswscale cannot convert ") + pixels.name +
+                        ": convert the source by ffmpeg");
+    const bool full =
+        grey || frame.color_range == AVCOL_RANGE_JPEG || std::string_view(pixels.name).starts_with("yuvj");
+    const bool fullAfter = yuv ? full : toGrey;
+    const int* const usual = sws_getCoefficients(SWS_CS_DEFAULT);
+    const int* const matrix =
+        yuv && frame.colorspace != AVCOL_SPC_UNSPECIFIED ? sws_getCoefficients(frame.colorspace) : usual;
+    constexpr int ONE = 1 << 16;
+    sws_setColorspaceDetails(m_scaler.get(), matrix, full, yuv ? matrix : usual, fullAfter, 0, ONE, ONE);
 }
 
 LUMETRA_IMGFORMATTYPE cheapestFormat(int pixels, int rotation) {

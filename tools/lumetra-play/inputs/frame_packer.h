@@ -12,13 +12,9 @@
 class FramePacker {
 public:
     /// @param target    of the packed frames, after the rotation
-    /// @param rotation  0, 90, 180 or 270 degrees clockwise; only 0 for packed pixels, which do not stand
-    /// alone
-    /// @throws PlayError otherwise
+    /// @param rotation  0, 90, 180 or 270 degrees clockwise
+    /// @throws PlayError for a rotation of packed pixels, which do not stand alone
     FramePacker(const Picture& target, int rotation);
-    ~FramePacker();
-    FramePacker(const FramePacker&) = delete;
-    FramePacker& operator=(const FramePacker&) = delete;
 
     /// Replaces `packed` by level 0. @throws PlayError if libswscale does not know the frame's pixels
     void pack(const AVFrame& frame, Bytes& packed);
@@ -26,14 +22,15 @@ public:
     std::string describe(const AVFrame& frame) const;
 
 private:
+    using Layout = std::array<int, 5>;  // AVPixelFormat, width, height, AVColorRange, AVColorSpace
+
     bool goesAsItIs(const AVFrame& frame) const;
     const AVFrame& scale(const AVFrame& frame);
+    void makeScaler(const AVFrame& frame);
 
-    const Picture m_target;
+    Picture m_unturned;  // before the rotation
     const int m_rotation;
-    const Picture m_unturned;           // before the rotation
-    using Layout = std::array<int, 5>;  // AVPixelFormat, width, height, AVColorRange, AVColorSpace
-    SwsContext* m_scaler = nullptr;
+    ScalerPointer m_scaler;
     Layout m_scaledFrom{};  // what the scaler takes
     FramePointer m_scaled;
 };
