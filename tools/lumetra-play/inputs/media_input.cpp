@@ -1,66 +1,65 @@
 // media_input.cpp - FFmpeg's calls in their order, and what their failures mean to a person.
 #include "tools/lumetra-play/inputs/media_input.h"
 
-#include <sys/stat.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
-#include <mutex>
-#include <thread>
+#include <cstring>
+#include <filesystem>
+#include <span>
 #include <utility>
 
-#include "tools/lumetra-play/inputs/frame_packer.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/view/output.h"
 
 namespace {
 
-std::mutex lastMessageMutex;
-std::string lastMessage;  // of FFmpeg's errors, guarded by the mutex above
+thread_local std::string
+    lastMessage;  // of FFmpeg's errors; only a call's own thread says why the call failed
 
-void onMessage(void* context, int level, const char* format, va_list arguments) {
+void onMessage(void*, int level, const char* format, va_list arguments) {
     if (level > AV_LOG_ERROR) return;
     char text[512];
-    int prefix = 0;
-    av_log_format_line2(context, level, format, arguments, text, sizeof text, &prefix);
-    std::string message = text;
-    if (const auto bracket = message.find("] "); message.starts_with("[") && bracket != std::string::npos)
-        message.erase(0, bracket + 2);
-    while (!message.empty() && message.back() == '\n') message.pop_back();
-    output::showLog("FFmpeg: " + message);
-    const std::lock_guard lock(lastMessageMutex);
-    lastMessage = message;
-}
-
-std::string takeLastMessage() {
-    const std::lock_guard lock(lastMessageMutex);
-    return std::exchange(lastMessage, {});
+    std::vsnprintf(text, sizeof text, format, arguments);
+    lastMessage.assign(text, std::strcspn(text, "\n"));
+    output::showLog("FFmpeg: " + lastMessage);
 }
 
 void prepareLibraries() {
-    static const bool once = [] {
-        av_log_set_callback(onMessage);
-        avdevice_register_all();
-        avformat_network_init();
-        return true;
-    }();
-    static_cast<void>(once);
+    av_log_set_callback(onMessage);
+    avdevice_register_all();
+    avformat_network_init();
 }
 
 std::string errorText(int error) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(error, text, sizeof text);
-    return text;
+    char text[AV_ERROR_MAX_STRING_SIZE];
+    return av_make_error_string(text, sizeof text, error);
 }
-
-constexpr const char* RAW_HINT = "for raw video say --raw PIXELS --size WxH";
 
 // Inputs that only their bytes describe; FFmpeg's own readers of devices and URLs know better.
 bool isByteStream(const std::string& name, const Options& options) {
     if (name == "-" || !options.raw.empty()) return true;
-    struct stat status {};
-    if (!options.inputFormat.empty() || stat(name.c_str(), &status) != 0) return false;
-    return S_ISFIFO(status.st_mode) || (S_ISCHR(status.st_mode) && !name.starts_with("/dev/video"));
+    if (!options.inputFormat.empty() || name.starts_with("/dev/video")) return false;
+    std::error_code ignored;
+    return std::filesystem::is_fifo(name, ignored) || std::filesystem::is_character_file(name, ignored);
+}
+
+// A pipe is opened without waiting for its writer: that is what the stop request can interrupt.
+int openForReading(const std::string& name) {
+    if (name != "-") {
+        const int file = ::open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        if (file < 0) throw systemError("cannot open " + name, errno, "check the path");
+        return file;
+    }
+    const int mode = fcntl(STDIN_FILENO, F_GETFL);
+    const bool closed = mode < 0 || (mode & O_ACCMODE) == O_WRONLY;
+    if (closed || isatty(STDIN_FILENO) == 1)
+        throw PlayError(std::string("standard input is ") + (closed ? "closed" : "a terminal") +
+                        ": pipe a video into it, or name a file instead of -");
+    return fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
 }
 
 struct Dictionary {
@@ -75,14 +74,9 @@ const AVInputFormat* formatFor(const std::string& name, const Options& options) 
                                : !options.inputFormat.empty()   ? options.inputFormat
                                : name.starts_with("/dev/video") ? "v4l2"
                                                                 : "";
-    if (wanted.empty()) return nullptr;
-    const AVInputFormat* format = av_find_input_format(wanted.c_str());
-    for (const AVInputFormat* device = nullptr; format == nullptr;) {
-        device = av_input_video_device_next(device);
-        if (device == nullptr)
-            throw PlayError("--input-format " + wanted + " is unknown: ffmpeg -formats lists the names");
-        if (wanted == device->name) format = device;
-    }
+    const AVInputFormat* const format = av_find_input_format(wanted.c_str());
+    if (format == nullptr && !wanted.empty())
+        throw PlayError("--input-format " + wanted + " is unknown: ffmpeg -formats lists the names");
     return format;
 }
 
@@ -94,33 +88,81 @@ std::string rawPixels(const std::string& name) {
     return pixels;
 }
 
+// Degrees clockwise.
 int rotationBy(const AVFrame& frame, const AVStream& stream) {
     const AVFrameSideData* const own = av_frame_get_side_data(&frame, AV_FRAME_DATA_DISPLAYMATRIX);
     const void* matrix =
         own != nullptr ? own->data : av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
     if (matrix == nullptr) return 0;
     const double anticlockwise = av_display_rotation_get(static_cast<const std::int32_t*>(matrix));
-    if (std::isnan(anticlockwise)) return 0;
-    return static_cast<int>(std::lround(-anticlockwise / 90) % 4 + 4) % 4 * 90;
+    return std::isnan(anticlockwise) ? 0 : static_cast<int>(std::lround(-anticlockwise / 90) & 3) * 90;
 }
 
 }  // namespace
 
+// Standard input, pipes and files as FFmpeg reads bytes, in waits that the stop request ends: FFmpeg's own
+// reading of a pipe would not come back before somebody writes.
+class MediaInput::ByteStream {
+public:
+    ByteStream(const std::string& name, const StopRequest& stop)
+        : m_stop(stop), m_file(openForReading(name)) {
+        constexpr int BUFFER_BYTES = 65536;
+        const bool seekable = lseek(m_file, 0, SEEK_SET) == 0;
+        auto* const buffer = static_cast<unsigned char*>(av_malloc(BUFFER_BYTES));
+        m_context =
+            avio_alloc_context(buffer, BUFFER_BYTES, 0, this, onRead, nullptr, seekable ? onSeek : nullptr);
+        if (m_context == nullptr) throw std::bad_alloc();
+    }
+    ~ByteStream() {
+        av_freep(&m_context->buffer);
+        avio_context_free(&m_context);
+        close(m_file);
+    }
+    ByteStream(const ByteStream&) = delete;
+    ByteStream& operator=(const ByteStream&) = delete;
+
+    AVIOContext* context() const { return m_context; }
+
+private:
+    static int onRead(void* self, std::uint8_t* target, int count) {
+        const auto* const stream = static_cast<ByteStream*>(self);
+        while (stream->m_stop.waitReadable(stream->m_file)) {
+            const ssize_t got = ::read(stream->m_file, target, static_cast<std::size_t>(count));
+            if (got > 0) return static_cast<int>(got);
+            if (got == 0) return AVERROR_EOF;
+            if (errno != EINTR && errno != EAGAIN) return AVERROR(errno);
+        }
+        return AVERROR_EXIT;
+    }
+    // A question for the size fails, as one about a place that does not exist: FFmpeg then goes to the end.
+    static std::int64_t onSeek(void* self, std::int64_t offset, int origin) {
+        const off_t place = lseek(static_cast<ByteStream*>(self)->m_file, offset, origin & ~AVSEEK_FORCE);
+        return place < 0 ? AVERROR(errno) : place;
+    }
+
+    const StopRequest& m_stop;
+    const int m_file;
+    AVIOContext* m_context;
+};
+
 MediaInput::MediaInput(const std::string& name, const Options& options, const StopRequest& stop)
-    : m_name(name == "-" ? "standard input" : name), m_stop(stop) {
+    : m_name(name == "-" ? "standard input" : name),
+      m_stop(stop),
+      m_packet(av_packet_alloc()),
+      m_frame(av_frame_alloc()) {
+    if (!m_packet || !m_frame) throw std::bad_alloc();
     prepareLibraries();
-    struct stat status {};
-    if (stat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
+    std::error_code ignored;
+    if (std::filesystem::is_directory(name, ignored))
         throw PlayError(name + " is a folder: name the files in it, such as '" + name + "/%04d.png'");
     if (isByteStream(name, options)) m_bytes = std::make_unique<ByteStream>(name, stop);
     if (!options.raw.empty()) refuseContainer();
     open(options);
     chooseStream();
     openDecoder();
-    m_packet.reset(av_packet_alloc());
-    m_frame.reset(av_frame_alloc());
-    if (!m_packet || !m_frame) throw std::bad_alloc();
 }
+
+MediaInput::~MediaInput() = default;
 
 void MediaInput::refuseContainer() {
     constexpr unsigned LOOKED_AT = 4096;  // bytes, which are read again afterwards
@@ -146,50 +188,47 @@ void MediaInput::open(const Options& options) {
     format->interrupt_callback = {
         [](void* stop) { return static_cast<const StopRequest*>(stop)->requested() ? 1 : 0; },
         const_cast<StopRequest*>(&m_stop)};
-    takeLastMessage();
+    lastMessage.clear();
     int result = avformat_open_input(&format, m_bytes ? "" : m_name.c_str(), wanted, &settings.entries);
+    m_format.reset(format);  // null after a failure
     if (result >= 0) {
-        m_format.reset(format);
         // A page of text is a film of letters to FFmpeg, and any bytes are something with a low score; but it
         // is modest about JPEG pictures one behind the other.
         const std::string_view found = format->iformat->name;
         const bool doubtful = format->probe_score <= AVPROBE_SCORE_RETRY && found != "mjpeg";
         const bool guess = wanted == nullptr && (doubtful || found == "tty");
+        if (guess) lastMessage.clear();
         result = guess ? AVERROR_INVALIDDATA : avformat_find_stream_info(format, nullptr);
-        if (guess) takeLastMessage();
     }
     if (m_stop.requested()) throw EndedEarly(m_stop.interrupted());
     if (result < 0) throw PlayError(explain(result, options));
 }
 
 std::string MediaInput::explain(int error, const Options& options) const {
-    const std::string own = takeLastMessage();
-    const std::string reason = " (" + (own.empty() ? errorText(error) : own) + "): ";
+    const std::string reason = " (" + (lastMessage.empty() ? errorText(error) : lastMessage) + "): ";
     if (error == AVERROR_PROTOCOL_NOT_FOUND || error == AVERROR_DEMUXER_NOT_FOUND)
-        return "cannot open " + m_name + " (" + errorText(error) + "): this FFmpeg does not know how";
+        return "cannot open " + m_name + reason + "this FFmpeg does not know how";
     if (error != AVERROR_INVALIDDATA && (error != AVERROR(EINVAL) || !options.inputFormat.empty()))
-        return "cannot open " + m_name +
-               (!options.inputFormat.empty() ? reason : " (" + errorText(error) + "): ") +
-               "check the path or address";
-    if (own.find("moov atom") != std::string::npos)
+        return "cannot open " + m_name + reason + "check the path or address";
+    if (lastMessage.find("moov atom") != std::string::npos)
         return m_name + " is cut off" + reason + "its index is missing, get the whole file";
-    return m_name + " is damaged or no video that FFmpeg knows" + reason + RAW_HINT;
+    return m_name + " is damaged or no video that FFmpeg knows" + reason +
+           "for raw video say --raw PIXELS --size WxH";
 }
 
 void MediaInput::chooseStream() {
-    const int index = av_find_best_stream(m_format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-    if (index >= 0) m_stream = m_format->streams[index];
-    AVStream** const streams = m_format->streams;
-    if (std::none_of(streams, streams + m_format->nb_streams,
+    const std::span<AVStream*> streams(m_format->streams, m_format->nb_streams);
+    if (std::none_of(streams.begin(), streams.end(),
                      [](const AVStream* stream) { return stream->codecpar->codec_id != AV_CODEC_ID_NONE; }))
         throw PlayError(m_name + " is cut off or empty (" + m_format->iformat->long_name +
                         " that describes no stream): get the whole file");
+    const int index = av_find_best_stream(m_format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    m_stream = index < 0 ? nullptr : m_format->streams[index];
     const bool cover = m_stream != nullptr && (m_stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
     if (m_stream == nullptr || cover)
         throw PlayError(m_name + " holds no video (" + m_format->iformat->long_name +
                         (cover ? " with a cover picture" : "") + "): name a file with moving pictures");
-    for (unsigned k = 0; k < m_format->nb_streams; ++k)
-        m_format->streams[k]->discard = m_format->streams[k] == m_stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+    for (AVStream* stream : streams) stream->discard = stream == m_stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
 }
 
 void MediaInput::openDecoder() {
@@ -289,7 +328,7 @@ SourceFacts MediaInput::facts() const {
     facts.pixels = pixels == nullptr ? "" : pixels;
     facts.width = m_codec->width;
     facts.height = m_codec->height;
-    if (m_frame) facts.rotation = rotationBy(*m_frame, *m_stream);
+    facts.rotation = rotationBy(*m_frame, *m_stream);
     facts.framesPerSecond = m_rate;
     return facts;
 }
@@ -308,24 +347,24 @@ bool MediaInput::isPipe() const {
 std::string MediaInput::damage() const {
     if (m_stop.requested()) return {};
     constexpr double TOLERANCE = 0.5;
-    const double length = m_stream->duration != AV_NOPTS_VALUE
-                              ? static_cast<double>(m_stream->duration) * av_q2d(m_stream->time_base)
-                          : m_format->nb_streams == 1 && m_format->duration != AV_NOPTS_VALUE &&
-                                  m_format->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE
-                              ? static_cast<double>(m_format->duration) / AV_TIME_BASE
-                              : 0;
-    char ends[64] = "";
-    if (length > 0 && m_end + TOLERANCE < length)
+    double length = static_cast<double>(m_stream->duration) * av_q2d(m_stream->time_base);
+    if (m_stream->duration == AV_NOPTS_VALUE && m_format->nb_streams == 1 &&
+        m_format->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE)
+        length = static_cast<double>(m_format->duration) / AV_TIME_BASE;
+    std::string text;
+    const auto add = [&text](const std::string& part) { text += (text.empty() ? ": " : ", ") + part; };
+    if (m_end + TOLERANCE < length) {  // which is far below 0 where it is unknown
+        char ends[64];
         std::snprintf(ends, sizeof ends, "it ends after %.1f of %.1f s", m_end, length);
-    std::string text = ends;
-    const auto add = [&text](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };
+        add(ends);
+    }
     // This reader takes a part of a frame for the end.
     if (std::string_view(m_format->iformat->name) == "yuv4mpegpipe" && avio_tell(m_format->pb) > m_readTo)
         add("the last frame is not whole");
     if (m_readError != 0) add("reading failed (" + errorText(m_readError) + ")");
     if (m_brokenPackets > 0) add(std::to_string(m_brokenPackets) + " broken packets");
     if (m_brokenFrames > 0) add(std::to_string(m_brokenFrames) + " frames decoded with errors");
-    return text.empty() ? text : m_name + " is cut off or damaged: " + text;
+    return text.empty() ? text : m_name + " is cut off or damaged" + text;
 }
 
 bool opensFiles(const std::string& inputFormat) {
@@ -336,10 +375,5 @@ bool opensFiles(const std::string& inputFormat) {
 }
 
 std::string inputLibraries() {
-    const auto version = [](const char* name, unsigned number) {
-        return std::string(name) + " " + std::to_string(number >> 16) + "." +
-               std::to_string(number >> 8 & 255);
-    };
-    return "FFmpeg " + std::string(av_version_info()) + " (" + version("libavformat", avformat_version()) +
-           ", " + version("libavcodec", avcodec_version()) + ")";
+    return "FFmpeg " + std::string(av_version_info()) + " (" LIBAVFORMAT_IDENT ", " LIBAVCODEC_IDENT ")";
 }

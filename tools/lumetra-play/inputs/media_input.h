@@ -6,7 +6,6 @@
 #include <memory>
 #include <string>
 
-#include "tools/lumetra-play/inputs/byte_stream.h"
 #include "tools/lumetra-play/inputs/ffmpeg.h"
 #include "tools/lumetra-play/inputs/frame_source.h"
 
@@ -14,6 +13,7 @@ class MediaInput {
 public:
     /// @throws PlayError if it cannot be opened or holds no video; EndedEarly
     MediaInput(const std::string& name, const Options& options, const StopRequest& stop);
+    ~MediaInput();
 
     /// The next picture, which is there until the next call; null at the end.
     const AVFrame* read();
@@ -29,17 +29,20 @@ public:
     std::string damage() const;
 
 private:
-    void open(const Options& options);
+    class ByteStream;
+
     void refuseContainer();
+    void open(const Options& options);
+    std::string explain(int error, const Options& options) const;
     void chooseStream();
     void openDecoder();
     bool feedDecoder();
     bool seek(double seconds);
-    std::string explain(int error, const Options& options) const;
 
     const std::string m_name;  // for messages
     const StopRequest& m_stop;
-    std::unique_ptr<ByteStream> m_bytes;  // outlives the format, which reads from it
+    std::unique_ptr<ByteStream>
+        m_bytes;  // outlives the format, which reads from it; null: FFmpeg reads itself
     FormatPointer m_format;
     CodecPointer m_codec;
     PacketPointer m_packet;
