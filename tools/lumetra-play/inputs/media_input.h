@@ -6,8 +6,27 @@
 #include <memory>
 #include <string>
 
-#include "tools/lumetra-play/inputs/ffmpeg.h"
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavdevice/avdevice.h>
+#include <libavformat/avformat.h>
+#include <libavutil/avstring.h>
+#include <libavutil/display.h>
+#include <libavutil/pixdesc.h>
+#include <libswscale/swscale.h>
+}
+
 #include "tools/lumetra-play/inputs/frame_source.h"
+
+/// Frees by a function that takes the pointer's address.
+template <auto FREE>
+struct FreedBy {
+    template <class Thing>
+    void operator()(Thing* thing) const {
+        FREE(&thing);
+    }
+};
+using FramePointer = std::unique_ptr<AVFrame, FreedBy<av_frame_free>>;
 
 class MediaInput {
 public:
@@ -43,9 +62,9 @@ private:
     const StopRequest& m_stop;
     std::unique_ptr<ByteStream>
         m_bytes;  // outlives the format, which reads from it; null: FFmpeg reads itself
-    FormatPointer m_format;
-    CodecPointer m_codec;
-    PacketPointer m_packet;
+    std::unique_ptr<AVFormatContext, FreedBy<avformat_close_input>> m_format;
+    std::unique_ptr<AVCodecContext, FreedBy<avcodec_free_context>> m_codec;
+    std::unique_ptr<AVPacket, FreedBy<av_packet_free>> m_packet;
     FramePointer m_frame;
     AVStream* m_stream = nullptr;  // the format's
     bool m_drained = false;

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "tools/lumetra-play/inputs/frame_source.h"
+#include "tools/lumetra-play/run/play_error.h"
 
 namespace {
 
@@ -122,3 +123,20 @@ std::unique_ptr<FrameSource> openSource(const Options& options, const StopReques
     return std::make_unique<SceneSource>(
         Picture{options.format.value_or(LUMETRA_IMGFORMAT_RGB), size.width, size.height});
 }
+
+#ifndef LUMETRA_PLAY_MEDIA  // in place of the media sources where FFmpeg's libraries were missing
+std::unique_ptr<FrameSource> openMedia(const Options& options, const StopRequest&) {
+    throw PlayError(
+        "cannot play " + options.inputs[0] +
+        ": this program was built without FFmpeg's libraries and plays the built-in scene only; "
+        "install libavformat-dev, libavcodec-dev, libavdevice-dev and libswscale-dev and build it again");
+}
+
+bool opensFiles(const std::string&) {
+    return true;
+}
+
+std::string inputLibraries() {
+    return "no FFmpeg: plays the built-in scene only";
+}
+#endif
