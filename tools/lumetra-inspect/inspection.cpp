@@ -9,6 +9,7 @@
 #include "tools/lumetra-inspect/symbol_table.h"
 #include "tools/lumetra-inspect/trial/loaded_module.h"
 #include "tools/support/module_files.h"
+#include "tools/support/terminal.h"
 
 namespace {
 
@@ -18,7 +19,7 @@ constexpr std::size_t UNIQUE_NAMES_SHOWN = 3;
 
 // One line "key  text"; the key is left out where the one before it goes on.
 void say(const char* key, const std::string& text) {
-    std::printf("%-9s %s\n", key, text.c_str());
+    std::printf("%-9s %s\n", key, printable(text).c_str());
 }
 
 bool cannot(const std::string& reason) {

@@ -1,9 +1,13 @@
 // report.cpp - lines and members.
 #include "tools/lumetra-inspect/report.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 
 #include "tools/lumetra-inspect/loader_trace.h"
+#include "tools/support/terminal.h"
+#include "tools/support/text.h"
 
 namespace {
 
@@ -18,17 +22,12 @@ std::string shellWord(const std::string& text) {
     return word + "'";
 }
 
-std::string seconds(std::chrono::milliseconds time) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%g", static_cast<double>(time.count()) / 1000);
-    return text;
-}
-
 std::string commandFor(const Check& check, const ModuleReport& report, const TrialOptions& options) {
     std::string command =
         "lumetra-inspect --try --only " + std::string(check.name) + " --seed " + std::to_string(options.seed);
     if (options.strict) command += " --strict";
-    if (options.limit != TrialOptions().limit) command += " --timeout " + seconds(options.limit);
+    if (options.limit != TrialOptions().limit)
+        command += " --timeout " + formatted("%g", static_cast<double>(options.limit.count()) / 1000);
     if (options.configuration != "{}") command += " --config " + shellWord(options.configuration);
     return command + " " + shellWord(report.location.file.string());
 }
@@ -41,8 +40,11 @@ std::string textOf(const std::vector<std::int32_t>& numbers) {
 
 void printResult(const CheckResult& result, const std::string& command) {
     const auto& [verdict, reason] = result.finding;
-    std::printf("%-9s %-22s %s\n", wordFor(verdict), result.check->name, result.check->sentence);
-    if (!reason.empty()) std::printf("%-9s   %s\n", "", reason.c_str());
+    std::string word = formatted("%-9s", wordFor(verdict));
+    if (verdict == Verdict::Fail) word = inColour(Colour::Red, word, STDOUT_FILENO);
+    if (verdict == Verdict::Doubtful) word = inColour(Colour::Yellow, word, STDOUT_FILENO);
+    std::printf("%s %-22s %s\n", word.c_str(), result.check->name, result.check->sentence);
+    if (!reason.empty()) std::printf("%-9s   %s\n", "", printable(reason).c_str());
     if (verdict == Verdict::Fail || verdict == Verdict::Doubtful)
         std::printf("%-9s   %s\n", "", command.c_str());
 }
@@ -88,7 +90,7 @@ void printSummary(const ModuleSummary& summary) {
                 summary.version.empty() ? "" : ", version ", summary.version.c_str(),
                 summary.status ? (", status " + std::to_string(*summary.status)).c_str() : "");
     const auto line = [](const char* key, const std::string& text) {
-        if (!text.empty()) std::printf("    %-10s %s\n", key, text.c_str());
+        if (!text.empty()) std::printf("    %-10s %s\n", key, printable(text).c_str());
     };
     line("says", summary.description);
     line("exports", joined(summary.entryPoints, " "));
@@ -124,5 +126,5 @@ ordered_json describeChecks() {
 }
 
 void printJson(const ordered_json& json) {
-    std::printf("%s\n", json.dump(-1, ' ', false, ordered_json::error_handler_t::replace).c_str());
+    std::printf("%s\n", toText(json).c_str());
 }

@@ -2,11 +2,8 @@
 #include "tools/lumetra-play/view/output.h"
 
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -17,6 +14,7 @@
 #include <thread>
 
 #include "tools/lumetra-play/run/play_error.h"
+#include "tools/support/terminal.h"
 #include "tools/support/text.h"
 
 namespace output {
@@ -30,41 +28,13 @@ int failure = 0;  // errno of the first write that failed
 LogCounts counts;
 std::size_t shownWidth = 0;  // of the progress line; 0: there is none
 
-bool writeAll(int descriptor, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t done = write(descriptor, text.data(), text.size());
-        // What another program shares may have been made non-blocking by it.
-        pollfd ready{descriptor, POLLOUT, 0};
-        if (done < 0 && errno == EAGAIN)
-            poll(&ready, 1, -1);
-        else if (done < 0 && errno != EINTR)
-            return false;
-        if (done > 0) text.remove_prefix(static_cast<std::size_t>(done));
-    }
-    return true;
-}
-
 // The commands that take the progress line off the terminal; one that has become wider than the terminal
 // covers several rows by now.
 std::string eraseProgress() {
     if (shownWidth == 0) return {};
-    const std::size_t rowsAbove = (shownWidth - 1) / std::max(columns(), 1u);
+    const std::size_t rowsAbove = (shownWidth - 1) / columnsOf(STDERR_FILENO);
     shownWidth = 0;
     return (rowsAbove > 0 ? "\r\033[" + std::to_string(rowsAbove) + "A" : "\r") + "\033[J";
-}
-
-std::string printable(std::string_view text) {
-    std::string line(text);
-    std::replace_if(
-        line.begin(), line.end(),
-        [](char letter) { return static_cast<unsigned char>(letter) < ' ' || letter == '\177'; }, ' ');
-    return line;
-}
-
-constexpr const char *RED = "31", *YELLOW = "33";
-
-std::string inColour(const char* colour, std::string_view text) {
-    return "\033[" + std::string(colour) + "m" + std::string(text) + "\033[0m";
 }
 
 }  // namespace
@@ -126,9 +96,9 @@ void complain(std::string_view message) {
     std::unique_lock lock(outputMutex, std::try_to_lock);
     for (int tries = 0; !lock.owns_lock() && tries < 100 && !lock.try_lock(); ++tries)
         std::this_thread::sleep_for(1ms);
-    const char* const name = "lumetra-play:";
-    writeAll(STDERR_FILENO, (lock.owns_lock() ? eraseProgress() : "\n") +
-                                (coloured() ? inColour(RED, name) : name) + " " + printable(message) + "\n");
+    const std::string name = inColour(Colour::Red, "lumetra-play:", STDERR_FILENO);
+    writeAll(STDERR_FILENO,
+             (lock.owns_lock() ? eraseProgress() : "\n") + name + " " + printable(message) + "\n");
 }
 
 void onLogLine(std::int32_t, const char16_t* text) {
@@ -157,8 +127,8 @@ LogCounts logCounts() {
 void showProgress(std::string_view text, std::string_view alarming) {
     const std::lock_guard lock(outputMutex);
     std::string line(text);
-    const std::size_t place = coloured() && !alarming.empty() ? line.find(alarming) : std::string::npos;
-    if (place != std::string::npos) line.replace(place, alarming.size(), inColour(YELLOW, alarming));
+    if (const std::size_t place = line.find(alarming); !alarming.empty() && place != std::string::npos)
+        line.replace(place, alarming.size(), inColour(Colour::Yellow, alarming, STDERR_FILENO));
     writeAll(STDERR_FILENO, eraseProgress() + line);
     shownWidth = text.size();
 }
@@ -171,19 +141,6 @@ void endProgress() {
 
 bool onTerminal() {
     return isatty(STDERR_FILENO) == 1;
-}
-
-bool coloured() {
-    const char* const terminal = std::getenv("TERM");
-    const char* const refused = std::getenv("NO_COLOR");
-    return onTerminal() && (refused == nullptr || *refused == 0) && terminal != nullptr &&
-           std::string_view(terminal) != "dumb";
-}
-
-unsigned columns() {
-    constexpr unsigned USUAL = 80;
-    winsize size{};
-    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : USUAL;
 }
 
 void writeFile(const std::string& path, std::span<const std::uint8_t> bytes) {

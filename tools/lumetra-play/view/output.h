@@ -48,12 +48,11 @@ struct LogCounts {
 };
 LogCounts logCounts();
 
-/// Replaces the progress line, which has to fit the terminal; a part of it may stand out by its colour.
+/// Replaces the progress line, which has to fit the terminal; a part of it, if it is not empty, may stand
+/// out by its colour.
 void showProgress(std::string_view text, std::string_view alarming);
 void endProgress();  ///< leaves the line as it is
 bool onTerminal();   ///< whether standard error is one
-bool coloured();     ///< whether it takes colours
-unsigned columns();  ///< its present width
 
 /// Writes the whole file under another name and then gives it its own, so that a failure leaves no half file.
 /// A device is written to as it is. @throws PlayError with the reason

@@ -2,11 +2,13 @@
 #include "tools/lumetra-play/view/progress.h"
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <thread>
 #include <utility>
 
 #include "tools/lumetra-play/view/output.h"
+#include "tools/support/terminal.h"
 #include "tools/support/text.h"
 
 namespace {
@@ -85,7 +87,7 @@ void Progress::show(std::int64_t pushed, std::int64_t dropped, const MonitorRepo
     m_next = nextTurn(m_terminal);
     const Usage now = usedSoFar(), usage = now - std::exchange(m_before, now);
     // The last column stays free: a full row would move the cursor to the next.
-    const std::size_t columns = m_terminal ? output::columns() - 1 : SIZE_MAX;
+    const std::size_t columns = m_terminal ? columnsOf(STDERR_FILENO) - 1 : SIZE_MAX;
     const std::string text = progressText(pushed, dropped, monitor, usage, columns);
     if (m_terminal)
         output::showProgress(text, dropped > 0 ? "dropped " + std::to_string(dropped) : "");
