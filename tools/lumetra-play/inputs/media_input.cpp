@@ -17,8 +17,8 @@
 
 namespace {
 
-thread_local std::string
-    lastMessage;  // of FFmpeg's errors; only a call's own thread says why the call failed
+// Of FFmpeg's errors. Only a call's own thread says why the call failed.
+thread_local std::string lastMessage;
 
 void onMessage(void*, int level, const char* format, va_list arguments) {
     if (level > AV_LOG_ERROR) return;
@@ -102,32 +102,28 @@ int rotationBy(const AVFrame& frame, const AVStream& stream) {
 
 // Standard input, pipes and files as FFmpeg reads bytes, in waits that the stop request ends: FFmpeg's own
 // reading of a pipe would not come back before somebody writes.
-class MediaInput::ByteStream {
-public:
-    ByteStream(const std::string& name, const StopRequest& stop)
-        : m_stop(stop), m_file(openForReading(name)) {
+struct MediaInput::ByteStream {
+    ByteStream(const std::string& name, const StopRequest& stopRequest)
+        : stop(stopRequest), file(openForReading(name)) {
         constexpr int BUFFER_BYTES = 65536;
-        const bool seekable = lseek(m_file, 0, SEEK_SET) == 0;
+        const bool seekable = lseek(file, 0, SEEK_SET) == 0;
         auto* const buffer = static_cast<unsigned char*>(av_malloc(BUFFER_BYTES));
-        m_context =
+        context =
             avio_alloc_context(buffer, BUFFER_BYTES, 0, this, onRead, nullptr, seekable ? onSeek : nullptr);
-        if (m_context == nullptr) throw std::bad_alloc();
+        if (context == nullptr) throw std::bad_alloc();
     }
     ~ByteStream() {
-        av_freep(&m_context->buffer);
-        avio_context_free(&m_context);
-        close(m_file);
+        av_freep(&context->buffer);
+        avio_context_free(&context);
+        close(file);
     }
     ByteStream(const ByteStream&) = delete;
     ByteStream& operator=(const ByteStream&) = delete;
 
-    AVIOContext* context() const { return m_context; }
-
-private:
     static int onRead(void* self, std::uint8_t* target, int count) {
-        const auto* const stream = static_cast<ByteStream*>(self);
-        while (stream->m_stop.waitReadable(stream->m_file)) {
-            const ssize_t got = ::read(stream->m_file, target, static_cast<std::size_t>(count));
+        const auto& [stop, file, context] = *static_cast<ByteStream*>(self);
+        while (stop.waitReadable(file)) {
+            const ssize_t got = ::read(file, target, static_cast<std::size_t>(count));
             if (got > 0) return static_cast<int>(got);
             if (got == 0) return AVERROR_EOF;
             if (errno != EINTR && errno != EAGAIN) return AVERROR(errno);
@@ -136,13 +132,13 @@ private:
     }
     // A question for the size fails, as one about a place that does not exist: FFmpeg then goes to the end.
     static std::int64_t onSeek(void* self, std::int64_t offset, int origin) {
-        const off_t place = lseek(static_cast<ByteStream*>(self)->m_file, offset, origin & ~AVSEEK_FORCE);
+        const off_t place = lseek(static_cast<ByteStream*>(self)->file, offset, origin & ~AVSEEK_FORCE);
         return place < 0 ? AVERROR(errno) : place;
     }
 
-    const StopRequest& m_stop;
-    const int m_file;
-    AVIOContext* m_context;
+    const StopRequest& stop;
+    const int file;
+    AVIOContext* context;
 };
 
 MediaInput::MediaInput(const std::string& name, const Options& options, const StopRequest& stop)
@@ -167,7 +163,7 @@ MediaInput::~MediaInput() = default;
 void MediaInput::refuseContainer() {
     constexpr unsigned LOOKED_AT = 4096;  // bytes, which are read again afterwards
     const AVInputFormat* format = nullptr;
-    const int score = av_probe_input_buffer2(m_bytes->context(), &format, "", nullptr, 0, LOOKED_AT);
+    const int score = av_probe_input_buffer2(m_bytes->context, &format, "", nullptr, 0, LOOKED_AT);
     if (format != nullptr && score > AVPROBE_SCORE_MAX * 3 / 4)
         throw PlayError(m_name + " is not raw video (" + format->long_name + "): leave out --raw and --size");
 }
@@ -184,7 +180,7 @@ void MediaInput::open(const Options& options) {
         settings.set("framerate", std::to_string(*options.framesPerSecond));
     AVFormatContext* format = avformat_alloc_context();
     if (format == nullptr) throw std::bad_alloc();
-    if (m_bytes) format->pb = m_bytes->context();
+    if (m_bytes) format->pb = m_bytes->context;
     format->interrupt_callback = {
         [](void* stop) { return static_cast<const StopRequest*>(stop)->requested() ? 1 : 0; },
         const_cast<StopRequest*>(&m_stop)};
@@ -341,7 +337,7 @@ bool MediaInput::isLive() const {
 }
 
 bool MediaInput::isPipe() const {
-    return m_bytes && (m_bytes->context()->seekable & AVIO_SEEKABLE_NORMAL) == 0;
+    return m_bytes && (m_bytes->context->seekable & AVIO_SEEKABLE_NORMAL) == 0;
 }
 
 std::string MediaInput::damage() const {

@@ -48,7 +48,7 @@ public:
     std::string damage() const;
 
 private:
-    class ByteStream;
+    struct ByteStream;
 
     void refuseContainer();
     void open(const Options& options);

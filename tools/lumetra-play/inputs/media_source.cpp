@@ -1,11 +1,11 @@
 // media_source.cpp - whatever FFmpeg's libraries can open, one input after the other, as frames of one
 // picture: scaled and converted by libswscale where they have to be, turned upright, without padding.
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <filesystem>
 #include <limits>
 #include <optional>
+#include <tuple>
 #include <utility>
 
 #include "tools/lumetra-play/inputs/media_input.h"
@@ -13,12 +13,8 @@
 
 namespace {
 
-AVPixelFormat mediaFormat(LUMETRA_IMGFORMATTYPE format) {
-    return av_get_pix_fmt(mediaName(format));
-}
-
-const AVPixFmtDescriptor& descriptorOf(int pixels) {
-    const AVPixFmtDescriptor* const known = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(pixels));
+const AVPixFmtDescriptor& descriptorOf(const AVFrame& frame) {
+    const auto* const known = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
     if (known == nullptr) throw PlayError("the source's pixel format is unknown: convert it by ffmpeg");
     return *known;
 }
@@ -32,14 +28,8 @@ bool isGrey(const AVPixFmtDescriptor& pixels) {
     return pixels.nb_components <= 2 && !isRgb(pixels);
 }
 
-// Whether plane 0 holds nothing but the luma, a byte a pixel.
-bool hasLumaPlane(const AVPixFmtDescriptor& pixels) {
-    return !isRgb(pixels) && pixels.comp[0].step == 1 && pixels.comp[0].depth == 8;
-}
-
-// The one that costs least.
-LUMETRA_IMGFORMATTYPE formatFor(const AVFrame& frame, int rotation) {
-    const AVPixFmtDescriptor& pixels = descriptorOf(frame.format);
+LUMETRA_IMGFORMATTYPE cheapestFormat(const AVFrame& frame, int rotation) {
+    const AVPixFmtDescriptor& pixels = descriptorOf(frame);
     if (isGrey(pixels)) return LUMETRA_IMGFORMAT_GRAY8;
     const bool packed = frame.format == AV_PIX_FMT_YUYV422 || frame.format == AV_PIX_FMT_UYVY422;
     if (packed) return rotation == 0 ? LUMETRA_IMGFORMAT_YUYV : LUMETRA_IMGFORMAT_RGB;
@@ -52,7 +42,8 @@ public:
     /// @param target    of the packed frames, after the rotation
     /// @param rotation  0, 90, 180 or 270 degrees clockwise
     /// @throws PlayError for a rotation of packed pixels, which do not stand alone
-    FramePacker(const Picture& target, int rotation) : m_unturned(target), m_rotation(rotation) {
+    FramePacker(const Picture& target, int rotation)
+        : m_unturned(target), m_pixels(av_get_pix_fmt(mediaName(target.format))), m_rotation(rotation) {
         if (rotation != 0 && target.format == LUMETRA_IMGFORMAT_YUYV)
             throw PlayError(
                 "a clip that is turned upright cannot be pushed as yuyv: choose another --format");
@@ -60,93 +51,84 @@ public:
     }
 
     /// Replaces `packed` by level 0. @throws PlayError if libswscale does not know the frame's pixels
-    void pack(const AVFrame& frame, Bytes& packed);
+    void pack(const AVFrame& frame, Bytes& packed) {
+        const AVFrame& source = goesAsItIs(frame) ? frame : scale(frame);
+        const auto pixel = static_cast<std::ptrdiff_t>(bytesPerPixel(m_unturned.format));
+        const std::uint8_t* corner = source.data[0];
+        std::ptrdiff_t right = pixel, down = source.linesize[0];
+        std::ptrdiff_t height = m_unturned.height, width = m_unturned.width;
+        // A quarter turn clockwise begins at the lower left, goes right where it was up, down where it was
+        // right.
+        for (int turned = 0; turned < m_rotation; turned += 90) {
+            corner += (height - 1) * down;
+            right = -std::exchange(down, right);
+            std::swap(width, height);
+        }
+        packed.resize(m_unturned.bytes());
+        std::uint8_t* out = packed.data();
+        for (std::ptrdiff_t y = 0; y < height; ++y) {
+            const std::uint8_t* const row = corner + y * down;
+            if (m_rotation == 0)
+                out = std::copy_n(row, width * pixel, out);
+            else
+                for (std::ptrdiff_t x = 0; x < width; ++x) out = std::copy_n(row + x * right, pixel, out);
+        }
+    }
+
     /// What pack() does to such frames, in words.
-    std::string describe(const AVFrame& frame) const;
+    std::string describe(const AVFrame& frame) const {
+        const std::string text = !goesAsItIs(frame) ? "by libswscale"
+                                 : m_pixels == AV_PIX_FMT_GRAY8 && frame.format != m_pixels
+                                     ? "the Y plane without a conversion"
+                                     : "without a conversion";
+        return m_rotation == 0 ? text : text + ", turned upright";
+    }
 
 private:
-    bool goesAsItIs(const AVFrame& frame) const;
-    const AVFrame& scale(const AVFrame& frame);
-    void makeScaler(const AVFrame& frame);
+    bool goesAsItIs(const AVFrame& frame) const {
+        if (frame.width != m_unturned.width || frame.height != m_unturned.height) return false;
+        const AVPixFmtDescriptor& pixels = descriptorOf(frame);
+        const bool lumaPlane = !isRgb(pixels) && pixels.comp[0].step == 1 && pixels.comp[0].depth == 8;
+        return frame.format == m_pixels || (m_pixels == AV_PIX_FMT_GRAY8 && lumaPlane) ||
+               (m_pixels == AV_PIX_FMT_BGRA && frame.format == AV_PIX_FMT_BGR0);
+    }
+
+    const AVFrame& scale(const AVFrame& frame) {
+        const std::tuple layout(frame.format, frame.width, frame.height, frame.color_range, frame.colorspace);
+        if (layout != m_scaledFrom) makeScaler(frame);
+        m_scaledFrom = layout;
+        if (sws_scale_frame(m_scaler.get(), m_scaled.get(), &frame) < 0) throw std::bad_alloc();
+        return *m_scaled;
+    }
+
+    // What the camera measured as luma stays what it was: neither matrix nor range change between two kinds
+    // of YUV. Grey is the Y plane of such a kind, since to libswscale grey itself always has the full range.
+    void makeScaler(const AVFrame& frame) {
+        const AVPixFmtDescriptor& pixels = descriptorOf(frame);
+        const bool yuv = !isRgb(pixels), grey = isGrey(pixels), toGrey = m_pixels == AV_PIX_FMT_GRAY8;
+        m_scaler.reset(sws_getContext(frame.width, frame.height, static_cast<AVPixelFormat>(frame.format),
+                                      m_unturned.width, m_unturned.height,
+                                      toGrey && yuv && !grey ? AV_PIX_FMT_YUV420P : m_pixels, SWS_BICUBIC,
+                                      nullptr, nullptr, nullptr));
+        m_scaled.reset(av_frame_alloc());
+        if (!m_scaler || !m_scaled)
+            throw PlayError(std::string("libswscale cannot convert ") + pixels.name +
+                            ": convert the source by ffmpeg");
+        const bool full = grey || frame.color_range == AVCOL_RANGE_JPEG ||
+                          std::string_view(pixels.name).starts_with("yuvj");
+        const bool fullAfter = yuv ? full : toGrey;
+        const int* const matrix = sws_getCoefficients(yuv ? frame.colorspace : SWS_CS_DEFAULT);
+        constexpr int ONE = 1 << 16;
+        sws_setColorspaceDetails(m_scaler.get(), matrix, full, matrix, fullAfter, 0, ONE, ONE);
+    }
 
     Picture m_unturned;  // before the rotation
+    const AVPixelFormat m_pixels;
     const int m_rotation;
     std::unique_ptr<SwsContext, decltype(&sws_freeContext)> m_scaler{nullptr, sws_freeContext};
-    std::array<int, 5> m_scaledFrom{};  // AVPixelFormat, width, height, AVColorRange, AVColorSpace
+    std::tuple<int, int, int, AVColorRange, AVColorSpace> m_scaledFrom{};  // format, width, height and so on
     FramePointer m_scaled;
 };
-
-void FramePacker::pack(const AVFrame& frame, Bytes& packed) {
-    const AVFrame& source = goesAsItIs(frame) ? frame : scale(frame);
-    const auto pixel = static_cast<std::ptrdiff_t>(bytesPerPixel(m_unturned.format));
-    const std::uint8_t* corner = source.data[0];
-    std::ptrdiff_t right = pixel, down = source.linesize[0];
-    std::ptrdiff_t height = m_unturned.height, width = m_unturned.width;
-    // A quarter turn clockwise begins at the lower left; it goes right by what was up, down by what was
-    // right.
-    for (int turned = 0; turned < m_rotation; turned += 90) {
-        corner += (height - 1) * down;
-        right = -std::exchange(down, right);
-        std::swap(width, height);
-    }
-    packed.resize(m_unturned.bytes());
-    std::uint8_t* out = packed.data();
-    for (std::ptrdiff_t y = 0; y < height; ++y) {
-        const std::uint8_t* const row = corner + y * down;
-        if (m_rotation == 0)
-            out = std::copy_n(row, width * pixel, out);
-        else
-            for (std::ptrdiff_t x = 0; x < width; ++x) out = std::copy_n(row + x * right, pixel, out);
-    }
-}
-
-std::string FramePacker::describe(const AVFrame& frame) const {
-    const bool plane = m_unturned.format == LUMETRA_IMGFORMAT_GRAY8 && frame.format != AV_PIX_FMT_GRAY8;
-    const std::string text = !goesAsItIs(frame) ? "by libswscale"
-                             : plane            ? "the Y plane without a conversion"
-                                                : "without a conversion";
-    return m_rotation == 0 ? text : text + ", turned upright";
-}
-
-bool FramePacker::goesAsItIs(const AVFrame& frame) const {
-    if (frame.width != m_unturned.width || frame.height != m_unturned.height) return false;
-    return frame.format == mediaFormat(m_unturned.format) ||
-           (m_unturned.format == LUMETRA_IMGFORMAT_BGRA && frame.format == AV_PIX_FMT_BGR0) ||
-           (m_unturned.format == LUMETRA_IMGFORMAT_GRAY8 && hasLumaPlane(descriptorOf(frame.format)));
-}
-
-const AVFrame& FramePacker::scale(const AVFrame& frame) {
-    const std::array layout{frame.format, frame.width, frame.height, static_cast<int>(frame.color_range),
-                            static_cast<int>(frame.colorspace)};
-    if (layout != m_scaledFrom) makeScaler(frame);
-    m_scaledFrom = layout;
-    if (sws_scale_frame(m_scaler.get(), m_scaled.get(), &frame) < 0) throw std::bad_alloc();
-    return *m_scaled;
-}
-
-// What the camera measured as luma stays what it was: neither matrix nor range change between two kinds of
-// YUV. Grey is the Y plane of such a kind, since to libswscale grey itself always has the full range.
-void FramePacker::makeScaler(const AVFrame& frame) {
-    const AVPixFmtDescriptor& pixels = descriptorOf(frame.format);
-    const bool yuv = !isRgb(pixels), grey = isGrey(pixels),
-               toGrey = m_unturned.format == LUMETRA_IMGFORMAT_GRAY8;
-    const AVPixelFormat format = toGrey && yuv && !grey ? AV_PIX_FMT_YUV420P : mediaFormat(m_unturned.format);
-    m_scaler.reset(sws_getContext(frame.width, frame.height, static_cast<AVPixelFormat>(frame.format),
-                                  m_unturned.width, m_unturned.height, format, SWS_BICUBIC, nullptr, nullptr,
-                                  nullptr));
-    m_scaled.reset(av_frame_alloc());
-    if (!m_scaler || !m_scaled)
-        throw PlayError(std::string("libswscale cannot convert ") + pixels.name +
-                        ": convert the source by ffmpeg");
-    const bool full =
-        grey || frame.color_range == AVCOL_RANGE_JPEG || std::string_view(pixels.name).starts_with("yuvj");
-    const bool fullAfter = yuv ? full : toGrey;
-    const int* const usual = sws_getCoefficients(SWS_CS_DEFAULT);
-    const int* const matrix =
-        yuv && frame.colorspace != AVCOL_SPC_UNSPECIFIED ? sws_getCoefficients(frame.colorspace) : usual;
-    constexpr int ONE = 1 << 16;
-    sws_setColorspaceDetails(m_scaler.get(), matrix, full, yuv ? matrix : usual, fullAfter, 0, ONE, ONE);
-}
 
 class MediaSource : public FrameSource {
 public:
@@ -166,7 +148,7 @@ public:
         if (m_facts.rotation % 180 != 0) std::swap(m_picture.width, m_picture.height);
         if (options.size && options.raw.empty())
             m_picture = {LUMETRA_IMGFORMAT_RGB, options.size->width, options.size->height};
-        m_picture.format = options.format.value_or(formatFor(*m_waiting, m_facts.rotation));
+        m_picture.format = options.format.value_or(cheapestFormat(*m_waiting, m_facts.rotation));
         requireUsableSize(m_picture.width, m_picture.height, m_picture.format);
         m_packer.emplace(m_picture, m_facts.rotation);
         m_facts.conversion = m_packer->describe(*m_waiting);
