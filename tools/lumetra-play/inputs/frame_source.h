@@ -25,19 +25,22 @@ public:
     virtual ~FrameSource() = default;
 
     const Picture& picture() const { return m_picture; }
-    virtual SourceFacts facts() const = 0;
+    const SourceFacts& facts() const { return m_facts; }
     /// Frames come when they are there, such as a camera's; their times set no pace.
-    virtual bool isLive() const { return false; }
+    bool isLive() const { return m_live; }
     /// Replaces `frame` by level 0 of the next frame; false at the end, or if the stop request came.
     /// @param seconds  receives the frame's time, which never decreases
     virtual bool read(Bytes& frame, double& seconds) = 0;
     /// What should be known of the end, such as a frame that was cut off; otherwise empty.
-    virtual std::string remark() const { return {}; }
+    const std::string& remark() const { return m_remark; }
     /// Why an input after the first one could not be played; otherwise empty.
-    virtual std::string error() const { return {}; }
+    const std::string& error() const { return m_error; }
 
 protected:
     Picture m_picture;
+    SourceFacts m_facts;
+    bool m_live = false;
+    std::string m_remark, m_error;
 };
 
 /// The source that the options name; `stop` must outlive it.

@@ -228,10 +228,8 @@ void MediaInput::chooseStream() {
 }
 
 void MediaInput::openDecoder() {
-    const AVCodec* const decoder = avcodec_find_decoder(m_stream->codecpar->codec_id);
-    if (decoder == nullptr)
-        throw PlayError(m_name + ": this FFmpeg cannot decode " +
-                        avcodec_get_name(m_stream->codecpar->codec_id) + ", convert it to another codec");
+    const AVCodecID codec = m_stream->codecpar->codec_id;
+    const AVCodec* const decoder = avcodec_find_decoder(codec);
     m_codec.reset(avcodec_alloc_context3(decoder));
     if (!m_codec) throw std::bad_alloc();
     avcodec_parameters_to_context(m_codec.get(), m_stream->codecpar);
@@ -240,9 +238,11 @@ void MediaInput::openDecoder() {
     if (!(m_rate > 0 && m_rate < 1e6)) m_rate = 0;  // 0/1 and 0/0 stand for unknown
     // Frames in several threads come later by as many frames, which a camera's viewer would see.
     m_codec->thread_count = isLive() ? 1 : LUMETRA_PLAY_DECODER_THREADS;
-    if (const int result = avcodec_open2(m_codec.get(), decoder, nullptr); result < 0)
-        throw PlayError(m_name + ": " + decoder->name + " cannot decode it (" + errorText(result) +
-                        "): convert it to another codec");
+    const int result =
+        decoder == nullptr ? AVERROR_DECODER_NOT_FOUND : avcodec_open2(m_codec.get(), decoder, nullptr);
+    if (result < 0)
+        throw PlayError(m_name + ": this FFmpeg cannot decode " + avcodec_get_name(codec) + " (" +
+                        errorText(result) + "): convert it to another codec");
 }
 
 const AVFrame* MediaInput::read() {

@@ -154,11 +154,6 @@ public:
         m_facts.conversion = m_packer->describe(*m_waiting);
     }
 
-    SourceFacts facts() const override { return m_facts; }
-    bool isLive() const override { return m_live; }
-    std::string remark() const override { return m_remark; }
-    std::string error() const override { return m_error; }
-
     bool read(Bytes& frame, double& seconds) override try {
         while (m_waiting == nullptr) {
             m_waiting = m_input->read();
@@ -229,9 +224,6 @@ private:
     std::unique_ptr<MediaInput> m_input;
     const AVFrame* m_waiting = nullptr;  // decoded already, to know the picture
     std::optional<FramePacker> m_packer;
-    SourceFacts m_facts;
-    std::string m_remark, m_error;
-    bool m_live = false;
     double m_shift = 0, m_last = -std::numeric_limits<double>::infinity();  // of the frames' times
 };
 

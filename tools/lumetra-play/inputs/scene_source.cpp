@@ -59,20 +59,15 @@ public:
     explicit SceneSource(const Picture& picture) {
         requireUsableSize(picture.width, picture.height, picture.format);
         m_picture = picture;
+        m_facts.name = "the built-in scene";
+        m_facts.width = picture.width;
+        m_facts.height = picture.height;
+        m_facts.framesPerSecond = FRAMES_PER_SECOND;
         m_stepX = std::max(1, 1400 / picture.width);
         m_stepY = std::max(1, 1100 / picture.height);
         for (int index = 0; index < COLOURS; ++index)
             for (const bool odd : {false, true})
                 m_palette[odd][index] = encode(colourOf(index), picture.format, odd);
-    }
-
-    SourceFacts facts() const override {
-        SourceFacts facts;
-        facts.name = "the built-in scene";
-        facts.width = m_picture.width;
-        facts.height = m_picture.height;
-        facts.framesPerSecond = FRAMES_PER_SECOND;
-        return facts;
     }
 
     bool read(Bytes& frame, double& seconds) override {
