@@ -6,7 +6,7 @@
 
 #include "tests/support/jpeg_decoding.h"
 #include "tests/support/temporary_folder.h"
-#include "tools/lumetra-play/modules/camera_host.h"
+#include "tools/lumetra-play/modules/host_exchange.h"
 
 namespace {
 
@@ -40,7 +40,7 @@ protected:
 
 }  // namespace
 
-TEST(CameraHost, AnswersWithItsOwnDescriptorAndKeepsWhatLatencyIsMeasuredBy) {
+TEST(HostExchange, AnswersWithItsOwnDescriptorAndKeepsWhatLatencyIsMeasuredBy) {
     std::string seen;
     Bytes jpeg;
     EXPECT_EQ(

@@ -187,7 +187,7 @@ TEST_F(DrivenModules, ComeBackWhenTheirNewLibraryFails) {
         EXPECT_THAT(error.what(), HasSubstr("the new Text is not used, the old one is back: "));
     }
     EXPECT_EQ(1, engine.command({"Text", 1000, ""}));
-    EXPECT_NE(stampOf(file), engine.watched()[0].loaded) << "the new file was not there when it was loaded";
+    EXPECT_NE(stampOf(file), engine.modules()[0].copy->original) << "the new file was not there when it was loaded";
     EXPECT_EQ(mappings, mappingsOf("Text-"));
 }
 

@@ -23,12 +23,12 @@ void obey(const std::string& line, EngineSession& engine, StopRequest& stop) try
     output::complain(error.what());
 }
 
-void reload(const WatchedModule& module, EngineSession& engine, const MonitorLink& monitor,
-            const StopSignal& end) {
+void reload(const std::string& name, const FileStamp& change, EngineSession& engine,
+            const MonitorLink& monitor, const StopSignal& end) {
     using namespace std::chrono;
     using namespace std::chrono_literals;
     try {
-        engine.reloadModule(module.name);
+        engine.reloadModule(name);
     } catch (const std::exception& reason) {
         return output::complain(reason.what());
     }
@@ -37,10 +37,9 @@ void reload(const WatchedModule& module, EngineSession& engine, const MonitorLin
          monitor.delivered() == before && patience > 0 && end.waitUntil(steady_clock::now() + 1ms);
          --patience) {
     }
-    const duration<double> taken =
-        system_clock::now().time_since_epoch() - nanoseconds(std::get<2>(module.loaded));
+    const duration<double> taken = system_clock::now().time_since_epoch() - nanoseconds(std::get<2>(change));
     output::say(
-        module.name + formatted(": reloaded, %.2f s from the change to ", taken.count()) +
+        name + formatted(": reloaded, %.2f s from the change to ", taken.count()) +
         (monitor.delivered() != before ? "the first frame delivered" : "now, no frame delivered since"));
 }
 
@@ -70,13 +69,15 @@ void readCommands(EngineSession& engine, StopRequest& stop, const StopSignal& en
 // counts when the file is the same at the next look.
 void watchModules(EngineSession& engine, const MonitorLink& monitor, const StopSignal& end) {
     constexpr std::chrono::milliseconds LOOK_AGAIN(50);
-    std::vector<WatchedModule> modules = engine.watched();
-    std::map<std::string, FileStamp> seen;
+    std::map<std::string, FileStamp> seen, tried;
     while (end.waitUntil(StopSignal::Clock::now() + LOOK_AGAIN))
-        for (WatchedModule& module : modules) {
-            const FileStamp now = stampOf(module.file), before = std::exchange(seen[module.name], now);
-            if (now != before || now == FileStamp{} || now == module.loaded) continue;
-            module.loaded = now;  // or tried at least
-            reload(module, engine, monitor, end);
+        for (const EngineSession::Module& module : engine.modules()) {
+            if (!module.copy) continue;
+            const std::string& name = module.request.name;
+            const FileStamp now = stampOf(module.file), before = std::exchange(seen[name], now);
+            if (now != before || now == FileStamp{} || now == module.copy->original || now == tried[name])
+                continue;
+            tried[name] = now;
+            reload(name, now, engine, monitor, end);
         }
 }

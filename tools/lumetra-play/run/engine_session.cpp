@@ -125,13 +125,6 @@ void EngineSession::reloadModule(const std::string& name) {
     ++module.reloads;
 }
 
-std::vector<WatchedModule> EngineSession::watched() const {
-    std::vector<WatchedModule> watched;
-    for (const Module& module : m_modules)
-        if (module.copy) watched.push_back({module.request.name, module.file, module.copy->original});
-    return watched;
-}
-
 std::string EngineSession::putBack(Module& module) try {
     try {
         remove(module);           // the new one, if it came so far

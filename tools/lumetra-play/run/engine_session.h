@@ -25,36 +25,8 @@ struct ModuleReport {
     int reloads;
 };
 
-/// A module to reload when its file is no longer what was loaded.
-struct WatchedModule {
-    std::string name;
-    std::filesystem::path file;
-    FileStamp loaded;
-};
-
 class EngineSession {
 public:
-    /// @param modulePath  the user's folder of modules; empty for none
-    EngineSession(const LibraryTable& library, std::string modulePath);
-    ~EngineSession();
-
-    /// @param json  the engine's configuration. @throws PlayError if it refuses
-    void configure(const std::string& json);
-    /// Loads a module, a watched one from a copy, and configures it. Its id.
-    /// @throws PlayError if it cannot be loaded or has the id of another module
-    std::int32_t loadModule(const ModuleRequest& request);
-    /// Puts what is now in the file of a watched module in its place, with the same configuration. The old
-    /// library stays until the new one is known to load, and comes back if the new one then fails.
-    /// @throws PlayError, which says what is left
-    void reloadModule(const std::string& name);
-    std::vector<WatchedModule> watched() const;
-
-    /// Sends a command and says what the module answers. @throws PlayError if there is no such module
-    int command(const CommandRequest& request);
-    /// While nothing is reloaded.
-    std::vector<ModuleReport> report() const;
-
-private:
     struct Module {
         Module(ModuleRequest wanted, std::filesystem::path library)
             : request(std::move(wanted)), file(std::move(library)) {}
@@ -70,6 +42,27 @@ private:
         std::string lastResult;
     };
 
+    /// @param modulePath  the user's folder of modules; empty for none
+    EngineSession(const LibraryTable& library, std::string modulePath);
+    ~EngineSession();
+
+    /// @param json  the engine's configuration. @throws PlayError if it refuses
+    void configure(const std::string& json);
+    /// Loads a module, a watched one from a copy, and configures it. Its id.
+    /// @throws PlayError if it cannot be loaded or has the id of another module
+    std::int32_t loadModule(const ModuleRequest& request);
+    /// Puts what is now in the file of a watched module in its place, with the same configuration. The old
+    /// library stays until the new one is known to load, and comes back if the new one then fails.
+    /// @throws PlayError, which says what is left
+    void reloadModule(const std::string& name);
+
+    /// Sends a command and says what the module answers. @throws PlayError if there is no such module
+    int command(const CommandRequest& request);
+    /// While nothing is reloaded.
+    std::vector<ModuleReport> report() const;
+    const std::deque<Module>& modules() const { return m_modules; }
+
+private:
     static void onResult(void* module, const char* utf8Json);
     Module& find(const std::string& nameOrId);
     void open(Module& module, const std::filesystem::path& file);

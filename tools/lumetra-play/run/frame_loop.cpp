@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <thread>
 
+#include "plugins/CameraSource/CameraSource.h"
 #include "tools/lumetra-play/run/play.h"
 #include "tools/lumetra-play/view/output.h"
 #include "tools/support/text.h"
@@ -43,6 +44,30 @@ void Play::pushFrames() {
     m_summary.pushed = m_pushed;
     if (before)
         m_summary.usage = waitUntilDelivered(*m_monitor, m_pushed - m_summary.refused, m_stop, *before);
+    m_summary.monitor = m_monitor->report();
+}
+
+// The module pushes, and this waits.
+void Play::playCamera(const HostExchange& exchange) {
+    Progress progress(m_options.quiet);
+    const Usage before = usedSoFar();
+    const bool started = m_library->command(CAMERASOURCE_ID, LUMETRA_CMD_START, u"") == 1;
+    while (m_library->getStatus(CAMERASOURCE_ID) == STATUS_READY && !output::failed()) {
+        if (m_frames > 0 && exchange.descriptors >= m_frames) break;
+        if (progress.due()) progress.show(exchange.descriptors, 0, m_monitor->report());
+        if (!m_stop.waitUntil(Clock::now() + 2ms)) break;
+    }
+    const bool failed = m_library->getStatus(CAMERASOURCE_ID) == CAMERASOURCE_STATUS_FAILED;
+    // Returns after the last frame, or after word of the failure.
+    m_library->command(CAMERASOURCE_ID, LUMETRA_CMD_STOP, u"");
+    if (failed || !started)
+        throw PlayError("the camera does not work (" + output::logCounts().lastWarning +
+                        "): check its name, --size and --format");
+    m_summary.pushed = exchange.descriptors;
+    m_summary.exchange = {exchange.descriptors, exchange.pictures, exchange.failedWrites};
+    if (m_summary.pushed == 0 && !m_stop.requested())
+        throw PlayError("the camera gave no whole frame: check --size and --format against it");
+    m_summary.usage = waitUntilDelivered(*m_monitor, m_summary.pushed, m_stop, before);
     m_summary.monitor = m_monitor->report();
 }
 

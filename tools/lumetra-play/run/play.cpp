@@ -10,7 +10,6 @@
 #include <nlohmann/json.hpp>
 
 #include "plugins/LiveView/LiveView.h"
-#include "tools/lumetra-play/modules/camera_host.h"
 #include "tools/lumetra-play/modules/module_threads.h"
 #include "tools/lumetra-play/run/engine_session.h"
 #include "tools/lumetra-play/view/output.h"
@@ -46,6 +45,17 @@ SourceFacts cameraFacts(const Options& options, Picture& picture) {
     facts.width = size.width;
     facts.height = size.height;
     return facts;
+}
+
+std::string cameraConfiguration(const Options& options, const Picture& picture) {
+    const bool grey = picture.format == LUMETRA_IMGFORMAT_GRAY8;
+    Json configuration = {{"source", options.camera},
+                          {"width", picture.width},
+                          {"height", picture.height},
+                          {"format", grey ? "gray" : formatName(picture.format)},
+                          {"loop", options.loop}};
+    if (options.framesPerSecond) configuration["fps"] = *options.framesPerSecond;
+    return toText(configuration);
 }
 
 }  // namespace
@@ -103,6 +113,7 @@ void Play::loadModules() {
     m_engine->loadModule({"FrameMonitor", toText({{"histogram", false}, {"digest", m_options.check}})});
     m_monitor = std::make_unique<MonitorLink>(*m_library, m_options.check ? &m_check : nullptr);
     for (const ModuleRequest& module : m_options.modules) m_engine->loadModule(module);
+    if (!m_source) m_engine->loadModule({"CameraSource", cameraConfiguration(m_options, m_summary.picture)});
     if (m_options.view) m_summary.page = loadView();
     for (const CommandRequest& command : m_options.commands) m_engine->command(command);
 }
@@ -129,15 +140,16 @@ std::string Play::loadView() {
 
 void Play::playFrames() {
     const WaitingFor waiting("frames to be delivered");
-    std::optional<CameraHost> camera;
-    if (!m_source) camera.emplace(m_options, m_summary.picture, *m_library, *m_engine);
+    std::optional<HostExchange> exchange;
+    if (!m_source) exchange.emplace(m_options, *m_library);
     std::optional<Companion> watch, console;
-    if (!m_engine->watched().empty())
+    const auto isWatched = [](const ModuleRequest& module) { return module.watched; };
+    if (std::any_of(m_options.modules.begin(), m_options.modules.end(), isWatched))
         watch.emplace([this](const StopSignal& end) { watchModules(*m_engine, *m_monitor, end); });
     if (m_options.commandsFromInput || (isatty(STDIN_FILENO) == 1 && output::onTerminal()))
         console.emplace([this](const StopSignal& end) { readCommands(*m_engine, m_stop, end); });
-    if (camera)
-        camera->play(m_frames, *m_monitor, m_stop, m_summary);
+    if (exchange)
+        playCamera(*exchange);
     else
         pushFrames();
 }

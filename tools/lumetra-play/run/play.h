@@ -1,6 +1,6 @@
 // play.h - one play as the command line asks for it: the engine with its modules, a source or a camera, and
-// what is said of it at the end. One thread, the host's. play.cpp brings everything up and down;
-// frame_loop.cpp pushes the source's frames in between.
+// what is said of it at the end. One thread, the host's. play.cpp brings everything up and down,
+// frame_loop.cpp is what happens in between.
 #ifndef LUMETRA_PLAY_PLAY_H
 #define LUMETRA_PLAY_PLAY_H
 
@@ -12,6 +12,7 @@
 #include <string>
 
 #include "tools/lumetra-play/inputs/frame_source.h"
+#include "tools/lumetra-play/modules/host_exchange.h"
 #include "tools/lumetra-play/modules/monitor_link.h"
 #include "tools/lumetra-play/pixels/pixel_check.h"
 #include "tools/lumetra-play/run/engine_session.h"
@@ -54,6 +55,7 @@ private:
     void makeSheet();
     ExitStatus finish();
 
+    void playCamera(const HostExchange& exchange);
     void pushFrames();
     bool readFrame();
     bool waitForTurn();
