@@ -142,11 +142,9 @@ struct MediaInput::ByteStream {
 };
 
 MediaInput::MediaInput(const std::string& name, const Options& options, const StopRequest& stop)
-    : m_name(name == "-" ? "standard input" : name),
-      m_stop(stop),
-      m_packet(av_packet_alloc()),
-      m_frame(av_frame_alloc()) {
+    : m_stop(stop), m_packet(av_packet_alloc()), m_frame(av_frame_alloc()) {
     if (!m_packet || !m_frame) throw std::bad_alloc();
+    m_facts.name = name == "-" ? "standard input" : name;
     prepareLibraries();
     std::error_code ignored;
     if (std::filesystem::is_directory(name, ignored))
@@ -165,12 +163,13 @@ void MediaInput::refuseContainer() {
     const AVInputFormat* format = nullptr;
     const int score = av_probe_input_buffer2(m_bytes->context, &format, "", nullptr, 0, LOOKED_AT);
     if (format != nullptr && score > AVPROBE_SCORE_MAX * 3 / 4)
-        throw PlayError(m_name + " is not raw video (" + format->long_name + "): leave out --raw and --size");
+        throw PlayError(m_facts.name + " is not raw video (" + format->long_name +
+                        "): leave out --raw and --size");
 }
 
 void MediaInput::open(const Options& options) {
     Dictionary settings;
-    const AVInputFormat* const wanted = formatFor(m_name, options);
+    const AVInputFormat* const wanted = formatFor(m_facts.name, options);
     const bool described = !options.raw.empty() || (wanted != nullptr && (wanted->flags & AVFMT_NOFILE) != 0);
     if (!options.raw.empty()) settings.set("pixel_format", rawPixels(options.raw));
     if (described && options.size)
@@ -185,7 +184,7 @@ void MediaInput::open(const Options& options) {
         [](void* stop) { return static_cast<const StopRequest*>(stop)->requested() ? 1 : 0; },
         const_cast<StopRequest*>(&m_stop)};
     lastMessage.clear();
-    int result = avformat_open_input(&format, m_bytes ? "" : m_name.c_str(), wanted, &settings.entries);
+    int result = avformat_open_input(&format, m_bytes ? "" : m_facts.name.c_str(), wanted, &settings.entries);
     m_format.reset(format);  // null after a failure
     if (result >= 0) {
         // A page of text is a film of letters to FFmpeg, and any bytes are something with a low score; but it
@@ -201,14 +200,18 @@ void MediaInput::open(const Options& options) {
 }
 
 std::string MediaInput::explain(int error, const Options& options) const {
-    const std::string reason = " (" + (lastMessage.empty() ? errorText(error) : lastMessage) + "): ";
-    if (error == AVERROR_PROTOCOL_NOT_FOUND || error == AVERROR_DEMUXER_NOT_FOUND)
-        return "cannot open " + m_name + reason + "this FFmpeg does not know how";
-    if (error != AVERROR_INVALIDDATA && (error != AVERROR(EINVAL) || !options.inputFormat.empty()))
-        return "cannot open " + m_name + reason + "check the path or address";
+    const bool described = !options.inputFormat.empty();
+    const bool invalid = error == AVERROR_INVALIDDATA || (error == AVERROR(EINVAL) && !described);
+    // Of paths and addresses the error says as much, without what FFmpeg made of them.
+    const bool inItsWords = (invalid || described) && !lastMessage.empty();
+    const std::string reason = " (" + (inItsWords ? lastMessage : errorText(error)) + "): ";
+    const bool unknown = error == AVERROR_PROTOCOL_NOT_FOUND || error == AVERROR_DEMUXER_NOT_FOUND;
+    if (!invalid)
+        return "cannot open " + m_facts.name + reason +
+               (unknown ? "this FFmpeg does not know how" : "check the path or address");
     if (lastMessage.find("moov atom") != std::string::npos)
-        return m_name + " is cut off" + reason + "its index is missing, get the whole file";
-    return m_name + " is damaged or no video that FFmpeg knows" + reason +
+        return m_facts.name + " is cut off" + reason + "its index is missing, get the whole file";
+    return m_facts.name + " is damaged or no video that FFmpeg knows" + reason +
            "for raw video say --raw PIXELS --size WxH";
 }
 
@@ -216,13 +219,13 @@ void MediaInput::chooseStream() {
     const std::span<AVStream*> streams(m_format->streams, m_format->nb_streams);
     if (std::none_of(streams.begin(), streams.end(),
                      [](const AVStream* stream) { return stream->codecpar->codec_id != AV_CODEC_ID_NONE; }))
-        throw PlayError(m_name + " is cut off or empty (" + m_format->iformat->long_name +
+        throw PlayError(m_facts.name + " is cut off or empty (" + m_format->iformat->long_name +
                         " that describes no stream): get the whole file");
     const int index = av_find_best_stream(m_format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     m_stream = index < 0 ? nullptr : m_format->streams[index];
     const bool cover = m_stream != nullptr && (m_stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
     if (m_stream == nullptr || cover)
-        throw PlayError(m_name + " holds no video (" + m_format->iformat->long_name +
+        throw PlayError(m_facts.name + " holds no video (" + m_format->iformat->long_name +
                         (cover ? " with a cover picture" : "") + "): name a file with moving pictures");
     for (AVStream* stream : streams) stream->discard = stream == m_stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
 }
@@ -234,15 +237,21 @@ void MediaInput::openDecoder() {
     if (!m_codec) throw std::bad_alloc();
     avcodec_parameters_to_context(m_codec.get(), m_stream->codecpar);
     m_codec->pkt_timebase = m_stream->time_base;
-    m_rate = av_q2d(av_guess_frame_rate(m_format.get(), m_stream, nullptr));
-    if (!(m_rate > 0 && m_rate < 1e6)) m_rate = 0;  // 0/1 and 0/0 stand for unknown
+    const double rate = av_q2d(av_guess_frame_rate(m_format.get(), m_stream, nullptr));
+    if (rate > 0 && rate < 1e6) m_facts.framesPerSecond = rate;  // 0/1 and 0/0 stand for unknown
     // Frames in several threads come later by as many frames, which a camera's viewer would see.
     m_codec->thread_count = isLive() ? 1 : LUMETRA_PLAY_DECODER_THREADS;
     const int result =
         decoder == nullptr ? AVERROR_DECODER_NOT_FOUND : avcodec_open2(m_codec.get(), decoder, nullptr);
     if (result < 0)
-        throw PlayError(m_name + ": this FFmpeg cannot decode " + avcodec_get_name(codec) + " (" +
+        throw PlayError(m_facts.name + ": this FFmpeg cannot decode " + avcodec_get_name(codec) + " (" +
                         errorText(result) + "): convert it to another codec");
+    const char* const pixels = av_get_pix_fmt_name(m_codec->pix_fmt);
+    m_facts.container = m_format->iformat->name;
+    m_facts.codec = avcodec_get_name(codec);
+    m_facts.pixels = pixels == nullptr ? "" : pixels;
+    m_facts.width = m_codec->width;
+    m_facts.height = m_codec->height;
 }
 
 const AVFrame* MediaInput::read() {
@@ -252,7 +261,9 @@ const AVFrame* MediaInput::read() {
             if (m_frame->decode_error_flags != 0 || (m_frame->flags & AV_FRAME_FLAG_CORRUPT) != 0)
                 ++m_brokenFrames;
             const double own = static_cast<double>(m_frame->pkt_duration) * av_q2d(m_stream->time_base);
-            m_end = std::max(m_end, secondsOf(*m_frame) + std::max(own, m_rate > 0 ? 1 / m_rate : 0));
+            const double usual = m_facts.framesPerSecond > 0 ? 1 / m_facts.framesPerSecond : 0;
+            m_end = std::max(m_end, secondsOf(*m_frame) + std::max(own, usual));
+            m_facts.rotation = rotationBy(*m_frame, *m_stream);
             return m_frame.get();
         }
         if (result == AVERROR_EOF) return nullptr;
@@ -315,25 +326,12 @@ bool MediaInput::seek(double seconds) {
     return true;
 }
 
-SourceFacts MediaInput::facts() const {
-    SourceFacts facts;
-    facts.name = m_name;
-    facts.container = m_format->iformat->name;
-    facts.codec = avcodec_get_name(m_codec->codec_id);
-    const char* const pixels = av_get_pix_fmt_name(m_codec->pix_fmt);
-    facts.pixels = pixels == nullptr ? "" : pixels;
-    facts.width = m_codec->width;
-    facts.height = m_codec->height;
-    facts.rotation = rotationBy(*m_frame, *m_stream);
-    facts.framesPerSecond = m_rate;
-    return facts;
-}
-
 bool MediaInput::isLive() const {
     const AVClass* const kind = m_format->iformat->priv_class;
     const std::string_view name = m_format->iformat->name;
     return (kind != nullptr && kind->category == AV_CLASS_CATEGORY_DEVICE_VIDEO_INPUT) || name == "rtsp" ||
-           name == "sdp" || name == "rtp" || m_name.starts_with("udp:") || m_name.starts_with("srt:");
+           name == "sdp" || name == "rtp" || m_facts.name.starts_with("udp:") ||
+           m_facts.name.starts_with("srt:");
 }
 
 bool MediaInput::isPipe() const {
@@ -360,7 +358,7 @@ std::string MediaInput::damage() const {
     if (m_readError != 0) add("reading failed (" + errorText(m_readError) + ")");
     if (m_brokenPackets > 0) add(std::to_string(m_brokenPackets) + " broken packets");
     if (m_brokenFrames > 0) add(std::to_string(m_brokenFrames) + " frames decoded with errors");
-    return text.empty() ? text : m_name + " is cut off or damaged" + text;
+    return text.empty() ? text : m_facts.name + " is cut off or damaged" + text;
 }
 
 bool opensFiles(const std::string& inputFormat) {

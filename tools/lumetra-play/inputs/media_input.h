@@ -41,7 +41,8 @@ public:
     /// The first picture at or behind that time; null if there is none. Before any read().
     const AVFrame* readFrom(double seconds);
 
-    SourceFacts facts() const;
+    /// The rotation is that of the last picture.
+    const SourceFacts& facts() const { return m_facts; }
     bool isLive() const;
     bool isPipe() const;  ///< what was read is gone
     /// After the end: what was missing or broken; empty if nothing was.
@@ -58,8 +59,8 @@ private:
     bool feedDecoder();
     bool seek(double seconds);
 
-    const std::string m_name;  // for messages
     const StopRequest& m_stop;
+    SourceFacts m_facts;
     std::unique_ptr<ByteStream>
         m_bytes;  // outlives the format, which reads from it; null: FFmpeg reads itself
     std::unique_ptr<AVFormatContext, FreedBy<avformat_close_input>> m_format;
@@ -71,7 +72,6 @@ private:
     int m_brokenPackets = 0, m_brokenFrames = 0;
     int m_readError = 0;
     std::int64_t m_readTo = 0;  // bytes of the input, up to the last packet's end
-    double m_rate = 0;          // frames a second; 0: unknown
     double m_end = 0;           // of the last frame, from the beginning of the stream
 };
 
