@@ -1,4 +1,4 @@
-// frame_producer.cpp - what is opened for which source, and frames from files and pipes.
+// frame_producer.cpp - what is opened for which source: the scene, files and pipes.
 #include "frame_producer.h"
 
 #include <fcntl.h>
@@ -9,7 +9,26 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "support/moving_scene.h"
+#include "support/pixel_format.h"
+
 namespace {
+
+class SceneProducer : public FrameProducer {
+public:
+    explicit SceneProducer(const CameraSettings& settings)
+        : m_scene(settings.format, settings.width, settings.height) {}
+
+    bool next(Bytes& frame) override {
+        m_scene.draw(m_number++, frame);
+        return true;
+    }
+    bool isPaced() const override { return false; }
+
+private:
+    MovingScene m_scene;
+    std::uint32_t m_number = 0;
+};
 
 class FileProducer : public FrameProducer {
 public:
@@ -58,22 +77,6 @@ private:
 
 }  // namespace
 
-std::size_t bytesPerPixel(LUMETRA_IMGFORMATTYPE format) {
-    switch (format) {
-        case LUMETRA_IMGFORMAT_RGB:
-        case LUMETRA_IMGFORMAT_BGR:
-            return 3;
-        case LUMETRA_IMGFORMAT_BGRA:
-            return 4;
-        case LUMETRA_IMGFORMAT_YUYV:
-            return 2;
-        case LUMETRA_IMGFORMAT_GRAY8:
-            return 1;
-        default:
-            return 0;
-    }
-}
-
 bool CameraSettings::isValid() const {
     constexpr std::int32_t MAX_SIDE = 16384;
     return width >= 1 && height >= 1 && width <= MAX_SIDE && height <= MAX_SIDE && bytesPerPixel(format) > 0;
@@ -84,7 +87,7 @@ std::size_t CameraSettings::frameBytes() const {
 }
 
 std::unique_ptr<FrameProducer> openProducer(const CameraSettings& settings, const StopSignal& stop) {
-    if (settings.source == "scene") return makeSceneProducer(settings);
+    if (settings.source == "scene") return std::make_unique<SceneProducer>(settings);
     if (isVideoDevice(settings.source)) return openVideoDevice(settings, stop);
     return openFileProducer(settings, stop);
 }

@@ -25,9 +25,6 @@ struct CameraSettings {
     std::size_t frameBytes() const;
 };
 
-/// 0 for formats without whole pixels.
-std::size_t bytesPerPixel(LUMETRA_IMGFORMATTYPE format);
-
 class FrameProducer {
 public:
     virtual ~FrameProducer() = default;
@@ -41,7 +38,6 @@ public:
 /// Opens what the settings name; `stop` must outlive the result. @throws std::runtime_error
 std::unique_ptr<FrameProducer> openProducer(const CameraSettings& settings, const StopSignal& stop);
 
-std::unique_ptr<FrameProducer> makeSceneProducer(const CameraSettings& settings);
 std::unique_ptr<FrameProducer> openFileProducer(const CameraSettings& settings, const StopSignal& stop);
 /// A video device of the platform.
 std::unique_ptr<FrameProducer> openVideoDevice(const CameraSettings& settings, const StopSignal& stop);

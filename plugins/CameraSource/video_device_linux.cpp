@@ -13,6 +13,8 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "support/pixel_format.h"
+
 namespace {
 
 constexpr unsigned WANTED_BUFFERS = 4;

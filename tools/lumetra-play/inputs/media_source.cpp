@@ -149,7 +149,7 @@ public:
         if (options.size && options.raw.empty())
             m_picture = {LUMETRA_IMGFORMAT_RGB, options.size->width, options.size->height};
         m_picture.format = options.format.value_or(cheapestFormat(*m_waiting, m_facts.rotation));
-        requireUsableSize(m_picture.width, m_picture.height, m_picture.format);
+        requireUsableSize(m_picture);
         m_packer.emplace(m_picture, m_facts.rotation);
         m_facts.conversion = m_packer->describe(*m_waiting);
     }

@@ -9,14 +9,13 @@ struct NamedFormat {
     LUMETRA_IMGFORMATTYPE format;
     const char* name;
     const char* mediaName;  // FFmpeg's
-    std::size_t bytesPerPixel;
 };
 
-constexpr NamedFormat FORMATS[] = {{LUMETRA_IMGFORMAT_RGB, "rgb", "rgb24", 3},
-                                   {LUMETRA_IMGFORMAT_BGR, "bgr", "bgr24", 3},
-                                   {LUMETRA_IMGFORMAT_BGRA, "bgra", "bgra", 4},
-                                   {LUMETRA_IMGFORMAT_YUYV, "yuyv", "yuyv422", 2},
-                                   {LUMETRA_IMGFORMAT_GRAY8, "gray8", "gray", 1}};
+constexpr NamedFormat FORMATS[] = {{LUMETRA_IMGFORMAT_RGB, "rgb", "rgb24"},
+                                   {LUMETRA_IMGFORMAT_BGR, "bgr", "bgr24"},
+                                   {LUMETRA_IMGFORMAT_BGRA, "bgra", "bgra"},
+                                   {LUMETRA_IMGFORMAT_YUYV, "yuyv", "yuyv422"},
+                                   {LUMETRA_IMGFORMAT_GRAY8, "gray8", "gray"}};
 
 const NamedFormat& known(LUMETRA_IMGFORMATTYPE format) {
     for (const NamedFormat& candidate : FORMATS)
@@ -44,10 +43,6 @@ std::string Picture::sizeText(int level) const {
     return std::to_string(width >> level) + "x" + std::to_string(height >> level);
 }
 
-std::size_t bytesPerPixel(LUMETRA_IMGFORMATTYPE format) {
-    return known(format).bytesPerPixel;
-}
-
 const char* formatName(LUMETRA_IMGFORMATTYPE format) {
     return known(format).name;
 }
@@ -62,15 +57,13 @@ std::optional<LUMETRA_IMGFORMATTYPE> formatByName(const std::string& name) {
     return std::nullopt;
 }
 
-void requireUsableSize(std::int64_t width, std::int64_t height, LUMETRA_IMGFORMATTYPE format) {
-    constexpr std::int64_t MAX_SIDE = 32768;
-    constexpr std::int64_t MAX_BYTES = 1'600'000'000;  // leaves room for the levels below 2^31
-    const std::string size = std::to_string(width) + "x" + std::to_string(height);
-    if (width < 1 || height < 1)
-        throw PlayError("a picture of " + size + " pixels is empty: use at least 1x1");
-    const auto pixelBytes = static_cast<std::int64_t>(bytesPerPixel(format));
-    if (width > MAX_SIDE || height > MAX_SIDE || width * height * pixelBytes > MAX_BYTES)
-        throw PlayError("a picture of " + size + " pixels is too large: scale the source down");
+void requireUsableSize(const Picture& picture) {
+    constexpr std::int32_t MAX_SIDE = 32768;
+    constexpr std::size_t MAX_BYTES = 1'600'000'000;  // leaves room for the levels below 2^31
+    const std::string name = "a picture of " + picture.sizeText() + " pixels is ";
+    if (picture.width < 1 || picture.height < 1) throw PlayError(name + "empty: use at least 1x1");
+    if (picture.width > MAX_SIDE || picture.height > MAX_SIDE || picture.bytes() > MAX_BYTES)
+        throw PlayError(name + "too large: scale the source down");
 }
 
 void appendLevels(const Picture& picture, Bytes& frame) {

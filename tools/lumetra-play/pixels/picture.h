@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "LumetraCore/LumetraTypes.h"
+#include "plugins/support/pixel_format.h"
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -26,13 +27,12 @@ struct Picture {
     bool operator==(const Picture&) const = default;
 };
 
-std::size_t bytesPerPixel(LUMETRA_IMGFORMATTYPE format);
 const char* formatName(LUMETRA_IMGFORMATTYPE format);
 const char* mediaName(LUMETRA_IMGFORMATTYPE format);                         ///< FFmpeg's
 std::optional<LUMETRA_IMGFORMATTYPE> formatByName(const std::string& name);  ///< by either name
 
 /// @throws PlayError if the picture is empty or its frame would not fit the library's 31-bit byte counts
-void requireUsableSize(std::int64_t width, std::int64_t height, LUMETRA_IMGFORMATTYPE format);
+void requireUsableSize(const Picture& picture);
 
 /// `frame` holds level 0; levels 1 to 7 follow behind it, each half the size of the one before (odd sizes
 /// round down), each byte the rounded mean of four. Of packed pixels too: nobody converts their smaller

@@ -39,7 +39,7 @@ void openInBrowser(const std::string& page) {
 SourceFacts cameraFacts(const Options& options, Picture& picture) {
     const Options::Size size = options.size.value_or(Options::Size{640, 480});
     picture = {options.format.value_or(LUMETRA_IMGFORMAT_YUYV), size.width, size.height};
-    requireUsableSize(size.width, size.height, picture.format);
+    requireUsableSize(picture);
     SourceFacts facts;
     facts.name = "the camera " + options.camera;
     facts.width = size.width;
