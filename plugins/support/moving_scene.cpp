@@ -2,6 +2,8 @@
 #include "support/moving_scene.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 
 #include "support/pixel_format.h"
 
@@ -56,33 +58,48 @@ MovingScene::MovingScene(LUMETRA_IMGFORMATTYPE format, std::int32_t width, std::
       m_width(width),
       m_height(height),
       m_stepX(std::max(1, 1400 / width)),
-      m_stepY(std::max(1, 1100 / height)) {
+      m_stepY(std::max(1, 1100 / height)),
+      m_row(static_cast<std::size_t>(width)) {
     static_assert(std::size(OTHERS) == DISCS + BARS);
     for (int index = 0; index < COLOURS; ++index)
         for (const bool odd : {false, true}) m_palette[odd][index] = encode(colourOf(index), format, odd);
 }
 
 void MovingScene::draw(std::uint32_t number, std::vector<std::uint8_t>& frame) {
+    constexpr std::size_t PIXEL = sizeof m_palette[0][0];
     const int n = static_cast<int>(number % (1u << 20));  // turns are whole, and no product overflows
-    for (int k = 0; k < DISCS; ++k)
-        m_discs[k] = {m_width * wave((9 - 2 * k) * n + 310 * (3 - k)) / 255,
-                      m_height * wave((7 - k) * n + 170 * (3 - k)) / 300, m_height * (5 + k) / 48};
-    const std::size_t step = bytesPerPixel(m_format);
-    frame.resize(step * static_cast<std::size_t>(m_width) * static_cast<std::size_t>(m_height));
+    const std::size_t step = bytesPerPixel(m_format),
+                      bytes = step * m_row.size() * static_cast<std::size_t>(m_height);
+    frame.resize(bytes +
+                 PIXEL);  // whole pixels of the palette are copied, each over the end of the one before
     std::uint8_t* out = frame.data();
-    for (int y = 0; y < m_height; ++y)
-        for (int x = 0; x < m_width; ++x)
-            out = std::copy_n(m_palette[x % 2][indexAt(x, y, n)].data(), step, out);
+    for (int y = 0; y < m_height; ++y) {
+        indexRow(y, n);
+        for (std::size_t x = 0; x < m_row.size(); ++x, out += step)
+            std::memcpy(out, m_palette[x % 2][m_row[x]].data(), PIXEL);
+    }
+    frame.resize(bytes);
 }
 
-// Of the palette: a bar, the uppermost disc, or the sum of three waves.
-int MovingScene::indexAt(int x, int y, int frame) const {
-    if (y >= m_height * 22 / 25) return WAVE_COLOURS + DISCS + (x + 2 * frame) % m_width * BARS / m_width;
-    for (int k = 0; k < DISCS; ++k) {
-        const int dx = x - m_discs[k].x, dy = y - m_discs[k].y;
-        if (dx * dx + dy * dy < m_discs[k].radius * m_discs[k].radius) return WAVE_COLOURS + k;
+// Of the palette: the sum of three waves, the discs upon each other, or the bars.
+void MovingScene::indexRow(int y, int n) {
+    const int down = y * m_stepY, falling = wave(down + 7 * n);
+    const bool bars = y >= m_height * 22 / 25;
+    for (int x = 0; x < m_width; ++x) {
+        const int right = x * m_stepX;
+        const int rolling = wave(right + 2 * falling - 5 * n), slanting = wave(right + down + 3 * n);
+        m_row[static_cast<std::size_t>(x)] =
+            static_cast<std::uint16_t>(bars ? WAVE_COLOURS + DISCS + (x + 2 * n) % m_width * BARS / m_width
+                                            : (2 * rolling + falling + slanting) / 4);
     }
-    const int right = x * m_stepX, down = y * m_stepY, falling = wave(down + 7 * frame);
-    const int rolling = wave(right + 2 * falling - 5 * frame), slanting = wave(right + down + 3 * frame);
-    return (2 * rolling + falling + slanting) / 4;
+    for (int k = DISCS - 1; k >= 0 && !bars; --k) {
+        const int middleX = m_width * wave((9 - 2 * k) * n + 310 * (3 - k)) / 255;
+        const int dy = y - m_height * wave((7 - k) * n + 170 * (3 - k)) / 300,
+                  radius = m_height * (5 + k) / 48;
+        if (dy * dy >= radius * radius) continue;
+        const int half = static_cast<int>(std::sqrt(radius * radius - dy * dy));
+        const auto begin = m_row.begin() + std::clamp(middleX - half, 0, m_width);
+        std::fill(begin, m_row.begin() + std::clamp(middleX + half, 0, m_width),
+                  static_cast<std::uint16_t>(WAVE_COLOURS + k));
+    }
 }

@@ -20,18 +20,15 @@ public:
     void draw(std::uint32_t number, std::vector<std::uint8_t>& frame);
 
 private:
-    struct Disc {
-        int x, y, radius;
-    };
     static constexpr int WAVE_COLOURS = 256, DISCS = 4, BARS = 8, COLOURS = WAVE_COLOURS + DISCS + BARS;
 
-    int indexAt(int x, int y, int frame) const;
+    void indexRow(int y, int number);
 
     const LUMETRA_IMGFORMATTYPE m_format;
     const int m_width, m_height;
     const int m_stepX, m_stepY;                         // of the waves' angles, from a pixel to the next
     std::array<std::uint8_t, 4> m_palette[2][COLOURS];  // pixels for even and odd columns
-    Disc m_discs[DISCS] = {};
+    std::vector<std::uint16_t> m_row;                   // indices of the palette
 };
 
 #endif
