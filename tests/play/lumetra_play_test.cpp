@@ -119,7 +119,7 @@ TEST_F(LumetraPlay, AnswersEveryMistakeWithOneLineAndAStatus) {
         EXPECT_EQ(1, play("--json " + arguments));
         EXPECT_THAT(parseJson(out)["error"].get<std::string>(), HasSubstr(says)) << out;
     }
-    EXPECT_EQ(1, run("TMPDIR=/nowhere " LUMETRA_PLAY_PROGRAM " --frames 0 --sheet sheet.png"));
+    EXPECT_EQ(1, run("TMPDIR=/nowhere " LUMETRA_PLAY_PROGRAM " --frames 1 --sheet sheet.png"));
     EXPECT_THAT(err, HasSubstr("set TMPDIR"));
     // What the library prints while it is loaded comes before these.
     const std::pair<std::string, const char*> later[] = {

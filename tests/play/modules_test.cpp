@@ -187,7 +187,8 @@ TEST_F(DrivenModules, ComeBackWhenTheirNewLibraryFails) {
         EXPECT_THAT(error.what(), HasSubstr("the new Text is not used, the old one is back: "));
     }
     EXPECT_EQ(1, engine.command({"Text", 1000, ""}));
-    EXPECT_NE(stampOf(file), engine.modules()[0].copy->original) << "the new file was not there when it was loaded";
+    EXPECT_NE(stampOf(file), engine.modules()[0].copy->original)
+        << "the new file was not there when it was loaded";
     EXPECT_EQ(mappings, mappingsOf("Text-"));
 }
 
@@ -228,7 +229,7 @@ TEST_F(DrivenModules, LeakNothingOverTwoHundredSwapsUnderLoad) {
     EXPECT_EQ(mappings, mappingsOf("Text-"));
     EXPECT_EQ(files, entriesOf("/proc/self/fd"));
     EXPECT_EQ(threads - 1, entriesOf("/proc/self/task"));
-    EXPECT_EQ(200, engine.report()[1].reloads);
+    EXPECT_EQ(200, engine.report()[1]["reloads"]);
 }
 
 }  // namespace

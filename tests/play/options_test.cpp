@@ -198,9 +198,9 @@ TEST(MonitorLines, AreReadOnlyIfTheyAreWhatTheySay) {
     const auto found = readDigests(R"({"frameMonitor":"frame","frame":3,"digests":)" + eight + "}");
     ASSERT_TRUE(found);
     EXPECT_EQ(3, found->frame);
-    EXPECT_EQ(255u, found->levels[0]);
-    EXPECT_EQ(std::nullopt, found->levels[1]);
-    EXPECT_EQ(UINT64_MAX, found->levels[7]);
+    EXPECT_EQ("00000000000000ff", found->levels[0]);
+    EXPECT_EQ("", found->levels[1]);
+    EXPECT_EQ("ffffffffffffffff", found->levels[7]);
     for (const char* line : {"", "[]", R"({"frameMonitor":"frame","frame":3,"digests":[null]})",
                              R"({"frameMonitor":"frame","digests":{}})", R"({"frameMonitor":5})"}) {
         EXPECT_FALSE(readReport(line)) << line;

@@ -81,11 +81,8 @@ TEST(ExpectedPixels, TakePackedLumaInPairsAndNeverFlipIt) {
 
 TEST(PixelCheck, CountsEveryFrameOnceAndNamesTheFirstDifference) {
     PixelCheck check;
-    const auto digests = [](std::uint64_t level0, std::uint64_t level1) {
-        LevelDigests digests;
-        digests[0] = level0;
-        digests[1] = level1;
-        return digests;
+    const auto digests = [](int level0, int level1) {
+        return LevelDigests{std::to_string(level0), std::to_string(level1)};
     };
     for (int frame = 0; frame < 4; ++frame) check.expect(frame, digests(1, 2));
     check.found(0, digests(1, 2));

@@ -36,9 +36,7 @@ ExitStatus run(int argc, char** argv) {
     if (!options) return EXIT_AS_ASKED;
     output::setManner({options->quiet, options->log, options->json});
     StopRequest stop;
-    if (options->seconds)
-        stop.stopAt(StopRequest::Clock::now() + std::chrono::duration_cast<StopRequest::Clock::duration>(
-                                                    std::chrono::duration<double>(*options->seconds)));
+    if (options->seconds) stop.stopAfter(*options->seconds);
     if (!options->devices && !options->info) return Play(*options, stop).run();
     printDeviceTexts(*options);
     return EXIT_AS_ASKED;

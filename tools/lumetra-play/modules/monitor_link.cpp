@@ -2,7 +2,6 @@
 #include "tools/lumetra-play/modules/monitor_link.h"
 
 #include <atomic>
-#include <charconv>
 #include <nlohmann/json.hpp>
 
 #include "tools/support/text.h"
@@ -10,14 +9,6 @@
 namespace {
 
 std::atomic<MonitorLink*> currentLink = nullptr;
-
-std::optional<std::uint64_t> digest(const Json& value) {
-    if (value.is_null()) return std::nullopt;
-    const auto& text = value.get_ref<const std::string&>();
-    std::uint64_t number = 0;
-    std::from_chars(text.data(), text.data() + text.size(), number, 16);
-    return number;
-}
 
 }  // namespace
 
@@ -46,7 +37,8 @@ std::optional<FrameDigests> readDigests(const std::string& line) try {
     if (document.value("frameMonitor", "") != "frame") return std::nullopt;
     FrameDigests found{document.at("frame"), {}};
     const Json& list = document.at("digests");
-    for (std::size_t k = 0; k < found.levels.size(); ++k) found.levels[k] = digest(list.at(k));
+    for (std::size_t k = 0; k < found.levels.size(); ++k)
+        if (!list.at(k).is_null()) found.levels[k] = list.at(k);
     return found;
 } catch (const Json::exception&) {
     return std::nullopt;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "plugins/FrameMonitor/pixel_digest.h"
+#include "tools/support/text.h"
 
 namespace {
 
@@ -58,7 +59,8 @@ std::vector<Bytes> expectedLevels(const Picture& picture, const Bytes& pushed, s
 LevelDigests digestsOf(const std::vector<Bytes>& levels) {
     LevelDigests digests;
     for (std::size_t k = 0; k < levels.size(); ++k)
-        digests[k] = pixelDigest(levels[k].data(), levels[k].size());
+        digests[k] = formatted(
+            "%016llx", static_cast<unsigned long long>(pixelDigest(levels[k].data(), levels[k].size())));
     return digests;
 }
 

@@ -7,13 +7,12 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <string>
 
 #include "tools/lumetra-play/pixels/picture.h"
 
-/// One of each level, nothing where modules find none.
-using LevelDigests = std::array<std::optional<std::uint64_t>, LEVEL_COUNT>;
+/// Of each level 16 hexadecimal digits, empty where modules find none.
+using LevelDigests = std::array<std::string, LEVEL_COUNT>;
 
 /// Level by level, those that modules find.
 /// @param pushed   level 0 and, with `pyramid`, the seven levels behind it

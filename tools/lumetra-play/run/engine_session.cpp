@@ -2,13 +2,13 @@
 #include "tools/lumetra-play/run/engine_session.h"
 
 #include <atomic>
+#include <nlohmann/json.hpp>
 
 #include "LumetraCore/TextResults.h"
 #include "plugins/LiveView/LiveView.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/run/stop_request.h"
 #include "tools/lumetra-play/view/output.h"
-#include "tools/support/text.h"
 
 namespace {
 
@@ -198,15 +198,17 @@ void EngineSession::onResult(void* user, const char* utf8Json) {
     output::showResult(module.request.name + " " + text);
 }
 
-std::vector<ModuleReport> EngineSession::report() const {
-    std::vector<ModuleReport> reports;
+Json EngineSession::report() const {
+    Json report = Json::array();
     for (const Module& module : m_modules) {
+        const std::string& name = module.request.name;
         const std::int32_t status =
-            inModule(module.request.name, "tell its status", [&] { return m_library.getStatus(module.id); });
+            inModule(name, "tell its status", [&] { return m_library.getStatus(module.id); });
+        report.push_back(
+            {{"name", name}, {"id", module.id}, {"status", status}, {"reloads", module.reloads}});
         const std::lock_guard lock(module.mutex);
-        reports.push_back({module.request.name, module.id, status,
-                           module.handsOutTexts ? std::optional(module.results) : std::nullopt,
-                           module.lastResult, module.reloads});
+        if (module.handsOutTexts)
+            report.back().update({{"results", module.results}, {"lastResult", parseJson(module.lastResult)}});
     }
-    return reports;
+    return report;
 }

@@ -8,22 +8,12 @@
 #include <deque>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
-#include <vector>
 
 #include "tools/lumetra-play/modules/module_library.h"
 #include "tools/lumetra-play/run/options.h"
 #include "tools/support/library_table.h"
-
-/// What is known of a module at some time.
-struct ModuleReport {
-    std::string name;
-    std::int32_t id, status;
-    std::optional<std::int64_t> results;  ///< nothing if it hands out no texts
-    std::string lastResult;               ///< JSON
-    int reloads;
-};
+#include "tools/support/text.h"
 
 class EngineSession {
 public:
@@ -58,8 +48,9 @@ public:
 
     /// Sends a command and says what the module answers. @throws PlayError if there is no such module
     int command(const CommandRequest& request);
-    /// While nothing is reloaded.
-    std::vector<ModuleReport> report() const;
+    /// What is known of each module: "name", "id", "status", "reloads" and, of one that hands out texts,
+    /// "results" and "lastResult". While nothing is reloaded.
+    Json report() const;
     const std::deque<Module>& modules() const { return m_modules; }
 
 private:

@@ -85,7 +85,8 @@ void describeFrames(CommandLine& line, Options& options) {
     const auto pyramid = [&options](std::int64_t count) { options.pyramid = count > 0; };
     line.add_flag_function("--pyramid,!--no-pyramid", pyramid,
                            "push every frame with its seven smaller levels or\nwithout (as the flags say)");
-    line.value("--writable", "DIR", "folder for --flags dump (the working folder)", text(options.writable));
+    line.value("--writable", "DIR", "folder for --flags dump (the working folder)", text(options.writable))
+        ->check(CLI::ExistingDirectory);
 }
 
 void describeModules(CommandLine& line, Options& options) {
@@ -118,7 +119,8 @@ void describeModules(CommandLine& line, Options& options) {
     line.value("--camera", "SOURCE",
                "let the module CameraSource push: scene, a device, a\nfile or a named pipe of raw video",
                text(options.camera));
-    line.value("--save-jpeg", "DIR", "with --camera: keep the JPEG of every frame", text(options.jpegFolder));
+    line.value("--save-jpeg", "DIR", "with --camera: keep the JPEG of every frame", text(options.jpegFolder))
+        ->check(CLI::ExistingDirectory);
     line.flag("--descriptors", "with --camera: print every frame's descriptor", options.descriptors);
 }
 
@@ -164,15 +166,6 @@ void makePathsAbsolute(Options& options) {
             makeAbsolute(input);
 }
 
-void requireDumpFolder(const Options& options) {
-    constexpr std::size_t LONGEST_PATH = 100;  // the library cuts dump names after 127 characters
-    if ((options.flags.value_or(0) & LUMETRA_CONVERT_DEBUGDUMP) == 0) return;
-    if (!fs::is_directory(options.writable))
-        throw PlayError(options.writable + " is no folder: make it or name another by --writable");
-    if (options.writable.size() > LONGEST_PATH)
-        throw PlayError("the path of the folder for dumps is too long: name a shorter one by --writable");
-}
-
 void requireSense(Options& options) {
     if (options.loop && options.inputs.empty() && options.camera.empty())
         throw PlayError("--loop is for a source that ends: name one, or leave it out");
@@ -180,11 +173,12 @@ void requireSense(Options& options) {
         throw PlayError("standard input cannot be both the source and the commands: name a file for one");
     if (options.view && findModule(options, "LiveView") != options.modules.end())
         throw PlayError("--view loads the module LiveView: leave out one of the two");
-    requireDumpFolder(options);
-    if (options.jpegFolder.empty()) return;
-    if (!fs::is_directory(options.jpegFolder))
-        throw PlayError(options.jpegFolder + " is no folder: make it or name another by --save-jpeg");
-    if (options.format.value_or(LUMETRA_IMGFORMAT_YUYV) != LUMETRA_IMGFORMAT_YUYV)
+    constexpr std::size_t LONGEST_PATH = 100;  // the library cuts dump names after 127 characters
+    const bool dumps = (options.flags.value_or(0) & LUMETRA_CONVERT_DEBUGDUMP) != 0;
+    if (dumps && options.writable.size() > LONGEST_PATH)
+        throw PlayError("the path of the folder for dumps is too long: name a shorter one by --writable");
+    const bool yuyv = options.format.value_or(LUMETRA_IMGFORMAT_YUYV) == LUMETRA_IMGFORMAT_YUYV;
+    if (!options.jpegFolder.empty() && !yuyv)
         throw PlayError("pictures are made of yuyv frames only: leave out --format or --save-jpeg");
 }
 

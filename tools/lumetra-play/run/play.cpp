@@ -73,7 +73,6 @@ Play::Play(const Options& options, StopRequest& stop) : m_options(options), m_st
     if (options.check && !grey) throw PlayError("--check needs grey frames: add gray to --flags");
     const bool scene = camera ? options.camera == "scene" : options.inputs.empty();
     m_frames = options.frames.value_or(scene && !options.seconds ? SCENE_FRAMES : 0);
-    if (!options.sheet.empty()) m_scratch.emplace();
 }
 
 ExitStatus Play::run() {
@@ -90,7 +89,7 @@ ExitStatus Play::run() {
     const auto attempt = [this](const auto& step) {
         try {
             step();
-        } catch (const PlayError& error) {
+        } catch (const std::runtime_error& error) {
             m_summary.error += (m_summary.error.empty() ? "" : "; ") + std::string(error.what());
         }
     };
@@ -157,13 +156,13 @@ void Play::playFrames() {
 void Play::makeSheet() {
     const std::string& path = m_options.sheet;
     if (path.empty() || m_pushed == 0) return;
-    writeSheet(path, m_summary.picture, m_last, *m_monitor, *m_library, *m_scratch);
+    writeSheet(path, m_summary.picture, m_last, *m_monitor, *m_library);
     const std::int64_t shown = m_summary.monitor.newestFrame;
-    m_summary.sheet =
-        path + (shown == m_pushed - 1 ? ""
-                : shown < 0           ? " (the last frame was dropped or not grey; the levels are missing)"
-                            : " (the last frame was dropped or not grey; the levels are those of frame " +
-                                  std::to_string(shown) + ")");
+    m_summary.sheet = path;
+    if (shown < 0)
+        m_summary.sheet += " (without levels: no frame was delivered, or none was grey)";
+    else if (shown != m_pushed - 1)
+        m_summary.sheet += " (the levels are those of frame " + std::to_string(shown) + ")";
 }
 
 ExitStatus Play::finish() {

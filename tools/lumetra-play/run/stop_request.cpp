@@ -91,6 +91,10 @@ void StopRequest::receiveSignals(const StopSignal& end) {
     }
 }
 
+void StopRequest::stopAfter(double seconds) {
+    m_deadline = Clock::now() + std::chrono::round<Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
 void StopRequest::stop() {
     m_stopped = true;
     m_stop.raise();

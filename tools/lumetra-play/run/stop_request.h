@@ -39,7 +39,7 @@ public:
     StopRequest();
     ~StopRequest();
 
-    void stopAt(Clock::time_point time) { m_deadline = time; }  ///< before any wait
+    void stopAfter(double seconds);  ///< before any wait
     /// As asked, from inside the program. From then on, as after the first signal, another one ends the
     /// process at once, and who waits for two seconds is told what for.
     void stop();

@@ -10,6 +10,7 @@
 
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/view/output.h"
+#include "tools/support/module_files.h"
 
 namespace {
 
@@ -21,9 +22,7 @@ struct Sheet {
     Bytes pixels;  // RGB
 };
 
-using Colour = std::array<std::uint8_t, 3>;
-
-Colour colourOf(const Picture& picture, const Bytes& frame, int x, int y) {
+std::array<std::uint8_t, 3> colourOf(const Picture& picture, const Bytes& frame, int x, int y) {
     const std::size_t step = bytesPerPixel(picture.format);
     const std::uint8_t* const pixel =
         frame.data() + step * (static_cast<std::size_t>(y) * static_cast<std::size_t>(picture.width) +
@@ -56,8 +55,8 @@ void drawTile(Sheet& sheet, int tile, const Picture& picture, const Bytes& frame
     const int top = GAP + tile / COLUMNS * (sheet.tileHeight + GAP);
     for (int y = 0; y < sheet.tileHeight; ++y)
         for (int x = 0; x < sheet.tileWidth; ++x) {
-            const Colour colour = colourOf(picture, frame, x * picture.width / sheet.tileWidth,
-                                           y * picture.height / sheet.tileHeight);
+            const auto colour = colourOf(picture, frame, x * picture.width / sheet.tileWidth,
+                                         y * picture.height / sheet.tileHeight);
             std::copy(colour.begin(), colour.end(),
                       sheet.pixels.begin() + 3 * ((top + y) * sheet.width + left + x));
         }
@@ -80,7 +79,8 @@ void writePng(const std::string& path, const Sheet& sheet) {
 }  // namespace
 
 void writeSheet(const std::string& path, const Picture& picture, const Bytes& pushed,
-                const MonitorLink& monitor, const LibraryTable& library, const ScratchFolder& scratch) {
+                const MonitorLink& monitor, const LibraryTable& library) {
+    const ScratchFolder scratch;
     const std::string prefix = (scratch.path() / "frame").string();
     const int levels = monitor.snapshot(prefix);
     Sheet sheet = blankSheet(picture, 1 + levels);

@@ -6,8 +6,6 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "tools/support/text.h"
-
 namespace {
 
 double rounded(double value) {
@@ -35,10 +33,10 @@ std::string checkText(const PixelCheck::Result& check) {
            " differ" + (first.empty() ? "" : " (first: " + first + ")");
 }
 
-std::string moduleText(const ModuleReport& module) {
-    return "id " + std::to_string(module.id) + ", status " + std::to_string(module.status) +
-           (module.results ? ", " + counted(*module.results, "results") : "") +
-           (module.reloads > 0 ? ", reloaded " + counted(module.reloads, "times") : "");
+std::string moduleText(const Json& module) {
+    return "id " + module["id"].dump() + ", status " + module["status"].dump() +
+           (module.contains("results") ? ", " + module["results"].dump() + " results" : "") +
+           (module["reloads"] > 0 ? ", reloaded " + module["reloads"].dump() + " times" : "");
 }
 
 Json sourceJson(const Summary& summary) {
@@ -52,19 +50,6 @@ Json sourceJson(const Summary& summary) {
     if (source.framesPerSecond > 0) json["framesPerSecond"] = rounded(source.framesPerSecond);
     if (!summary.remark.empty()) json["remark"] = summary.remark;
     return json;
-}
-
-Json modulesJson(const std::vector<ModuleReport>& modules) {
-    Json list = Json::array();
-    for (const ModuleReport& module : modules) {
-        list.push_back({{"name", module.name},
-                        {"id", module.id},
-                        {"status", module.status},
-                        {"reloads", module.reloads}});
-        if (module.results)
-            list.back().update({{"results", *module.results}, {"lastResult", parseJson(module.lastResult)}});
-    }
-    return list;
 }
 
 Json figuresJson(const Summary& summary) {
@@ -113,7 +98,7 @@ std::string summaryText(const Summary& summary) {
     line("log",
          std::to_string(summary.log.lines) + " lines, " + std::to_string(summary.log.warnings) + " warnings");
     for (std::size_t k = 1; k < summary.modules.size(); ++k)  // the first is FrameMonitor
-        line(summary.modules[k].name, moduleText(summary.modules[k]));
+        line(summary.modules[k]["name"], moduleText(summary.modules[k]));
     line("check", summary.check ? checkText(*summary.check) : "");
     if (summary.exchange)
         line("host", counted(summary.exchange->descriptors, "descriptors answered, ") +
@@ -135,7 +120,7 @@ std::string summaryJson(const Summary& summary, ExitStatus status) {
                       {"conversion", summary.source.conversion}};
     json.update(figuresJson(summary));
     json["log"] = {{"lines", summary.log.lines}, {"warnings", summary.log.warnings}};
-    json["modules"] = modulesJson(summary.modules);
+    json["modules"] = summary.modules;
     if (const auto& check = summary.check)
         json["check"] = {
             {"checked", check->checked}, {"differ", check->differ}, {"first", check->firstDifference}};

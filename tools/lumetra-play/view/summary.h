@@ -2,16 +2,16 @@
 #ifndef LUMETRA_PLAY_SUMMARY_H
 #define LUMETRA_PLAY_SUMMARY_H
 
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "tools/lumetra-play/inputs/frame_source.h"
 #include "tools/lumetra-play/pixels/pixel_check.h"
-#include "tools/lumetra-play/run/engine_session.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/view/output.h"
 #include "tools/lumetra-play/view/progress.h"
+#include "tools/support/text.h"
 
 /// Of a host whose module pushes.
 struct ExchangeCounts {
@@ -27,7 +27,7 @@ struct Summary {
     std::int64_t pushed = 0, refused = 0;  ///< frames; the refused are among the pushed
     Usage usage;                           ///< from the first push until the last frame was delivered
     MonitorReport monitor;
-    std::vector<ModuleReport> modules;
+    Json modules;  ///< as EngineSession reports them
     output::LogCounts log;
     std::optional<PixelCheck::Result> check;
     std::optional<ExchangeCounts> exchange;  ///< with a camera
