@@ -61,8 +61,7 @@ private:
 
     const StopRequest& m_stop;
     SourceFacts m_facts;
-    std::unique_ptr<ByteStream>
-        m_bytes;  // outlives the format, which reads from it; null: FFmpeg reads itself
+    std::unique_ptr<ByteStream> m_bytes;  // outlives the format; null: FFmpeg reads itself
     std::unique_ptr<AVFormatContext, FreedBy<avformat_close_input>> m_format;
     std::unique_ptr<AVCodecContext, FreedBy<avcodec_free_context>> m_codec;
     std::unique_ptr<AVPacket, FreedBy<av_packet_free>> m_packet;

@@ -3,19 +3,12 @@
 
 #include <resolv.h>
 
-#include <atomic>
 #include <nlohmann/json.hpp>
 
 #include "plugins/CameraSource/CameraSource.h"
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/view/output.h"
 #include "tools/support/text.h"
-
-namespace {
-
-std::atomic<HostExchange*> currentExchange = nullptr;
-
-}  // namespace
 
 std::string answerTo(const std::string& descriptor, std::string& seen, Bytes& jpeg) {
     Json document = parseJson(descriptor);
@@ -35,7 +28,7 @@ std::string answerTo(const std::string& descriptor, std::string& seen, Bytes& jp
 
 HostExchange::HostExchange(const Options& options, const LibraryTable& library)
     : m_options(options), m_library(library) {
-    currentExchange = this;
+    s_current = this;
     m_library.registerCallback(CAMERASOURCE_ID, CB_PUSHNATIVEIMAGE, nullptr, nullptr);
     m_library.registerCallback(ENGINE_MODULE_ID, CB_HOSTTEXT, reinterpret_cast<void*>(&onText), nullptr);
 }
@@ -44,13 +37,13 @@ HostExchange::~HostExchange() {
     m_library.command(CAMERASOURCE_ID, LUMETRA_CMD_STOP, u"");
     m_library.unregisterCallback(CAMERASOURCE_ID, CB_PUSHNATIVEIMAGE);
     m_library.unregisterCallback(ENGINE_MODULE_ID, CB_HOSTTEXT);
-    currentExchange = nullptr;
+    s_current = nullptr;
 }
 
 // The answer has to live until the library has copied it, which it does on this thread right after the call.
 const char16_t* HostExchange::onText(void*, const char16_t* text) {
     thread_local std::u16string answer;
-    HostExchange* const host = currentExchange;
+    HostExchange* const host = s_current;
     answer = host == nullptr ? std::u16string(text) : toUtf16(host->answer(toUtf8(text)));
     return answer.c_str();
 }

@@ -31,6 +31,7 @@ private:
     std::string answer(const std::string& text);
     void savePicture(const Bytes& jpeg);
 
+    static inline std::atomic<HostExchange*> s_current = nullptr;
     const Options& m_options;
     const LibraryTable& m_library;
 };

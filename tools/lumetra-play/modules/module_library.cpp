@@ -4,22 +4,12 @@
 #include <dlfcn.h>
 #include <sys/stat.h>
 
-#include <atomic>
 #include <memory>
 
 #include "LumetraCore/LumetraModule.h"
 #include "tools/lumetra-play/run/play_error.h"
 
 namespace fs = std::filesystem;
-
-namespace {
-
-fs::path numbered(const fs::path& folder, const fs::path& original) {
-    static std::atomic<int> count = 0;
-    return moduleFile(folder, original.filename().string() + "-" + std::to_string(++count));
-}
-
-}  // namespace
 
 fs::path findModule(const std::string& name, const std::string& requested) {
     std::vector<fs::path> folders = moduleFoldersOfProgram();
@@ -40,7 +30,8 @@ FileStamp stampOf(const fs::path& file) {
 }
 
 LibraryCopy::LibraryCopy(const fs::path& from)
-    : original(stampOf(from)), file(numbered(m_folder.path(), from)) {
+    : original(stampOf(from)),
+      file(moduleFile(m_folder.path(), from.filename().string() + "-" + std::to_string(++s_count))) {
     std::error_code error;
     fs::create_directory(file.parent_path(), error);
     if (!error) fs::copy_file(from, file, error);

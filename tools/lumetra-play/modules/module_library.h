@@ -3,6 +3,7 @@
 #ifndef LUMETRA_PLAY_MODULE_LIBRARY_H
 #define LUMETRA_PLAY_MODULE_LIBRARY_H
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -21,6 +22,7 @@ FileStamp stampOf(const std::filesystem::path& file);
 /// A copy under a name of its own: the loader gives a library that it has open again, whatever its file holds
 /// by now, and a file that changes under it changes the code that runs. Gone with this.
 class LibraryCopy {
+    static inline std::atomic<int> s_count = 0;
     const ScratchFolder m_folder;
 
 public:

@@ -1,7 +1,6 @@
 // module_threads.cpp - reading lines, and comparing what stat() says of files.
 #include "tools/lumetra-play/modules/module_threads.h"
 
-#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -46,15 +45,15 @@ void reload(const std::string& name, const FileStamp& change, EngineSession& eng
 }  // namespace
 
 void readCommands(EngineSession& engine, StopRequest& stop, const StopSignal& end) {
-    constexpr int LOOK_AGAIN_MS = 500;
+    constexpr std::chrono::milliseconds LOOK_AGAIN(500);
     char bytes[4096];
     for (std::string typed;;) {
         // Who reads from the background is stopped by the system.
         const bool background = isatty(STDIN_FILENO) == 1 && tcgetpgrp(STDIN_FILENO) != getpgrp();
-        pollfd waiting[] = {{end.descriptor(), POLLIN, 0}, {background ? -1 : STDIN_FILENO, POLLIN, 0}};
-        if (poll(waiting, 2, background ? LOOK_AGAIN_MS : -1) < 0 && errno != EINTR) return;
-        if (waiting[0].revents != 0) return;
-        if (waiting[1].revents == 0) continue;
+        const auto wait = background ? end.waitReadable(-1, StopSignal::Clock::now() + LOOK_AGAIN)
+                                     : end.waitReadable(STDIN_FILENO);
+        if (wait == StopSignal::Wait::Stopped) return;
+        if (wait == StopSignal::Wait::TimeIsUp) continue;
         const ssize_t size = read(STDIN_FILENO, bytes, sizeof bytes);
         if (size < 0 && (errno == EINTR || errno == EAGAIN)) continue;
         if (size <= 0) return obey(typed, engine, stop);

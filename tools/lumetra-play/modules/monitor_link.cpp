@@ -1,16 +1,9 @@
 // monitor_link.cpp - reading what FrameMonitor logs.
 #include "tools/lumetra-play/modules/monitor_link.h"
 
-#include <atomic>
 #include <nlohmann/json.hpp>
 
 #include "tools/support/text.h"
-
-namespace {
-
-std::atomic<MonitorLink*> currentLink = nullptr;
-
-}  // namespace
 
 std::optional<MonitorReport> readReport(const std::string& line) try {
     const Json document = Json::parse(line);
@@ -46,14 +39,14 @@ std::optional<FrameDigests> readDigests(const std::string& line) try {
 
 MonitorLink::MonitorLink(const LibraryTable& library, PixelCheck* check)
     : m_library(library), m_check(check) {
-    currentLink = this;
+    s_current = this;
     m_library.registerCallback(FRAMEMONITOR_ID, CB_LOG, reinterpret_cast<void*>(&onLine), nullptr);
 }
 
 MonitorLink::~MonitorLink() {
     // After this the module calls no more, so nobody can still be using the link.
     m_library.unregisterCallback(FRAMEMONITOR_ID, CB_LOG);
-    currentLink = nullptr;
+    s_current = nullptr;
 }
 
 MonitorReport MonitorLink::report() {
@@ -75,7 +68,7 @@ int MonitorLink::command(std::int32_t number, const std::string& text) const {
 }
 
 void MonitorLink::onLine(std::int32_t, const char16_t* text) {
-    if (MonitorLink* const link = currentLink) link->take(toUtf8(text));
+    if (MonitorLink* const link = s_current) link->take(toUtf8(text));
 }
 
 void MonitorLink::take(const std::string& line) {

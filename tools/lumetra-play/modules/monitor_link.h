@@ -4,6 +4,7 @@
 #ifndef LUMETRA_PLAY_MONITOR_LINK_H
 #define LUMETRA_PLAY_MONITOR_LINK_H
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -20,6 +21,9 @@ struct MonitorReport {
     std::int64_t medianUs = 0, p99Us = 0, maxUs = 0;  ///< from push to notification
     double meanGrey = 0;                              ///< 0 to 255, over all frames that were measured
     std::int64_t newestFrame = -1;                    ///< -1 before the first grey frame
+
+    double medianMs() const { return static_cast<double>(medianUs) / 1000; }
+    double p99Ms() const { return static_cast<double>(p99Us) / 1000; }
 };
 
 struct FrameDigests {
@@ -47,6 +51,7 @@ private:
     void take(const std::string& line);
     int command(std::int32_t number, const std::string& text) const;
 
+    static inline std::atomic<MonitorLink*> s_current = nullptr;
     const LibraryTable& m_library;
     PixelCheck* const m_check;
     std::mutex m_mutex;  // guards m_report

@@ -60,16 +60,14 @@ void onLogLine(std::int32_t level, const char16_t* text) {
     output::onLogLine(level, text);
 }
 
-void* logFunction() {
-    return reinterpret_cast<void*>(&onLogLine);
-}
+void* const LOG_FUNCTION = reinterpret_cast<void*>(&onLogLine);
 
 }  // namespace
 
 EngineSession::EngineSession(const LibraryTable& library, std::string modulePath)
     : m_library(library), m_modulePath(std::move(modulePath)) {
     m_library.initialize();
-    m_library.registerCallback(ENGINE_MODULE_ID, CB_LOG, logFunction(), nullptr);
+    m_library.registerCallback(ENGINE_MODULE_ID, CB_LOG, LOG_FUNCTION, nullptr);
 }
 
 EngineSession::~EngineSession() {
@@ -151,7 +149,7 @@ void EngineSession::open(Module& module, const fs::path& file) {
     module.id = id;
     const LUMETRA_TEXTRESULTFN function = &onResult;
     inModule(name, "be configured", [&] {
-        m_library.registerCallback(id, CB_LOG, logFunction(), nullptr);
+        m_library.registerCallback(id, CB_LOG, LOG_FUNCTION, nullptr);
         module.handsOutTexts =
             m_library.command(id, LUMETRA_CMD_RESULTFORM, u"") == LUMETRA_RESULTFORM_TEXT &&
             m_library.registerCallback(id, CB_TYPE2, reinterpret_cast<void*>(function), &module) == 1;

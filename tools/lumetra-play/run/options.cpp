@@ -285,8 +285,3 @@ Options::View parseView(const std::string& text) {
         throw PlayError("--view=" + text + " is no address and port: use brackets, as in [::1]:8080");
     return {address, *port};
 }
-
-std::int32_t defaultFlags(LUMETRA_IMGFORMATTYPE format) {
-    return format == LUMETRA_IMGFORMAT_YUYV ? LUMETRA_CONVERT_GRAY
-                                            : LUMETRA_CONVERT_GRAY | LUMETRA_CONVERT_PYRAMID;
-}

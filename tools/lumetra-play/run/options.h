@@ -70,18 +70,11 @@ std::optional<Options> parseOptions(int argc, const char* const* argv);
 /// Whether an input is a path, and neither a URL (file:, concat: and their like included) nor standard input.
 bool isPath(const std::string& input);
 
-/// Names joined by commas, such as "gray,pyramid", or a number. @throws PlayError otherwise
-std::int32_t parseFlags(const std::string& text);
-/// "640x480". @throws PlayError otherwise
-Options::Size parseSize(const std::string& text);
-/// NAME or NAME=CONFIGURATION. @throws PlayError if the name could not be a module's
-ModuleRequest parseModule(const std::string& text);
-/// NAME:NUMBER or NAME:NUMBER=TEXT. @throws PlayError otherwise
-CommandRequest parseCommand(const std::string& text);
-/// PORT or ADDRESS:PORT, an IPv6 address in brackets. @throws PlayError otherwise
-Options::View parseView(const std::string& text);
-
-/// The flags with which a format works out of the box: packed luma has neither flip nor supplied levels.
-std::int32_t defaultFlags(LUMETRA_IMGFORMATTYPE format);
+/// The small languages of option values. @throws PlayError for any other text
+std::int32_t parseFlags(const std::string& text);    ///< names joined by commas, "gray,pyramid", or a number
+Options::Size parseSize(const std::string& text);    ///< "640x480"
+ModuleRequest parseModule(const std::string& text);  ///< NAME or NAME=CONFIGURATION
+CommandRequest parseCommand(const std::string& text);  ///< NAME:NUMBER or NAME:NUMBER=TEXT
+Options::View parseView(const std::string& text);      ///< PORT or ADDRESS:PORT, an IPv6 address in brackets
 
 #endif

@@ -66,8 +66,10 @@ Play::Play(const Options& options, StopRequest& stop) : m_options(options), m_st
     Picture& picture = m_summary.picture;
     if (m_source) picture = m_source->picture();
     m_summary.source = camera ? cameraFacts(options, picture) : m_source->facts();
-    const std::int32_t usualFlags = camera ? LUMETRA_CONVERT_GRAY : defaultFlags(picture.format);
-    const std::int32_t flags = m_summary.flags = options.flags.value_or(usualFlags);
+    // Packed luma has neither a flip nor supplied levels, and a camera supplies none.
+    const bool supplied = !camera && picture.format != LUMETRA_IMGFORMAT_YUYV;
+    const std::int32_t usual = LUMETRA_CONVERT_GRAY | (supplied ? LUMETRA_CONVERT_PYRAMID : 0);
+    const std::int32_t flags = m_summary.flags = options.flags.value_or(usual);
     m_summary.pyramid = !camera && options.pyramid.value_or((flags & LUMETRA_CONVERT_PYRAMID) != 0);
     const bool grey = picture.format == LUMETRA_IMGFORMAT_GRAY8 || (flags & LUMETRA_CONVERT_GRAY) != 0;
     if (options.check && !grey) throw PlayError("--check needs grey frames: add gray to --flags");

@@ -8,16 +8,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <mutex>
 
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/view/output.h"
 #include "tools/support/module_files.h"
 
 namespace {
-
-std::mutex waitingMutex;
-std::list<std::string> waiting;  // guarded by the mutex above
 
 sigset_t endingSignals() {
     sigset_t signals;
@@ -36,20 +32,10 @@ sigset_t endingSignals() {
 
 }  // namespace
 
-WaitingFor::WaitingFor(std::string what) {
-    const std::lock_guard lock(waitingMutex);
-    m_entry = waiting.insert(waiting.end(), std::move(what));
-}
-
-WaitingFor::~WaitingFor() {
-    const std::lock_guard lock(waitingMutex);
-    waiting.erase(m_entry);
-}
-
 std::string WaitingFor::all() {
-    const std::lock_guard lock(waitingMutex);
+    const std::lock_guard lock(s_mutex);
     std::string text;
-    for (const std::string& what : waiting) text += (text.empty() ? "" : ", ") + what;
+    for (const WaitingFor* each : s_all) text += (text.empty() ? "" : ", ") + each->m_what;
     return text;
 }
 

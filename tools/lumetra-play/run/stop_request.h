@@ -7,10 +7,12 @@
 
 #include <atomic>
 #include <chrono>
-#include <list>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "plugins/support/stop_signal.h"
 
@@ -64,15 +66,22 @@ private:
 /// What the program waits for as long as this lives: whoever waits too long, or ends it by a signal, is told.
 class WaitingFor {
 public:
-    explicit WaitingFor(std::string what);  ///< "the module NAME to be loaded"
-    ~WaitingFor();
-    WaitingFor(const WaitingFor&) = delete;
-    WaitingFor& operator=(const WaitingFor&) = delete;
+    /// @param what  such as "the module NAME to be loaded"
+    explicit WaitingFor(std::string what) : m_what(std::move(what)) {
+        const std::lock_guard lock(s_mutex);
+        s_all.push_back(this);
+    }
+    ~WaitingFor() {
+        const std::lock_guard lock(s_mutex);
+        std::erase(s_all, this);
+    }
 
     static std::string all();  ///< what is waited for now, oldest first; empty if nothing is
 
 private:
-    std::list<std::string>::iterator m_entry;
+    const std::string m_what;
+    static inline std::mutex s_mutex;  // guards the next
+    static inline std::vector<const WaitingFor*> s_all;
 };
 
 #endif

@@ -59,11 +59,10 @@ Usage waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const 
 
 std::string progressText(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor,
                          const Usage& usage, std::size_t columns) {
-    const auto ms = [](std::int64_t microseconds) { return static_cast<double>(microseconds) / 1000; };
     std::string line = "delivered " + std::to_string(monitor.distinct) + "/" + std::to_string(pushed);
     for (const std::string& part :
          {"dropped " + std::to_string(dropped),
-          formatted("latency %.2f ms (p99 %.2f ms)", ms(monitor.medianUs), ms(monitor.p99Us)),
+          formatted("latency %.2f ms (p99 %.2f ms)", monitor.medianMs(), monitor.p99Ms()),
           formatted("cpu %.0f %%", usage.processorPercent()),
           formatted("wake-ups %.0f/s", usage.wakeUpsPerSecond())}) {
         if (line.size() + 2 + part.size() > columns) break;

@@ -12,10 +12,6 @@ double rounded(double value) {
     return std::round(value * 1000) / 1000;
 }
 
-double milliseconds(std::int64_t microseconds) {
-    return static_cast<double>(microseconds) / 1000;
-}
-
 std::string counted(std::int64_t number, const char* what) {
     return std::to_string(number) + " " + what;
 }
@@ -89,8 +85,8 @@ std::string summaryText(const Summary& summary) {
                           counted(monitor.duplicates, "duplicates"));
     line("refused", summary.refused > 0 ? counted(summary.refused, "frames, by the library") : "");
     line("rate", formatted("%.1f frames/s", monitor.framesPerSecond));
-    line("latency", formatted("median %.2f ms, p99 %.2f ms from push to notification",
-                              milliseconds(monitor.medianUs), milliseconds(monitor.p99Us)));
+    line("latency", formatted("median %.2f ms, p99 %.2f ms from push to notification", monitor.medianMs(),
+                              monitor.p99Ms()));
     line("mean grey", monitor.newestFrame >= 0 ? formatted("%.1f", monitor.meanGrey) : "");
     line("unread", monitor.unread > 0 ? counted(monitor.unread, "frames were not grey") : "");
     line("cpu", formatted("%.0f %%, %.0f wake-ups/s", summary.usage.processorPercent(),
