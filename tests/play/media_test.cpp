@@ -51,8 +51,8 @@ protected:
             played.frames.push_back(frame);
             played.times.push_back(time);
         }
-        played.remark = source->remark();
-        played.error = source->error();
+        played.remark = source->facts().remark;
+        played.error = source->facts().error;
         return played;
     }
     std::string refusal(const std::string& clip, const Options& options = {}) {

@@ -1,5 +1,4 @@
-// frame_source.h - where frames come from. One thread. A source has one picture size and format for all its
-// frames.
+// frame_source.h - where frames come from. One thread. All frames of a source have one size and format.
 #ifndef LUMETRA_PLAY_FRAME_SOURCE_H
 #define LUMETRA_PLAY_FRAME_SOURCE_H
 
@@ -18,6 +17,9 @@ struct SourceFacts {
     int rotation = 0;                      ///< degrees clockwise by which it is turned to stand upright
     double framesPerSecond = 0;
     std::string conversion;  ///< how its pixels become those that are pushed
+    bool live = false;       ///< frames come when they are there, as a camera's; their times set no pace
+    std::string remark;      ///< of the end, such as a frame that was cut off
+    std::string error;       ///< why an input after the first one could not be played
 };
 
 class FrameSource {
@@ -26,21 +28,13 @@ public:
 
     const Picture& picture() const { return m_picture; }
     const SourceFacts& facts() const { return m_facts; }
-    /// Frames come when they are there, such as a camera's; their times set no pace.
-    bool isLive() const { return m_live; }
     /// Replaces `frame` by level 0 of the next frame; false at the end, or if the stop request came.
     /// @param seconds  receives the frame's time, which never decreases
     virtual bool read(Bytes& frame, double& seconds) = 0;
-    /// What should be known of the end, such as a frame that was cut off; otherwise empty.
-    const std::string& remark() const { return m_remark; }
-    /// Why an input after the first one could not be played; otherwise empty.
-    const std::string& error() const { return m_error; }
 
 protected:
     Picture m_picture;
     SourceFacts m_facts;
-    bool m_live = false;
-    std::string m_remark, m_error;
 };
 
 /// The source that the options name; `stop` must outlive it.

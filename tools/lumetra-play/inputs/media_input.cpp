@@ -10,7 +10,6 @@
 #include <cstring>
 #include <filesystem>
 #include <span>
-#include <utility>
 
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/view/output.h"
@@ -86,6 +85,14 @@ std::string rawPixels(const std::string& name) {
     if (av_get_pix_fmt(pixels.c_str()) == AV_PIX_FMT_NONE)
         throw PlayError("--raw " + name + " is no pixel format: use one such as yuyv422, nv12 or rgb24");
     return pixels;
+}
+
+bool isLive(const std::string& name, const AVInputFormat& format) {
+    const bool device =
+        format.priv_class != nullptr && format.priv_class->category == AV_CLASS_CATEGORY_DEVICE_VIDEO_INPUT;
+    const std::string_view reader = format.name;
+    return device || reader == "rtsp" || reader == "sdp" || reader == "rtp" || name.starts_with("udp:") ||
+           name.starts_with("srt:");
 }
 
 // Degrees clockwise.
@@ -239,8 +246,9 @@ void MediaInput::openDecoder() {
     m_codec->pkt_timebase = m_stream->time_base;
     const double rate = av_q2d(av_guess_frame_rate(m_format.get(), m_stream, nullptr));
     if (rate > 0 && rate < 1e6) m_facts.framesPerSecond = rate;  // 0/1 and 0/0 stand for unknown
+    m_facts.live = isLive(m_facts.name, *m_format->iformat);
     // Frames in several threads come later by as many frames, which a camera's viewer would see.
-    m_codec->thread_count = isLive() ? 1 : LUMETRA_PLAY_DECODER_THREADS;
+    m_codec->thread_count = m_facts.live ? 1 : LUMETRA_PLAY_DECODER_THREADS;
     const int result =
         decoder == nullptr ? AVERROR_DECODER_NOT_FOUND : avcodec_open2(m_codec.get(), decoder, nullptr);
     if (result < 0)
@@ -324,14 +332,6 @@ bool MediaInput::seek(double seconds) {
     m_drained = false;
     m_end = 0;
     return true;
-}
-
-bool MediaInput::isLive() const {
-    const AVClass* const kind = m_format->iformat->priv_class;
-    const std::string_view name = m_format->iformat->name;
-    return (kind != nullptr && kind->category == AV_CLASS_CATEGORY_DEVICE_VIDEO_INPUT) || name == "rtsp" ||
-           name == "sdp" || name == "rtp" || m_facts.name.starts_with("udp:") ||
-           m_facts.name.starts_with("srt:");
 }
 
 bool MediaInput::isPipe() const {

@@ -43,7 +43,6 @@ public:
 
     /// The rotation is that of the last picture.
     const SourceFacts& facts() const { return m_facts; }
-    bool isLive() const;
     bool isPipe() const;  ///< what was read is gone
     /// After the end: what was missing or broken; empty if nothing was.
     std::string damage() const;

@@ -57,8 +57,7 @@ public:
         const std::uint8_t* corner = source.data[0];
         std::ptrdiff_t right = pixel, down = source.linesize[0];
         std::ptrdiff_t height = m_unturned.height, width = m_unturned.width;
-        // A quarter turn clockwise begins at the lower left, goes right where it was up, down where it was
-        // right.
+        // A quarter turn clockwise begins at the lower left, its right was up, and its down was right.
         for (int turned = 0; turned < m_rotation; turned += 90) {
             corner += (height - 1) * down;
             right = -std::exchange(down, right);
@@ -139,7 +138,6 @@ public:
                 !std::filesystem::exists(input))
                 throw systemError("cannot open " + input, ENOENT, "check the path");
         m_waiting = openNext();
-        m_live = m_input->isLive();
         m_facts = m_input->facts();
         if (m_waiting == nullptr) refuseEmpty();
         if (options.inputs.size() > 1)
@@ -167,7 +165,7 @@ public:
     } catch (const EndedEarly&) {
         return false;  // what has been played is something to report
     } catch (const PlayError& error) {
-        m_error = error.what();
+        m_facts.error = error.what();
         return false;
     }
 
@@ -177,8 +175,8 @@ private:
         m_input.reset();  // a device can be opened once only
         m_packer.reset();
         m_input = std::make_unique<MediaInput>(m_options.inputs[m_next++], m_options, m_stop);
-        return m_options.start > 0 && !m_input->isLive() ? m_input->readFrom(m_options.start)
-                                                         : m_input->read();
+        return m_options.start > 0 && !m_input->facts().live ? m_input->readFrom(m_options.start)
+                                                             : m_input->read();
     }
 
     [[noreturn]] void refuseEmpty() const {
@@ -198,10 +196,10 @@ private:
 
     // From an input that has ended to the next one, if there is one.
     bool advance() {
-        if (m_remark.empty()) m_remark = m_input->damage();
+        if (m_facts.remark.empty()) m_facts.remark = m_input->damage();
         if (m_stop.requested()) return false;
         if (m_next == m_options.inputs.size()) {
-            const bool canBeginAgain = m_options.loop && m_options.inputs[0] != "-" && !m_live;
+            const bool canBeginAgain = m_options.loop && m_options.inputs[0] != "-" && !m_facts.live;
             if (!canBeginAgain || std::isinf(m_last)) return false;
             m_next = 0;
         }
@@ -209,8 +207,7 @@ private:
         return true;
     }
 
-    // Times begin again with every input, and some streams jump back: the next frame then follows by a
-    // period.
+    // Times begin again with every input, and some streams jump back: the next frame follows by a period.
     double steadyTime(double seconds) {
         constexpr double USUAL_RATE = 30;
         const double rate = m_facts.framesPerSecond > 0 ? m_facts.framesPerSecond : USUAL_RATE;

@@ -1,7 +1,6 @@
 // host_exchange.h - what the host of a module that pushes frames does with them: it sees each frame's
-// descriptor, with a JPEG if forwarding is on, keeps the picture and answers with a descriptor of its own.
-// Frames arrive on the module's thread. One exchange exists at a time, since the callback has no user
-// pointer.
+// descriptor, with a JPEG if forwarding is on, keeps the picture and answers with a descriptor of its own, on
+// the module's thread. One exchange exists at a time, since the callback has no user pointer.
 #ifndef LUMETRA_PLAY_HOST_EXCHANGE_H
 #define LUMETRA_PLAY_HOST_EXCHANGE_H
 

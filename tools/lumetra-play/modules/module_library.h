@@ -1,5 +1,4 @@
-// module_library.h - the file of a module's library: where it lies, whether it changes, whether it loads. Any
-// thread.
+// module_library.h - the file of a module: where it lies, whether it changes, whether it loads. Any thread.
 #ifndef LUMETRA_PLAY_MODULE_LIBRARY_H
 #define LUMETRA_PLAY_MODULE_LIBRARY_H
 
@@ -33,8 +32,7 @@ public:
     const std::filesystem::path file;
 };
 
-/// The id that the library of a module gives. @throws PlayError with the reason if it is no module that takes
-/// frames
+/// The id that the library gives. @throws PlayError with the reason if it is no module that takes frames
 std::int32_t idOfLibrary(const std::filesystem::path& file);
 
 #endif

@@ -1,5 +1,5 @@
-// module_threads.h - what goes on with modules while frames flow, each on a thread of its own until `end` is
-// set.
+// module_threads.h - what goes on with modules while frames flow, each on a thread of its own until its
+// `end`.
 #ifndef LUMETRA_PLAY_MODULE_THREADS_H
 #define LUMETRA_PLAY_MODULE_THREADS_H
 
@@ -7,8 +7,7 @@
 #include "tools/lumetra-play/run/engine_session.h"
 #include "tools/lumetra-play/run/stop_request.h"
 
-/// Obeys standard input: NAME:NUMBER[=TEXT] a line, q to end. Reads a terminal only while the program is in
-/// its foreground.
+/// Obeys standard input: NAME:NUMBER[=TEXT] a line, q to end. A terminal is read only from its foreground.
 void readCommands(EngineSession& engine, StopRequest& stop, const StopSignal& end);
 
 /// Reloads watched modules when their files change; looks twenty times a second.

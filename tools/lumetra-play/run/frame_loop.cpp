@@ -83,7 +83,7 @@ bool Play::readFrame() {
 
 bool Play::waitForTurn() {
     if (m_options.framesPerSecond) m_nextSeconds = m_pushed / *m_options.framesPerSecond;
-    const bool unpaced = m_options.fast || (m_source->isLive() && !m_options.framesPerSecond);
+    const bool unpaced = m_options.fast || (m_source->facts().live && !m_options.framesPerSecond);
     if (!unpaced && !m_stop.waitUntil(m_pacer.nextDue(Clock::now(), m_nextSeconds))) return false;
     // Frames of one millisecond would replace one another in the engine.
     while (systemMicroseconds() / 1000 == m_lastPushMs) std::this_thread::sleep_for(50us);

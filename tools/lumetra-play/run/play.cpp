@@ -11,10 +11,8 @@
 
 #include "plugins/LiveView/LiveView.h"
 #include "tools/lumetra-play/modules/module_threads.h"
-#include "tools/lumetra-play/run/engine_session.h"
 #include "tools/lumetra-play/view/output.h"
 #include "tools/lumetra-play/view/sheet.h"
-#include "tools/lumetra-play/view/summary.h"
 #include "tools/support/text.h"
 
 namespace {
@@ -85,8 +83,8 @@ ExitStatus Play::run() {
     loadModules();
     playFrames();
     m_stop.stop();
-    if (m_source) m_summary.remark = m_source->remark();
-    if (m_source) m_summary.error = m_source->error();
+    if (m_source) m_summary.source = m_source->facts();
+    m_summary.error = m_summary.source.error;
     // What fails from here on leaves the figures as they are.
     const auto attempt = [this](const auto& step) {
         try {
@@ -129,9 +127,8 @@ std::string Play::loadView() {
         throw PlayError("the live view cannot be served (" + output::logCounts().lastWarning +
                         "): name another port, or an address of this machine, by --view=[ADDRESS:]PORT");
     // One that stands for all addresses is none that a browser can go to.
-    std::string address = view.address == "0.0.0.0" ? "127.0.0.1"
-                          : view.address == "::"    ? "::1"
-                                                    : view.address;
+    const bool all = view.address == "0.0.0.0" || view.address == "::";
+    std::string address = all ? "127.0.0.1" : view.address;
     if (address.find(':') != std::string::npos) address = "[" + address + "]";
     const std::string page = "http://" + address + ":" + std::to_string(port) + "/";
     output::showResult("live view: " + page);

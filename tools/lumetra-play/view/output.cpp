@@ -40,8 +40,7 @@ std::string eraseProgress() {
 }  // namespace
 
 void takeOverStandardOutput() {
-    // Whatever is opened later would take the place of a descriptor that is closed. Reading from this 0
-    // fails.
+    // Whatever is opened later would take the place of a closed descriptor. Reading from this 0 fails.
     for (const int descriptor : {0, 1, 2})
         if (fcntl(descriptor, F_GETFD) < 0) {
             if (open("/dev/null", descriptor == 0 ? O_WRONLY : O_RDONLY) < 0) std::abort();

@@ -1,8 +1,7 @@
 // output.h - where the program writes: results to standard output, everything said meanwhile to standard
 // error, the log included, with the progress line that stands below it on a terminal. Any thread; there is
-// one of each in a process. The library prints lines of its own to standard output, some of them while it is
-// loaded: after takeOverStandardOutput() they go to standard error, and only writeLine() reaches the real
-// one.
+// one of each in a process. The library prints lines of its own to standard output, some while it is loaded:
+// after takeOverStandardOutput() they go to standard error, and only writeLine() reaches the real one.
 #ifndef LUMETRA_PLAY_OUTPUT_H
 #define LUMETRA_PLAY_OUTPUT_H
 

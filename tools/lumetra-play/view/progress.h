@@ -23,8 +23,7 @@ struct Usage {
 Usage usedSoFar();  ///< of real time: since some moment
 Usage operator-(const Usage& now, const Usage& before);
 
-/// A frame that old has been delivered or dropped: the engine drops what it has not begun to deliver after
-/// 100 ms.
+/// A frame that old has been delivered or dropped, which the engine does to what waits for 100 ms.
 constexpr auto SURELY_DECIDED_AFTER = std::chrono::milliseconds(250);
 
 /// Waits until as many frames were delivered, or no further one comes. What was used from `before` until

@@ -35,8 +35,7 @@ std::string moduleText(const Json& module) {
            (module["reloads"] > 0 ? ", reloaded " + module["reloads"].dump() + " times" : "");
 }
 
-Json sourceJson(const Summary& summary) {
-    const SourceFacts& source = summary.source;
+Json sourceJson(const SourceFacts& source) {
     Json json = {{"name", source.name}, {"width", source.width}, {"height", source.height}};
     if (!source.codec.empty())
         json.update(Json{{"container", source.container},
@@ -44,7 +43,7 @@ Json sourceJson(const Summary& summary) {
                          {"pixels", source.pixels},
                          {"rotation", source.rotation}});
     if (source.framesPerSecond > 0) json["framesPerSecond"] = rounded(source.framesPerSecond);
-    if (!summary.remark.empty()) json["remark"] = summary.remark;
+    if (!source.remark.empty()) json["remark"] = source.remark;
     return json;
 }
 
@@ -101,13 +100,13 @@ std::string summaryText(const Summary& summary) {
                          counted(summary.exchange->pictures, "pictures saved, ") +
                          counted(summary.exchange->failedWrites, "not saved"));
     line("sheet", summary.sheet);
-    line("remark", summary.remark);
+    line("remark", summary.source.remark);
     return text;
 }
 
 std::string summaryJson(const Summary& summary, ExitStatus status) {
     Json json = documentOf(status);
-    json["source"] = sourceJson(summary);
+    json["source"] = sourceJson(summary.source);
     json["format"] = {{"name", formatName(summary.picture.format)},
                       {"width", summary.picture.width},
                       {"height", summary.picture.height},

@@ -33,7 +33,7 @@ struct Summary {
     std::optional<ExchangeCounts> exchange;  ///< with a camera
     std::string sheet;                       ///< path; empty if none was asked for
     std::string page;                        ///< of the live view; empty without
-    std::string remark, error;               ///< of the source; may be empty
+    std::string error;                       ///< what went wrong all the same
 
     std::int64_t dropped() const { return pushed - monitor.distinct; }  ///< refused ones too
 };
