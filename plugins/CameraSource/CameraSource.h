@@ -5,7 +5,8 @@
 // function, null). CB_LOG, likewise, says what goes wrong and takes reports.
 //
 // Configuration: a JSON object; a value of another type counts as missing.
-//   "source"  "scene" (by default), the path of a video device, or that of a file or named pipe of raw frames
+//   "source"  "scene" (by default: moving waves, discs and bars), the path of a video device, or that of a
+//             file or named pipe of raw frames
 //   "width", "height"  pixels, required: those of the engine's configuration
 //   "format"  "rgb", "bgr", "bgra", "yuyv" (by default) or "gray": that of the engine's configuration
 //   "fps"     frames a second of a scene or file, 0.01 to 500, by default 30; a device is asked for it, and a

@@ -5,7 +5,8 @@ _lumetra_inspect() {
     _init_completion || return
     case $prev in
         --from) _filedir -d ;;
-        --timeout) ;;
+        --only) mapfile -t COMPREPLY < <(compgen -W "$("$1" --list-checks | cut -d' ' -f1)" -- "$cur") ;;
+        --timeout | --seed | --config | --jobs) ;;
         *)
             if [[ $cur == -* ]]; then
                 mapfile -t COMPREPLY < <(compgen -W "$(_parse_help "$1")" -- "$cur")
