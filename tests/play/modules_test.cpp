@@ -44,6 +44,13 @@ protected:
         return WIFEXITED(result) ? WEXITSTATUS(result) : -1;
     }
 
+    // Shell words that wait until the file has these; a player that ends early does not hold them up for
+    // ever.
+    std::string untilSaid(const std::string& words, const char* stream) {
+        return " for i in $(seq 600); do grep -q '" + words + "' " + folder.file(stream) +
+               " && break; sleep 0.1; done; ";
+    }
+
     TemporaryFolder folder;
     const std::string file = folder.file("Text.framework/Text");
     std::string out, err;  // of the last run
@@ -90,8 +97,7 @@ TEST_F(DrivenModules, ThatDoNotLoadSayWhyAndWhereToLook) {
 
 TEST_F(DrivenModules, ThatThrowAreNamedAndEndNothingElse) {
     EXPECT_EQ(0, play("--frames 0 --size 32x16 --module Text --command -",
-                      "echo Text:1003; echo Text:1000=alive; while ! grep -q frame " + folder.file("out") +
-                          "; do sleep 0.1; done; echo q"));
+                      "echo Text:1003; echo Text:1000=alive;" + untilSaid("frame", "out") + "echo q"));
     EXPECT_THAT(out, HasSubstr("\"heard\":\"alive\"")) << err;
     struct Case {
         const char* arguments;
@@ -124,17 +130,14 @@ TEST_F(DrivenModules, AreShownInALiveViewThatIsAModuleLikeOthers) {
 }
 
 TEST_F(DrivenModules, ThatHangAreNamedToWhoeverEndsTheProgram) {
-    const std::string thenInterrupt = "; do sleep 0.1; done; kill -INT $pid; ";
-    EXPECT_EQ(130, play("--frames 0 --size 32x16 --module Text=hang & pid=$!; while ! grep -q frame " +
-                        folder.file("out") + thenInterrupt + "while ! grep -q Ctrl-C " + folder.file("err") +
-                        thenInterrupt + "wait $pid"));
+    EXPECT_EQ(130, play("--frames 0 --size 32x16 --module Text=hang & pid=$!;" + untilSaid("frame", "out") +
+                        "kill -INT $pid;" + untilSaid("Ctrl-C", "err") + "kill -INT $pid; wait $pid"));
     EXPECT_THAT(err, HasSubstr("ended at once, waiting for a frame that is still in the module Text"));
 }
 
 TEST_F(DrivenModules, ThatHangAfterTheLastFrameKeepNoSummaryBackAndAreNamed) {
-    EXPECT_EQ(130,
-              play("--frames 3 --json --size 32x16 --module Text=hang & pid=$!; while ! grep -q 'Ctrl-C' " +
-                   folder.file("err") + "; do sleep 0.1; done; kill -INT $pid; wait $pid"));
+    EXPECT_EQ(130, play("--frames 3 --json --size 32x16 --module Text=hang & pid=$!;" +
+                        untilSaid("Ctrl-C", "err") + "kill -INT $pid; wait $pid"));
     EXPECT_EQ(3, parseJson(out)["frames"]["pushed"]) << out;
     EXPECT_THAT(err, HasSubstr("waiting for a frame that is still in the module Text; Ctrl-C ends it"));
     EXPECT_THAT(err, HasSubstr("ended at once, waiting for a frame that is still in the module Text"));
@@ -166,8 +169,7 @@ TEST_F(DrivenModules, AreReloadedWhileTheProgramPlays) {
         put(SECOND);
     });
     EXPECT_EQ(0, play("--frames 0 --seconds 60 --size 32x16 --watch Text --module Text=abc --command -",
-                      "while ! grep -q reloaded " + folder.file("err") +
-                          "; do sleep 0.1; done; echo Text:1000; echo q"));
+                      untilSaid("reloaded", "err") + "echo Text:1000; echo q"));
     change.join();
     EXPECT_THAT(err, HasSubstr("file too short"));
     EXPECT_THAT(err, HasSubstr("Text: reloaded, "));

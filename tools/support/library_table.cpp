@@ -3,6 +3,7 @@
 
 #include <dlfcn.h>
 
+#include "tools/support/module_files.h"
 #include "tools/support/text.h"
 
 namespace fs = std::filesystem;
@@ -25,9 +26,14 @@ private:
 
 }  // namespace
 
-// With a folder in its name the loader takes this very file; else it goes where the program's run path leads.
+// With a folder in its name the loader takes this very file; else it goes where the program's run path leads,
+// which the address sanitizer's dlopen() does not know.
 void* LibraryTable::open(const std::string& path) {
-    const std::string file = path.empty() ? LUMETRA_LIBRARY_NAME : fs::absolute(path).string();
+    const fs::path built = programFolder() / "../lib" / LUMETRA_LIBRARY_NAME;
+    std::error_code ignored;
+    const std::string file = !path.empty()                ? fs::absolute(path).string()
+                             : fs::exists(built, ignored) ? built.string()
+                                                          : LUMETRA_LIBRARY_NAME;
     void* const library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) throw LibraryError("cannot open the library (" + std::string(dlerror()) + ")");
     return library;

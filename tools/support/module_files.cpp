@@ -27,12 +27,16 @@ fs::path moduleFile(const fs::path& folder, const std::string& name) {
     return folder / (name + ".framework") / name;
 }
 
+fs::path programFolder() {
+    std::error_code ignored;
+    return fs::read_symlink("/proc/self/exe", ignored).parent_path();
+}
+
 std::vector<fs::path> moduleFoldersOfProgram() {
     std::error_code ignored;
-    const fs::path program = fs::read_symlink("/proc/self/exe", ignored).parent_path();
     std::vector<fs::path> found;
     for (const char* place : {"../modules", LUMETRA_MODULES_FROM_PROGRAM}) {
-        const fs::path folder = fs::weakly_canonical(program / place, ignored);
+        const fs::path folder = fs::weakly_canonical(programFolder() / place, ignored);
         if (fs::is_directory(folder, ignored)) found.push_back(folder);
     }
     return found;

@@ -9,6 +9,9 @@
 /// FOLDER/NAME.framework/NAME
 std::filesystem::path moduleFile(const std::filesystem::path& folder, const std::string& name);
 
+/// The folder that holds this program.
+std::filesystem::path programFolder();
+
 /// Where modules are built or installed beside this program; only the folders that there are.
 std::vector<std::filesystem::path> moduleFoldersOfProgram();
 
