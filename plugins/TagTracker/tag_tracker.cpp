@@ -130,7 +130,8 @@ void TagTracker::work(Search& search, const IChnk& chunk) {
                            {"width", chunk.width},   {"height", chunk.height},
                            {"level", search.level},  {"searchUs", searchTime.count()}};
     result.update(describe(tags, LevelScale(chunk, search.level)));
-    m_results.write(result.dump().c_str());
+    // Counted first, so that whoever has the result finds it counted.
     m_found += static_cast<int>(tags.size());
     ++m_searched;
+    m_results.write(result.dump().c_str());
 }

@@ -203,7 +203,7 @@ Json EngineSession::report() const {
         const std::int32_t status =
             inModule(name, "tell its status", [&] { return m_library.getStatus(module.id); });
         report.push_back(
-            {{"name", name}, {"id", module.id}, {"status", status}, {"reloads", module.reloads}});
+            {{"name", name}, {"id", module.id.load()}, {"status", status}, {"reloads", module.reloads}});
         const std::lock_guard lock(module.mutex);
         if (module.handsOutTexts)
             report.back().update({{"results", module.results}, {"lastResult", parseJson(module.lastResult)}});

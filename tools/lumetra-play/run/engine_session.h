@@ -4,6 +4,7 @@
 #ifndef LUMETRA_PLAY_ENGINE_SESSION_H
 #define LUMETRA_PLAY_ENGINE_SESSION_H
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -24,7 +25,7 @@ public:
         const ModuleRequest request;
         const std::filesystem::path file;   // its own
         std::unique_ptr<LibraryCopy> copy;  // of a watched one: what the engine has opened
-        std::int32_t id = 0;                // once it is loaded
+        std::atomic<std::int32_t> id = 0;   // once it is loaded; commands read it while a reload sets it
         bool handsOutTexts = false;
         int reloads = 0;
         mutable std::mutex mutex;  // guards what follows
