@@ -67,7 +67,7 @@ MovingScene::MovingScene(LUMETRA_IMGFORMATTYPE format, std::int32_t width, std::
 
 void MovingScene::draw(std::uint32_t number, std::vector<std::uint8_t>& frame) {
     constexpr std::size_t PIXEL = sizeof m_palette[0][0];
-    const int n = static_cast<int>(number % (1u << 20));  // turns are whole, and no product overflows
+    const int n = static_cast<int>(number % (1u << 20));  // the waves go on, and no product overflows
     const std::size_t step = bytesPerPixel(m_format),
                       bytes = step * m_row.size() * static_cast<std::size_t>(m_height);
     frame.resize(bytes +

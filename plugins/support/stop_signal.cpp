@@ -5,7 +5,10 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <stdexcept>
+#include <string>
+#include <system_error>
 
 StopSignal::~StopSignal() {
     if (m_pipe[0] < 0) return;
@@ -20,7 +23,8 @@ void StopSignal::raise() {
 
 void StopSignal::clear() {
     if (m_pipe[0] < 0 && pipe2(m_pipe, O_CLOEXEC | O_NONBLOCK) != 0)
-        throw std::runtime_error("no pipe for the stop signal");
+        throw std::runtime_error("no pipe for a stop signal (" + std::generic_category().message(errno) +
+                                 "): close some files or programs");
     char bytes[64];
     while (read(m_pipe[0], bytes, sizeof bytes) > 0) {
     }

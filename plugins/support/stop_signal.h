@@ -14,13 +14,15 @@ public:
     StopSignal(const StopSignal&) = delete;
     StopSignal& operator=(const StopSignal&) = delete;
 
-    void raise();
+    void raise();  ///< after the first clear()
     /// Before the first wait. @throws std::runtime_error if there is no descriptor left
     void clear();
     bool isRaised() const { return !waitUntil(Clock::time_point::min()); }
-    int descriptor() const { return m_pipe[0]; }  ///< readable while it is raised
+    int descriptor() const {
+        return m_pipe[0];
+    }  ///< readable while it is raised; -1 before the first clear()
 
-    enum class Wait { Readable, Closed, Stopped, TimeIsUp };
+    enum class Wait { Readable, Closed, Stopped, TimeIsUp };  ///< Closed: the other end is, or an error waits
     /// @param file  a descriptor; -1: for nothing but the time
     Wait waitReadable(int file, Clock::time_point until = Clock::time_point::max()) const;
     /// False if the signal came first.

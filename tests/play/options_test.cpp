@@ -20,18 +20,18 @@ TEST(Options, ReadFlagsAsNumbersOrNames) {
     EXPECT_EQ(3, parseFlags("pyramid,gray"));
     EXPECT_EQ(12, parseFlags("flip,dump,flip"));
     for (const char* text : {"", "16", "-1", "gray,", ",gray", "grey", "gray pyramid", "3x", "99999999999"})
-        EXPECT_THROW(parseFlags(text), std::runtime_error) << text;
+        EXPECT_THROW(parseFlags(text), PlayError) << text;
 }
 
 TEST(Options, RefuseSizesAndModulesThatAreNone) {
     EXPECT_EQ(640, parseSize("640x480").width);
     for (const char* text : {"", "640", "x", "640x", "x480", "640x480x3", "640X480", "6.4x4", "640x 480"})
-        EXPECT_THROW(parseSize(text), std::runtime_error) << text;
+        EXPECT_THROW(parseSize(text), PlayError) << text;
     EXPECT_EQ("a=b", parseModule("Name=a=b").configuration);
     EXPECT_EQ("", parseModule("Name=").configuration);
     EXPECT_FALSE(parseModule("Name").configuration);
     for (const char* text : {"", "=x", "../Name", "FrameMonitor", "FrameMonitor={}"})
-        EXPECT_THROW(parseModule(text), std::runtime_error) << text;
+        EXPECT_THROW(parseModule(text), PlayError) << text;
 }
 
 TEST(Options, TellWhatWasGivenFromWhatWasNot) {
@@ -61,7 +61,7 @@ TEST(Options, TakeAPortForTheViewOrAny) {
     EXPECT_EQ("none", viewOf("--loop"));
     for (const char* option : {"--view=x", "--view=-1", "--view=65536", "--view=80x", "--view=:80",
                                "--view=::1:80", "--view=[::1]"})
-        EXPECT_THROW(viewOf(option), std::runtime_error) << option;
+        EXPECT_THROW(viewOf(option), PlayError) << option;
 }
 
 TEST(Options, ReadCommandsAndTheModulesToWatch) {
@@ -71,7 +71,7 @@ TEST(Options, ReadCommandsAndTheModulesToWatch) {
     EXPECT_EQ("a:b=c", command.text);
     EXPECT_EQ(3, parseCommand("102:3").number);
     for (const char* text : {"", "Name", ":3", "Name:", "Name:x", "Name:3x=1", "Name=3:4"})
-        EXPECT_THROW(parseCommand(text), std::runtime_error) << text;
+        EXPECT_THROW(parseCommand(text), PlayError) << text;
 
     const char* const line[] = {"lumetra-play", "--watch", "A", "--module", "B=1", "--watch", "B"};
     const auto modules = parseOptions(static_cast<int>(std::size(line)), line)->modules;
@@ -89,7 +89,11 @@ TEST(Options, ThatMakeNoSenseAreRefusedInOwnWords) {
         {{"--fps", "nan"}, "--fps: nan is no such number: use 0.001 to 1000"},
         {{"--fast", "--fps", "5"}, "--fps excludes --fast: see lumetra-play --help"},
         {{"--module", "A", "--module", "A=1"}, "--module: A is named twice: leave out one"},
+        {{"--watch", "A", "--watch", "A=1"}, "--watch: A is named twice: leave out one"},
+        {{"--pyramid", "--no-pyramid"}, "--pyramid is given twice: give it once"},
         {{"--view", "--module", "LiveView"}, "--view loads the module LiveView: leave out one of the two"},
+        {{"--camera", "scene", "--watch", "CameraSource"},
+         "--camera loads the module CameraSource: leave out one of the two"},
         {{"--info", "clip.mp4"}, "source has no meaning beside --info and --devices: leave it out"},
         {{"--raw", "gray", "--size", "1x1", "-f", "x", "-"},
          "--raw excludes --input-format: see lumetra-play --help"},

@@ -52,21 +52,20 @@ void describe(CommandLine& line, Options& options) {
     line.add_option("module", options.modules);
     line.beginGroup("Loading");
     line.value("--from", "DIR", "require that a host which works in DIR finds the module",
-               text(options.hostFolder))
-        ->check(CLI::ExistingDirectory);
+               folderInto(options.hostFolder));
     line.value("--timeout", "S", "a module that does not return within S seconds hangs\n(10)",
-               number(options.timeoutSeconds, 0.1, 3600.0));
+               numberInto(options.timeoutSeconds, 0.1, 3600.0));
     line.beginGroup("Trying out");
     line.flag("--try", "try each module out: is it sound?", options.tries);
     line.flag("--strict", "what is doubtful fails, too", options.trial.strict);
     line.list("--only", "CHECK", "this check only, whatever it needs; may be repeated",
               [&options](const std::string& name) { options.trial.only.insert(name); });
     line.value("--seed", "N", "of the texts that are made up (1)",
-               number(options.trial.seed, 0u, UINT32_MAX));
+               numberInto(options.trial.seed, 0u, UINT32_MAX));
     line.value("--config", "TEXT", "a configuration that it works with ({})",
-               text(options.trial.configuration));
+               parsedInto(options.trial.configuration, [](const std::string& text) { return text; }));
     line.value("--jobs", "N", "checks that run at the same time (the processors)",
-               number(options.trial.jobs, 1u, 64u));
+               numberInto(options.trial.jobs, 1u, 64u));
     line.flag("--list-checks", "name every check, and end", options.listsChecks);
     line.beginGroup("Other");
     line.flag("--json", "one line of JSON; for a list, --try and --list-checks", options.json);

@@ -35,6 +35,7 @@ ExitStatus run(int argc, char** argv) {
     const auto options = parseOptions(argc, argv);
     if (!options) return EXIT_AS_ASKED;
     output::setManner({options->quiet, options->log, options->json});
+    if (options->quiet) output::silenceLibrary();
     StopRequest stop;
     if (options->seconds) stop.stopAfter(*options->seconds);
     if (!options->devices && !options->info) return Play(*options, stop).run();

@@ -1,5 +1,7 @@
-// command_line.cpp - CLI11 without its terms.
+// command_line.cpp - the help without CLI11's terms, and its errors in own words.
 #include "tools/support/command_line.h"
+
+#include <filesystem>
 
 namespace {
 
@@ -42,7 +44,6 @@ CLI::Option* CommandLine::value(const char* names, const char* form, const char*
     const std::string name = std::string(names).substr(std::string(names).find("--"));
     const auto takeNamed = [name, take](const std::vector<std::string>& texts) {
         for (const std::string& text : texts) try {
-                if (text.empty()) throw UsageError("needs a value");
                 take(text);
             } catch (const std::runtime_error& error) {
                 throw UsageError(name + ": " + error.what());
@@ -74,4 +75,19 @@ std::optional<std::string> CommandLine::read(int argc, const char* const* argv, 
     if (wantsHelp) return help().substr(0, help().size() - 1);
     if (wantsVersion) return get_name() + " " + version;
     return std::nullopt;
+}
+
+TakeValue textInto(std::string& target) {
+    return parsedInto(target, [](const std::string& text) {
+        if (text.empty()) throw UsageError("needs a value");
+        return text;
+    });
+}
+
+TakeValue folderInto(std::string& target) {
+    return parsedInto(target, [](const std::string& text) {
+        std::error_code ignored;
+        if (std::filesystem::is_directory(text, ignored)) return text;
+        throw UsageError(text + " is no folder: make it or name another");
+    });
 }

@@ -5,12 +5,13 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <cstdlib>
 #include <functional>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <string_view>
+#include <type_traits>
 #include <vector>
 
 /// What is wrong with a command line.
@@ -36,10 +37,12 @@ public:
     void list(const char* names, const char* form, const char* help, const TakeValue& take) {
         value(names, form, help, take)->take_all();
     }
+    /// @param value  true if the option is given, or what its default in braces says. @param form  as above
     template <class Value>
     void flag(const char* names, const char* help, Value& value, const char* form = "") {
         add_flag(names, value, help)->option_text(form);
     }
+    /// Relations of options that have been added.
     void needs(const char* option, const char* other) { get_option(option)->needs(get_option(other)); }
     void excludes(const char* option, const char* other) { get_option(option)->excludes(get_option(other)); }
 
@@ -49,21 +52,31 @@ public:
 
 /// Nothing for a text that is no such number to its end.
 template <class Number>
-std::optional<Number> numberFrom(std::string_view text) {
+std::optional<Number> numberFrom(const std::string& text) {
     Number number{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    const char* end = nullptr;
+    if constexpr (std::is_floating_point_v<Number>) {  // which from_chars() of clang's library does not know
+        char* stop = nullptr;
+        number = std::strtod(text.c_str(), &stop);
+        end = stop;
+    } else {
+        const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
+        end = result.ec == std::errc() ? result.ptr : nullptr;
+    }
+    if (text.empty() || end != text.data() + text.size()) return std::nullopt;
     return number;
 }
 
+/// Puts what `parse` makes of the value there. The target outlives the command line, as with the others.
 template <class Value, class Parse>
-TakeValue parsed(Value& value, Parse parse) {
-    return [&value, parse](const std::string& text) { value = parse(text); };
+TakeValue parsedInto(Value& target, Parse parse) {
+    return [&target, parse](const std::string& text) { target = parse(text); };
 }
 
+/// A number from `least` to `most`.
 template <class Value, class Number>
-TakeValue number(Value& value, Number least, Number most) {
-    return parsed(value, [least, most](const std::string& text) {
+TakeValue numberInto(Value& target, Number least, Number most) {
+    return parsedInto(target, [least, most](const std::string& text) {
         const auto number = numberFrom<Number>(text);
         if (number && *number >= least && *number <= most) return *number;
         std::ostringstream reason;
@@ -72,8 +85,9 @@ TakeValue number(Value& value, Number least, Number most) {
     });
 }
 
-inline TakeValue text(std::string& value) {
-    return [&value](const std::string& text) { value = text; };
-}
+/// A text that is not empty.
+TakeValue textInto(std::string& target);
+/// The path of a folder that there is.
+TakeValue folderInto(std::string& target);
 
 #endif

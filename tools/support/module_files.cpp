@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <mutex>
 #include <set>
+#include <stdexcept>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -54,7 +55,9 @@ ScratchFolder::ScratchFolder() {
     std::string pattern = (place / "lumetra-XXXXXX").string();
     const std::lock_guard lock(foldersMutex);
     if (!error && mkdtemp(pattern.data()) == nullptr) error.assign(errno, std::generic_category());
-    if (error) throw std::system_error(error, "cannot make a folder for temporary files, set TMPDIR");
+    if (error)
+        throw std::runtime_error("cannot make a folder for temporary files (" + error.message() +
+                                 "): set TMPDIR to one that can be written");
     m_path = pattern;
     folders.insert(m_path);
 }

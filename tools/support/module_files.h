@@ -18,7 +18,8 @@ std::vector<std::filesystem::path> moduleFoldersOfProgram();
 /// Whether code of that library is still mapped.
 bool isMapped(const std::filesystem::path& file);
 
-/// A folder that is gone, with all that is in it, when this is. @throws std::system_error if none can be made
+/// A folder that is gone, with all that is in it, when this is. @throws std::runtime_error if none can be
+/// made
 class ScratchFolder {
 public:
     ScratchFolder();

@@ -47,7 +47,7 @@ bool opensFiles(const std::string& inputFormat);
 /// One line about what this build reads inputs with, for --version.
 std::string inputLibraries();
 
-/// Files, URLs, devices and pipes; defined where FFmpeg's libraries are.
+/// Files, URLs, devices and pipes; where FFmpeg's libraries are missing it refuses all of them.
 std::unique_ptr<FrameSource> openMedia(const Options& options, const StopRequest& stop);
 
 #endif

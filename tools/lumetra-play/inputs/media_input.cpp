@@ -137,7 +137,7 @@ struct MediaInput::ByteStream {
         }
         return AVERROR_EXIT;
     }
-    // A question for the size fails, as one about a place that does not exist: FFmpeg then goes to the end.
+    // lseek() refuses AVSEEK_SIZE; FFmpeg then seeks to the end to learn the size.
     static std::int64_t onSeek(void* self, std::int64_t offset, int origin) {
         const off_t place = lseek(static_cast<ByteStream*>(self)->file, offset, origin & ~AVSEEK_FORCE);
         return place < 0 ? AVERROR(errno) : place;
@@ -254,12 +254,8 @@ void MediaInput::openDecoder() {
     if (result < 0)
         throw PlayError(m_facts.name + ": this FFmpeg cannot decode " + avcodec_get_name(codec) + " (" +
                         errorText(result) + "): convert it to another codec");
-    const char* const pixels = av_get_pix_fmt_name(m_codec->pix_fmt);
     m_facts.container = m_format->iformat->name;
     m_facts.codec = avcodec_get_name(codec);
-    m_facts.pixels = pixels == nullptr ? "" : pixels;
-    m_facts.width = m_codec->width;
-    m_facts.height = m_codec->height;
 }
 
 const AVFrame* MediaInput::read() {
@@ -272,6 +268,10 @@ const AVFrame* MediaInput::read() {
             const double usual = m_facts.framesPerSecond > 0 ? 1 / m_facts.framesPerSecond : 0;
             m_end = std::max(m_end, secondsOf(*m_frame) + std::max(own, usual));
             m_facts.rotation = rotationBy(*m_frame, *m_stream);
+            const char* const pixels = av_get_pix_fmt_name(static_cast<AVPixelFormat>(m_frame->format));
+            if (pixels != nullptr) m_facts.pixels = pixels;
+            m_facts.width = m_frame->width;
+            m_facts.height = m_frame->height;
             return m_frame.get();
         }
         if (result == AVERROR_EOF) return nullptr;
@@ -369,5 +369,5 @@ bool opensFiles(const std::string& inputFormat) {
 }
 
 std::string inputLibraries() {
-    return "FFmpeg " + std::string(av_version_info()) + " (" LIBAVFORMAT_IDENT ", " LIBAVCODEC_IDENT ")";
+    return "FFmpeg " + std::string(av_version_info());
 }

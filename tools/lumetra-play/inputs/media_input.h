@@ -41,7 +41,7 @@ public:
     /// The first picture at or behind that time; null if there is none. Before any read().
     const AVFrame* readFrom(double seconds);
 
-    /// The rotation is that of the last picture.
+    /// Pixels, size and rotation are those of the last picture.
     const SourceFacts& facts() const { return m_facts; }
     bool isPipe() const;  ///< what was read is gone
     /// After the end: what was missing or broken; empty if nothing was.

@@ -19,7 +19,7 @@ const AVPixFmtDescriptor& descriptorOf(const AVFrame& frame) {
     return *known;
 }
 
-// Palettes hold it too.
+// A palette's entries are RGB too.
 bool isRgb(const AVPixFmtDescriptor& pixels) {
     return (pixels.flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
 }
@@ -96,7 +96,8 @@ private:
         const std::tuple layout(frame.format, frame.width, frame.height, frame.color_range, frame.colorspace);
         if (layout != m_scaledFrom) makeScaler(frame);
         m_scaledFrom = layout;
-        if (sws_scale_frame(m_scaler.get(), m_scaled.get(), &frame) < 0) throw std::bad_alloc();
+        if (sws_scale_frame(m_scaler.get(), m_scaled.get(), &frame) < 0)
+            throw PlayError("libswscale fails at a frame: convert the source by ffmpeg");
         return *m_scaled;
     }
 

@@ -23,6 +23,7 @@ public:
     HostExchange(const Options& options, const LibraryTable& library);
     ~HostExchange();  ///< stops the module
 
+    /// Counted on the module's thread, to be read on any.
     std::atomic<std::int64_t> descriptors = 0, pictures = 0, failedWrites = 0;
 
 private:

@@ -55,6 +55,10 @@ void showOnPage(std::int32_t number, const std::u16string& text) {
     sending = false;
 }
 
+bool isView(const EngineSession::Module& module) {
+    return module.request.name == "LiveView";
+}
+
 void onLogLine(std::int32_t level, const char16_t* text) {
     showOnPage(LIVEVIEW_CMD_LOG, text);
     output::onLogLine(level, text);
@@ -91,11 +95,10 @@ void EngineSession::configure(const std::string& json) {
         throw PlayError("the library refused the configuration: look at its log with --log");
 }
 
-std::int32_t EngineSession::loadModule(const ModuleRequest& request) {
+void EngineSession::loadModule(const ModuleRequest& request) {
     Module& module = m_modules.emplace_back(request, findModule(request.name, m_modulePath));
     if (request.watched) module.copy = std::make_unique<LibraryCopy>(module.file);
     open(module, request.watched ? module.copy->file : module.file);
-    return module.id;
 }
 
 void EngineSession::reloadModule(const std::string& name) {
@@ -131,6 +134,7 @@ std::string EngineSession::putBack(Module& module) try {
     open(module, module.copy->file);
     return "the old one is back";
 } catch (const PlayError&) {
+    module.id = 0;
     return "nor does the old one load again";
 }
 
@@ -156,18 +160,24 @@ void EngineSession::open(Module& module, const fs::path& file) {
         if (module.request.configuration)
             m_library.initializeDllByID(id, toUtf16(*module.request.configuration).c_str());
     });
-    if (id == LIVEVIEW_ID) commandForView = m_library.command;
+    if (isView(module)) commandForView = m_library.command;
 }
 
 void EngineSession::remove(const Module& module) {
     if (module.id == 0) return;
-    if (module.id == LIVEVIEW_ID) commandForView = nullptr;
-    inModule(module.request.name, "be removed", [&] { return m_library.unregisterDllByID(module.id); });
+    const auto command = isView(module) ? commandForView.exchange(nullptr) : commandForView.load();
+    try {
+        inModule(module.request.name, "be removed", [&] { return m_library.unregisterDllByID(module.id); });
+    } catch (const PlayError&) {
+        commandForView = command;
+        throw;
+    }
 }
 
 EngineSession::Module& EngineSession::find(const std::string& nameOrId) {
     std::string names;
     for (Module& module : m_modules) {
+        if (module.id == 0) continue;
         if (module.request.name == nameOrId || std::to_string(module.id) == nameOrId) return module;
         names += (names.empty() ? "" : ", ") + module.request.name;
     }
@@ -199,6 +209,7 @@ void EngineSession::onResult(void* user, const char* utf8Json) {
 Json EngineSession::report() const {
     Json report = Json::array();
     for (const Module& module : m_modules) {
+        if (module.id == 0) continue;
         const std::string& name = module.request.name;
         const std::int32_t status =
             inModule(name, "tell its status", [&] { return m_library.getStatus(module.id); });

@@ -25,7 +25,8 @@ public:
         const ModuleRequest request;
         const std::filesystem::path file;   // its own
         std::unique_ptr<LibraryCopy> copy;  // of a watched one: what the engine has opened
-        std::atomic<std::int32_t> id = 0;   // once it is loaded; commands read it while a reload sets it
+        std::atomic<std::int32_t> id =
+            0;  // 0 while it is not loaded; commands read it while a reload sets it
         bool handsOutTexts = false;
         int reloads = 0;
         mutable std::mutex mutex;  // guards what follows
@@ -39,9 +40,9 @@ public:
 
     /// @param json  the engine's configuration. @throws PlayError if it refuses
     void configure(const std::string& json);
-    /// Loads a module, a watched one from a copy, and configures it. Its id.
+    /// Loads a module, a watched one from a copy, and configures it.
     /// @throws PlayError if it cannot be loaded or has the id of another module
-    std::int32_t loadModule(const ModuleRequest& request);
+    void loadModule(const ModuleRequest& request);
     /// Puts what is now in the file of a watched module in its place, with the same configuration. The old
     /// library stays until the new one is known to load, and comes back if the new one then fails.
     /// @throws PlayError, which says what is left

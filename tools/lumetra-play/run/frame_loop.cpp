@@ -11,12 +11,34 @@ namespace {
 
 using namespace std::chrono_literals;
 
+// The engine drops what it has not begun to deliver 100 ms after the push.
+constexpr auto SURELY_DECIDED_AFTER = 250ms;
+constexpr auto GIVE_UP_AFTER = 2s;          // without a further frame delivered
 constexpr std::int64_t MAX_UNDECIDED = 64;  // frames, when nothing else sets the pace
 
 // Now, as a descriptor's "timestampUs".
 std::int64_t systemMicroseconds() {
     using namespace std::chrono;
     return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
+}
+
+// Waits until as many frames were delivered, or no further one comes. What was used until the last delivery.
+Usage waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const StopRequest& stop,
+                         const Usage& before) {
+    std::int64_t delivered = monitor.delivered();
+    Usage usage = usedSoFar() - before;
+    for (auto last = std::chrono::steady_clock::now(); delivered < frames;) {
+        // Who interrupts does not want to wait for frames that a module holds up.
+        const auto patience = stop.interrupted() ? SURELY_DECIDED_AFTER : GIVE_UP_AFTER;
+        if (std::chrono::steady_clock::now() - last > patience) break;
+        std::this_thread::sleep_for(1ms);
+        const std::int64_t now = monitor.delivered();
+        if (now == delivered) continue;
+        last = std::chrono::steady_clock::now();
+        usage = usedSoFar() - before;
+        delivered = now;
+    }
+    return usage;
 }
 
 }  // namespace

@@ -54,22 +54,22 @@ std::vector<ModuleRequest>::iterator findModule(Options& options, const std::str
 void describeSource(CommandLine& line, Options& options) {
     constexpr double MAX_FRAMES_PER_SECOND = 1000;  // the library tells frames apart by their millisecond
     line.beginGroup("Source");
-    line.value("--start", "S", "begin S seconds into the clip", number(options.start, 0.0, 1e6));
-    line.value("--seconds", "S", "end after S seconds", number(options.seconds, 0.001, 1e6));
+    line.value("--start", "S", "begin S seconds into the clip", numberInto(options.start, 0.0, 1e6));
+    line.value("--seconds", "S", "end after S seconds", numberInto(options.seconds, 0.001, 1e6));
     line.value("--frames", "N", "end after N frames, 0 = no limit (the scene: 300)",
-               number(options.frames, 0, INT32_MAX));
+               numberInto(options.frames, 0, INT32_MAX));
     line.flag("--loop", "begin again at the end", options.loop);
     line.value("--fps", "N", "N frames a second instead of the clip's own times",
-               number(options.framesPerSecond, 0.001, MAX_FRAMES_PER_SECOND));
+               numberInto(options.framesPerSecond, 0.001, MAX_FRAMES_PER_SECOND));
     line.flag("--fast", "as fast as frames can be delivered", options.fast);
     line.value("--size", "WxH",
                "of raw video, of the scene, asked of a device; other\nsources are scaled to it",
-               parsed(options.size, parseSize));
+               parsedInto(options.size, parseSize));
     line.value("--raw", "PIXELS",
                "raw video of this pixel format, such as nv12, and of\nthe size that --size says",
-               text(options.raw));
+               textInto(options.raw));
     line.value("-f,--input-format", "F", "read the source by FFmpeg's reader F, such as lavfi",
-               text(options.inputFormat));
+               textInto(options.inputFormat));
 }
 
 void describeFrames(CommandLine& line, Options& options) {
@@ -77,16 +77,17 @@ void describeFrames(CommandLine& line, Options& options) {
     line.value("--format", "F",
                "auto, rgb, bgr, bgra, yuyv or gray8 (auto: what costs\nleast for the source; gray8 takes "
                "the Y plane as it is)",
-               parsed(options.format, parseFormat));
+               parsedInto(options.format, parseFormat));
     line.value("--flags", "FLAGS",
                "what the library does: a number, or names out of gray,\npyramid, flip and dump "
                "(gray,pyramid; for yuyv gray)",
-               parsed(options.flags, parseFlags));
+               parsedInto(options.flags, parseFlags));
     const auto pyramid = [&options](std::int64_t count) { options.pyramid = count > 0; };
     line.add_flag_function("--pyramid,!--no-pyramid", pyramid,
-                           "push every frame with its seven smaller levels or\nwithout (as the flags say)");
-    line.value("--writable", "DIR", "folder for --flags dump (the working folder)", text(options.writable))
-        ->check(CLI::ExistingDirectory);
+                           "push every frame with its seven smaller levels or\nwithout (as the flags say)")
+        ->take_last();
+    line.value("--writable", "DIR", "folder for --flags dump (the working folder)",
+               folderInto(options.writable));
 }
 
 void describeModules(CommandLine& line, Options& options) {
@@ -98,7 +99,8 @@ void describeModules(CommandLine& line, Options& options) {
                       throw PlayError(module.name + " is named twice: leave out one");
                   options.modules.push_back(std::move(module));
               });
-    line.value("--module-path", "DIR", "folder with the NAME.framework folders", text(options.modulePath));
+    line.value("--module-path", "DIR", "folder with the NAME.framework folders",
+               textInto(options.modulePath));
     line.list("-c,--command", "NAME:NUMBER[=TEXT]",
               "send a command before the first frame, or - to read\ncommands from standard input; may be "
               "repeated. On a\nterminal they can be typed while it plays, q ends",
@@ -110,17 +112,19 @@ void describeModules(CommandLine& line, Options& options) {
               });
     // Taken when all of --module have been.
     line.list("--watch", "NAME", "reload the module whenever its library changes",
-              [&](const std::string& name) {
-                  auto module = findModule(options, name);
-                  if (module == options.modules.end())
-                      module = options.modules.insert(module, parseModule(name));
+              [&](const std::string& words) {
+                  const ModuleRequest wanted = parseModule(words);
+                  auto module = findModule(options, wanted.name);
+                  if (module != options.modules.end() && wanted.configuration)
+                      throw PlayError(wanted.name + " is named twice: leave out one");
+                  if (module == options.modules.end()) module = options.modules.insert(module, wanted);
                   module->watched = true;
               });
     line.value("--camera", "SOURCE",
                "let the module CameraSource push: scene, a device, a\nfile or a named pipe of raw video",
-               text(options.camera));
-    line.value("--save-jpeg", "DIR", "with --camera: keep the JPEG of every frame", text(options.jpegFolder))
-        ->check(CLI::ExistingDirectory);
+               textInto(options.camera));
+    line.value("--save-jpeg", "DIR", "with --camera: keep the JPEG of every frame",
+               folderInto(options.jpegFolder));
     line.flag("--descriptors", "with --camera: print every frame's descriptor", options.descriptors);
 }
 
@@ -129,8 +133,8 @@ void describeResults(CommandLine& line, Options& options, std::string& view) {
     line.flag("--view{0}", "show frames, levels and figures as a live web page", view, "[=[ADDRESS:]PORT]");
     line.value("--view-name", "NAME",
                "with --view: a name by which browsers may call this\nmachine, such as board.local",
-               text(options.viewName));
-    line.value("--sheet", "FILE.png", "picture of the last frame and of its levels", text(options.sheet));
+               textInto(options.viewName));
+    line.value("--sheet", "FILE.png", "picture of the last frame and of its levels", textInto(options.sheet));
     line.flag("--check", "compare every pixel in the modules with the rule", options.check);
     line.flag("--strict", "exit status 3 if a frame is dropped", options.strict);
     line.flag("--json", "one JSON document on standard output, nothing else", options.json);
@@ -173,6 +177,8 @@ void requireSense(Options& options) {
         throw PlayError("standard input cannot be both the source and the commands: name a file for one");
     if (options.view && findModule(options, "LiveView") != options.modules.end())
         throw PlayError("--view loads the module LiveView: leave out one of the two");
+    if (!options.camera.empty() && findModule(options, "CameraSource") != options.modules.end())
+        throw PlayError("--camera loads the module CameraSource: leave out one of the two");
     constexpr std::size_t LONGEST_PATH = 100;  // the library cuts dump names after 127 characters
     const bool dumps = (options.flags.value_or(0) & LUMETRA_CONVERT_DEBUGDUMP) != 0;
     if (dumps && options.writable.size() > LONGEST_PATH)
@@ -204,7 +210,7 @@ std::optional<Options> parseOptions(int argc, const char* const* argv) {
     line.beginGroup("Other");
     line.flag("--devices", "list the capture devices as JSON", options.devices);
     line.flag("--info", "describe this machine as JSON", options.info);
-    line.value("--library", "PATH", "play through this build of the library", text(options.library));
+    line.value("--library", "PATH", "play through this build of the library", textInto(options.library));
     describeRelations(line);
     if (const auto answer = line.read(argc, argv, LUMETRA_VERSION "\n" + inputLibraries())) {
         output::writeLine(*answer);
@@ -243,10 +249,8 @@ std::int32_t parseFlags(const std::string& text) {
 }
 
 Options::Size parseSize(const std::string& text) {
-    const std::size_t cross = text.find('x');
-    const auto width = wholeNumber(std::string_view(text).substr(0, cross));
-    const auto height =
-        cross == std::string::npos ? std::nullopt : wholeNumber(std::string_view(text).substr(cross + 1));
+    const std::size_t cross = std::min(text.find('x'), text.size() - 1);
+    const auto width = wholeNumber(text.substr(0, cross)), height = wholeNumber(text.substr(cross + 1));
     if (!width || !height) throw PlayError(text + " is no size: use WxH, such as 640x480");
     return {*width, *height};
 }
@@ -262,13 +266,11 @@ ModuleRequest parseModule(const std::string& text) {
 }
 
 CommandRequest parseCommand(const std::string& text) {
-    const std::size_t colon = text.find(':');
-    const std::size_t equals = std::min(text.find('=', colon), text.size());
-    const auto number = colon == std::string::npos
-                            ? std::nullopt
-                            : wholeNumber(std::string_view(text).substr(colon + 1, equals - colon - 1));
-    if (!number || colon == 0 || text.find('=') < colon)
-        throw PlayError("\"" + text + "\" is no command: use NAME:NUMBER[=TEXT]");
+    const std::size_t colon = std::min(text.find(':'), text.size());
+    const std::size_t equals = std::min(text.find('='), text.size());
+    const auto number =
+        colon < equals ? wholeNumber(text.substr(colon + 1, equals - colon - 1)) : std::nullopt;
+    if (!number || colon == 0) throw PlayError("\"" + text + "\" is no command: use NAME:NUMBER[=TEXT]");
     return {text.substr(0, colon), *number, equals < text.size() ? text.substr(equals + 1) : ""};
 }
 

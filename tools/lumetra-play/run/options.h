@@ -64,7 +64,7 @@ struct Options {
 };
 
 /// What is left to do after parsing: nothing when the parser has already answered, such as for --help.
-/// @throws PlayError for a command line that does not parse or contradicts itself
+/// @throws UsageError, PlayError for a command line that does not parse or contradicts itself
 std::optional<Options> parseOptions(int argc, const char* const* argv);
 
 /// Whether an input is a path, and neither a URL (file:, concat: and their like included) nor standard input.

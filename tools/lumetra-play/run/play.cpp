@@ -72,6 +72,7 @@ Play::Play(const Options& options, StopRequest& stop) : m_options(options), m_st
     const bool grey = picture.format == LUMETRA_IMGFORMAT_GRAY8 || (flags & LUMETRA_CONVERT_GRAY) != 0;
     if (options.check && !grey) throw PlayError("--check needs grey frames: add gray to --flags");
     const bool scene = camera ? options.camera == "scene" : options.inputs.empty();
+    if (!options.sheet.empty()) m_scratch.emplace();
     m_frames = options.frames.value_or(scene && !options.seconds ? SCENE_FRAMES : 0);
 }
 
@@ -117,15 +118,19 @@ void Play::loadModules() {
     for (const CommandRequest& command : m_options.commands) m_engine->command(command);
 }
 
-// Its page.
+// Returns the page's address.
 std::string Play::loadView() {
     const Options::View& view = *m_options.view;
     const Json configuration = {{"port", view.port}, {"address", view.address}, {"name", m_options.viewName}};
     m_engine->loadModule({"LiveView", toText(configuration)});
     const int port = m_library->command(LIVEVIEW_ID, LUMETRA_CMDTYPE(LIVEVIEW_CMD_PORT), u"");
-    if (port == 0)
-        throw PlayError("the live view cannot be served (" + output::logCounts().lastWarning +
-                        "): name another port, or an address of this machine, by --view=[ADDRESS:]PORT");
+    if (port == 0) {
+        const std::string line = output::logCounts().lastWarning;  // Error: LiveView: ...!
+        const std::size_t begin = std::min(line.find("LiveView: "), line.size());
+        throw PlayError(
+            (begin == line.size() ? "LiveView does not serve" : line.substr(begin, line.size() - begin - 1)) +
+            ": name another port, or an address of this machine such as 0.0.0.0, by --view");
+    }
     // One that stands for all addresses is none that a browser can go to.
     const bool all = view.address == "0.0.0.0" || view.address == "::";
     std::string address = all ? "127.0.0.1" : view.address;
@@ -155,7 +160,7 @@ void Play::playFrames() {
 void Play::makeSheet() {
     const std::string& path = m_options.sheet;
     if (path.empty() || m_pushed == 0) return;
-    writeSheet(path, m_summary.picture, m_last, *m_monitor, *m_library);
+    writeSheet(path, m_summary.picture, m_last, *m_monitor, *m_library, *m_scratch);
     const std::int64_t shown = m_summary.monitor.newestFrame;
     m_summary.sheet = path;
     if (shown < 0)

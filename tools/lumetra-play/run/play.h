@@ -65,9 +65,10 @@ private:
 
     const Options& m_options;
     StopRequest& m_stop;
-    std::unique_ptr<FrameSource> m_source;  // null with a camera
-    Summary m_summary;                      // grows as the play goes on
-    std::int32_t m_frames = 0;              // to push, 0: no limit
+    std::optional<ScratchFolder> m_scratch;  // of the sheet
+    std::unique_ptr<FrameSource> m_source;   // null with a camera
+    Summary m_summary;                       // grows as the play goes on
+    std::int32_t m_frames = 0;               // to push, 0: no limit
     PixelCheck m_check;
     std::unique_ptr<const LibraryTable> m_library;
     std::unique_ptr<EngineSession> m_engine;

@@ -16,7 +16,7 @@
 
 #include "plugins/support/stop_signal.h"
 
-/// A thread that is told to end, and waited for, with this.
+/// A worker thread that ends with this: its work gets a signal and returns soon after that is raised.
 class Companion {
 public:
     template <class Work>
@@ -75,6 +75,9 @@ public:
         const std::lock_guard lock(s_mutex);
         std::erase(s_all, this);
     }
+
+    WaitingFor(const WaitingFor&) = delete;
+    WaitingFor& operator=(const WaitingFor&) = delete;
 
     static std::string all();  ///< what is waited for now, oldest first; empty if nothing is
 

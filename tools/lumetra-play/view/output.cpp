@@ -51,6 +51,11 @@ void takeOverStandardOutput() {
     std::signal(SIGPIPE, SIG_IGN);  // so that a closed pipe is an error with its reason
 }
 
+void silenceLibrary() {
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (nowhere >= 0) dup2(nowhere, STDOUT_FILENO);
+}
+
 void writeLine(std::string_view text) {
     const std::lock_guard lock(outputMutex);
     if (failure != 0) return;
@@ -71,9 +76,6 @@ void requireWritten() {
 
 void setManner(const Manner& wanted) {
     manner = wanted;
-    // What the library prints by itself is of no use to somebody who asked for quiet.
-    const int nowhere = manner.quiet ? open("/dev/null", O_WRONLY | O_CLOEXEC) : -1;
-    if (nowhere >= 0) dup2(nowhere, STDOUT_FILENO);
 }
 
 void showResult(std::string_view line) {

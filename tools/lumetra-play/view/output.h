@@ -14,6 +14,8 @@ namespace output {
 
 /// First thing in main(), before the library is opened. Makes good for descriptors that are closed.
 void takeOverStandardOutput();
+/// What the library prints by itself goes nowhere from now on.
+void silenceLibrary();
 
 /// To the real standard output, with a line's end. The first failure is kept; what follows it is left out.
 void writeLine(std::string_view text);

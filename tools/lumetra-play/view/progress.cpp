@@ -4,7 +4,6 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <thread>
 #include <utility>
 
 #include "tools/lumetra-play/view/output.h"
@@ -15,8 +14,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
-
-constexpr auto GIVE_UP_AFTER = 2s;  // without a further frame delivered
 
 Clock::time_point nextTurn(bool terminal) {
     return Clock::now() + (terminal ? 250ms : 5000ms);
@@ -37,24 +34,6 @@ Usage usedSoFar() {
 Usage operator-(const Usage& now, const Usage& before) {
     return {now.seconds - before.seconds, now.processorSeconds - before.processorSeconds,
             now.wakeUps - before.wakeUps};
-}
-
-Usage waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const StopRequest& stop,
-                         const Usage& before) {
-    std::int64_t delivered = monitor.delivered();
-    Usage usage = usedSoFar() - before;
-    for (auto last = Clock::now(); delivered < frames;) {
-        // Who interrupts does not want to wait for frames that a module holds up.
-        const auto patience = stop.interrupted() ? SURELY_DECIDED_AFTER : GIVE_UP_AFTER;
-        if (Clock::now() - last > patience) break;
-        std::this_thread::sleep_for(1ms);
-        const std::int64_t now = monitor.delivered();
-        if (now == delivered) continue;
-        last = Clock::now();
-        usage = usedSoFar() - before;
-        delivered = now;
-    }
-    return usage;
 }
 
 std::string progressText(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor,

@@ -8,7 +8,6 @@
 #include <string>
 
 #include "tools/lumetra-play/modules/monitor_link.h"
-#include "tools/lumetra-play/run/stop_request.h"
 
 /// What this program, all threads, took of the machine.
 struct Usage {
@@ -20,16 +19,8 @@ struct Usage {
     double wakeUpsPerSecond() const { return seconds > 0 ? static_cast<double>(wakeUps) / seconds : 0; }
 };
 
-Usage usedSoFar();  ///< of real time: since some moment
+Usage usedSoFar();  ///< `seconds` counts from an arbitrary moment
 Usage operator-(const Usage& now, const Usage& before);
-
-/// A frame that old has been delivered or dropped, which the engine does to what waits for 100 ms.
-constexpr auto SURELY_DECIDED_AFTER = std::chrono::milliseconds(250);
-
-/// Waits until as many frames were delivered, or no further one comes. What was used from `before` until
-/// the last delivery.
-Usage waitUntilDelivered(const MonitorLink& monitor, std::int64_t frames, const StopRequest& stop,
-                         const Usage& before);
 
 /// The figures in as many columns, those that matter most first; what does not fit whole is left out.
 std::string progressText(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor,

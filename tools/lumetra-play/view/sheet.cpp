@@ -10,7 +10,6 @@
 
 #include "tools/lumetra-play/run/play_error.h"
 #include "tools/lumetra-play/view/output.h"
-#include "tools/support/module_files.h"
 
 namespace {
 
@@ -79,8 +78,7 @@ void writePng(const std::string& path, const Sheet& sheet) {
 }  // namespace
 
 void writeSheet(const std::string& path, const Picture& picture, const Bytes& pushed,
-                const MonitorLink& monitor, const LibraryTable& library) {
-    const ScratchFolder scratch;
+                const MonitorLink& monitor, const LibraryTable& library, const ScratchFolder& scratch) {
     const std::string prefix = (scratch.path() / "frame").string();
     const int levels = monitor.snapshot(prefix);
     Sheet sheet = blankSheet(picture, 1 + levels);

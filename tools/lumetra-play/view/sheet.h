@@ -6,12 +6,13 @@
 #include <string>
 
 #include "tools/lumetra-play/modules/monitor_link.h"
+#include "tools/support/module_files.h"
 
-/// Asks the module for the newest frame's levels. Every pixel is enlarged or left out alike; levels that are
-/// missing are left out.
+/// Asks the module for the newest frame's levels, by way of files in `scratch`. Every pixel is enlarged or
+/// left out alike; levels that are missing are left out.
 /// @param pushed  level 0 of the last frame, of `picture`
-/// @throws PlayError, std::system_error if the file at `path` or one on the way there cannot be written
+/// @throws PlayError if the file at `path` cannot be written
 void writeSheet(const std::string& path, const Picture& picture, const Bytes& pushed,
-                const MonitorLink& monitor, const LibraryTable& library);
+                const MonitorLink& monitor, const LibraryTable& library, const ScratchFolder& scratch);
 
 #endif

@@ -27,7 +27,7 @@ struct Summary {
     std::int64_t pushed = 0, refused = 0;  ///< frames; the refused are among the pushed
     Usage usage;                           ///< from the first push until the last frame was delivered
     MonitorReport monitor;
-    Json modules;  ///< as EngineSession reports them
+    Json modules = Json::array();  ///< as EngineSession reports them
     output::LogCounts log;
     std::optional<PixelCheck::Result> check;
     std::optional<ExchangeCounts> exchange;  ///< with a camera
