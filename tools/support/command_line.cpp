@@ -2,6 +2,7 @@
 #include "tools/support/command_line.h"
 
 #include <filesystem>
+#include <vector>
 
 namespace {
 

@@ -12,7 +12,6 @@
 #include <stdexcept>
 #include <string>
 #include <type_traits>
-#include <vector>
 
 /// What is wrong with a command line.
 struct UsageError : std::runtime_error {

@@ -55,10 +55,6 @@ void showOnPage(std::int32_t number, const std::u16string& text) {
     sending = false;
 }
 
-bool isView(const EngineSession::Module& module) {
-    return module.request.name == "LiveView";
-}
-
 void onLogLine(std::int32_t level, const char16_t* text) {
     showOnPage(LIVEVIEW_CMD_LOG, text);
     output::onLogLine(level, text);
@@ -115,6 +111,7 @@ void EngineSession::reloadModule(const std::string& name) {
                             std::to_string(module.id));
         remove(module);
     } catch (const std::exception& error) {
+        if (module.isView()) commandForView = m_library.command;
         throw notUsed("the old one stays", error);
     }
     try {
@@ -160,18 +157,13 @@ void EngineSession::open(Module& module, const fs::path& file) {
         if (module.request.configuration)
             m_library.initializeDllByID(id, toUtf16(*module.request.configuration).c_str());
     });
-    if (isView(module)) commandForView = m_library.command;
+    if (module.isView()) commandForView = m_library.command;
 }
 
 void EngineSession::remove(const Module& module) {
     if (module.id == 0) return;
-    const auto command = isView(module) ? commandForView.exchange(nullptr) : commandForView.load();
-    try {
-        inModule(module.request.name, "be removed", [&] { return m_library.unregisterDllByID(module.id); });
-    } catch (const PlayError&) {
-        commandForView = command;
-        throw;
-    }
+    if (module.isView()) commandForView = nullptr;
+    inModule(module.request.name, "be removed", [&] { return m_library.unregisterDllByID(module.id); });
 }
 
 EngineSession::Module& EngineSession::find(const std::string& nameOrId) {

@@ -22,6 +22,8 @@ public:
         Module(ModuleRequest wanted, std::filesystem::path library)
             : request(std::move(wanted)), file(std::move(library)) {}
 
+        bool isView() const { return request.name == "LiveView"; }
+
         const ModuleRequest request;
         const std::filesystem::path file;   // its own
         std::unique_ptr<LibraryCopy> copy;  // of a watched one: what the engine has opened

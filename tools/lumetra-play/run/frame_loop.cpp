@@ -86,7 +86,9 @@ void Play::playCamera(const HostExchange& exchange) {
         throw PlayError("the camera does not work (" + output::logCounts().lastWarning +
                         "): check its name, --size and --format");
     m_summary.pushed = exchange.descriptors;
-    m_summary.exchange = {exchange.descriptors, exchange.pictures, exchange.failedWrites};
+    m_summary.host = {{"descriptors", exchange.descriptors.load()},
+                      {"pictures", exchange.pictures.load()},
+                      {"failedWrites", exchange.failedWrites.load()}};
     if (m_summary.pushed == 0 && !m_stop.requested())
         throw PlayError("the camera gave no whole frame: check --size and --format against it");
     m_summary.usage = waitUntilDelivered(*m_monitor, m_summary.pushed, m_stop, before);

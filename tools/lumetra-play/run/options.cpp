@@ -8,7 +8,6 @@
 #include <map>
 #include <set>
 #include <sstream>
-#include <string_view>
 
 #include "tools/lumetra-play/inputs/frame_source.h"
 #include "tools/lumetra-play/run/play_error.h"
@@ -49,6 +48,17 @@ std::optional<LUMETRA_IMGFORMATTYPE> parseFormat(const std::string& text) {
 std::vector<ModuleRequest>::iterator findModule(Options& options, const std::string& name) {
     return std::find_if(options.modules.begin(), options.modules.end(),
                         [&name](const ModuleRequest& module) { return module.name == name; });
+}
+
+// One entry for each module, whichever options name it. All of --module are taken before all of --watch.
+void takeModule(Options& options, const std::string& words, bool watched) {
+    const ModuleRequest wanted = parseModule(words);
+    auto module = findModule(options, wanted.name);
+    const bool known = module != options.modules.end();
+    if (known && (!watched || wanted.configuration))
+        throw PlayError(wanted.name + " is named twice: leave out one");
+    if (!known) module = options.modules.insert(module, wanted);
+    module->watched = watched;
 }
 
 void describeSource(CommandLine& line, Options& options) {
@@ -93,12 +103,7 @@ void describeFrames(CommandLine& line, Options& options) {
 void describeModules(CommandLine& line, Options& options) {
     line.beginGroup("Modules");
     line.list("-m,--module", "NAME[=CONFIGURATION]", "load this module too; may be repeated",
-              [&](const std::string& words) {
-                  ModuleRequest module = parseModule(words);
-                  if (findModule(options, module.name) != options.modules.end())
-                      throw PlayError(module.name + " is named twice: leave out one");
-                  options.modules.push_back(std::move(module));
-              });
+              [&](const std::string& words) { takeModule(options, words, false); });
     line.value("--module-path", "DIR", "folder with the NAME.framework folders",
                textInto(options.modulePath));
     line.list("-c,--command", "NAME:NUMBER[=TEXT]",
@@ -110,16 +115,8 @@ void describeModules(CommandLine& line, Options& options) {
                   else
                       options.commands.push_back(parseCommand(words));
               });
-    // Taken when all of --module have been.
     line.list("--watch", "NAME", "reload the module whenever its library changes",
-              [&](const std::string& words) {
-                  const ModuleRequest wanted = parseModule(words);
-                  auto module = findModule(options, wanted.name);
-                  if (module != options.modules.end() && wanted.configuration)
-                      throw PlayError(wanted.name + " is named twice: leave out one");
-                  if (module == options.modules.end()) module = options.modules.insert(module, wanted);
-                  module->watched = true;
-              });
+              [&](const std::string& words) { takeModule(options, words, true); });
     line.value("--camera", "SOURCE",
                "let the module CameraSource push: scene, a device, a\nfile or a named pipe of raw video",
                textInto(options.camera));

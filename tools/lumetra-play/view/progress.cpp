@@ -10,16 +10,8 @@
 #include "tools/support/terminal.h"
 #include "tools/support/text.h"
 
-namespace {
-
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
-
-Clock::time_point nextTurn(bool terminal) {
-    return Clock::now() + (terminal ? 250ms : 5000ms);
-}
-
-}  // namespace
 
 Usage usedSoFar() {
     rusage usage{};
@@ -51,7 +43,10 @@ std::string progressText(std::int64_t pushed, std::int64_t dropped, const Monito
 }
 
 Progress::Progress(bool quiet)
-    : m_quiet(quiet), m_terminal(output::onTerminal()), m_next(nextTurn(m_terminal)) {}
+    : m_quiet(quiet),
+      m_terminal(output::onTerminal()),
+      m_interval(m_terminal ? 250ms : 5000ms),
+      m_next(Clock::now() + m_interval) {}
 
 Progress::~Progress() {
     output::endProgress();
@@ -62,7 +57,7 @@ bool Progress::due() const {
 }
 
 void Progress::show(std::int64_t pushed, std::int64_t dropped, const MonitorReport& monitor) {
-    m_next = nextTurn(m_terminal);
+    m_next = Clock::now() + m_interval;
     const Usage now = usedSoFar(), usage = now - std::exchange(m_before, now);
     // The last column stays free: a full row would move the cursor to the next.
     const std::size_t columns = m_terminal ? columnsOf(STDERR_FILENO) - 1 : SIZE_MAX;

@@ -38,6 +38,7 @@ public:
 private:
     const bool m_quiet, m_terminal;
     Usage m_before = usedSoFar();  // when the last line was shown
+    const std::chrono::milliseconds m_interval;
     std::chrono::steady_clock::time_point m_next;
 };
 

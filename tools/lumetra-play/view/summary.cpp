@@ -95,10 +95,10 @@ std::string summaryText(const Summary& summary) {
     for (std::size_t k = 1; k < summary.modules.size(); ++k)  // the first is FrameMonitor
         line(summary.modules[k]["name"], moduleText(summary.modules[k]));
     line("check", summary.check ? checkText(*summary.check) : "");
-    if (summary.exchange)
-        line("host", counted(summary.exchange->descriptors, "descriptors answered, ") +
-                         counted(summary.exchange->pictures, "pictures saved, ") +
-                         counted(summary.exchange->failedWrites, "not saved"));
+    if (!summary.host.is_null())
+        line("host", summary.host["descriptors"].dump() + " descriptors answered, " +
+                         summary.host["pictures"].dump() + " pictures saved, " +
+                         summary.host["failedWrites"].dump() + " not saved");
     line("sheet", summary.sheet);
     line("remark", summary.source.remark);
     return text;
@@ -119,10 +119,7 @@ std::string summaryJson(const Summary& summary, ExitStatus status) {
     if (const auto& check = summary.check)
         json["check"] = {
             {"checked", check->checked}, {"differ", check->differ}, {"first", check->firstDifference}};
-    if (const auto& host = summary.exchange)
-        json["host"] = {{"descriptors", host->descriptors},
-                        {"pictures", host->pictures},
-                        {"failedWrites", host->failedWrites}};
+    if (!summary.host.is_null()) json["host"] = summary.host;
     for (const auto& [name, text] :
          {std::pair("view", &summary.page), {"sheet", &summary.sheet}, {"error", &summary.error}})
         if (!text->empty()) json[name] = *text;
@@ -136,7 +133,7 @@ std::string errorJson(const std::string& message, ExitStatus status) {
 }
 
 ExitStatus statusOf(const Summary& summary, bool interrupted, bool strict) {
-    const bool unsaved = summary.exchange && summary.exchange->failedWrites > 0;
+    const bool unsaved = !summary.host.is_null() && summary.host["failedWrites"] > 0;
     if (unsaved || !summary.error.empty()) return EXIT_ERROR;
     if (summary.check && summary.check->differ > 0) return EXIT_WRONG_PIXELS;
     if (interrupted) return EXIT_INTERRUPTED;

@@ -13,11 +13,6 @@
 #include "tools/lumetra-play/view/progress.h"
 #include "tools/support/text.h"
 
-/// Of a host whose module pushes.
-struct ExchangeCounts {
-    std::int64_t descriptors = 0, pictures = 0, failedWrites = 0;
-};
-
 struct Summary {
     SourceFacts source;
     Picture picture;         ///< as pushed
@@ -30,10 +25,10 @@ struct Summary {
     Json modules = Json::array();  ///< as EngineSession reports them
     output::LogCounts log;
     std::optional<PixelCheck::Result> check;
-    std::optional<ExchangeCounts> exchange;  ///< with a camera
-    std::string sheet;                       ///< path; empty if none was asked for
-    std::string page;                        ///< of the live view; empty without
-    std::string error;                       ///< what went wrong all the same
+    Json host;          ///< with a camera: what its host counted; else null
+    std::string sheet;  ///< path; empty if none was asked for
+    std::string page;   ///< of the live view; empty without
+    std::string error;  ///< what went wrong all the same
 
     std::int64_t dropped() const { return pushed - monitor.distinct; }  ///< refused ones too
 };
