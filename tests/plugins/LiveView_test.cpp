@@ -269,8 +269,9 @@ TEST_F(LiveView, SaysWhenItsPortIsTaken) {
                                        {"65536", "no such port"}}) {
         configure(("{\"port\":" + port + "}").c_str());
         EXPECT_EQ(LIVEVIEW_STATUS_FAILED, status()) << port;
-        EXPECT_THAT(lines().back(), AllOf(StartsWith("Error: LiveView: 127.0.0.1:" + port + " cannot be opened ("),
-                                          HasSubstr(reason)));
+        EXPECT_THAT(lines().back(),
+                    AllOf(StartsWith("Error: LiveView: 127.0.0.1:" + port + " cannot be opened ("),
+                          HasSubstr(reason)));
         EXPECT_EQ(0, this->port());
     }
     serve();
