@@ -71,13 +71,13 @@ EngineSession::EngineSession(const LibraryTable& library, std::string modulePath
 }
 
 EngineSession::~EngineSession() {
-    // A library that is still mapped is one whose code still runs.
-    std::string busy;
     for (auto module = m_modules.rbegin(); module != m_modules.rend(); ++module) try {
             remove(*module);
         } catch (const PlayError& error) {
             output::complain(error.what());
         }
+    // A library that is still mapped is one whose code still runs.
+    std::string busy;
     for (const Module& module : m_modules)
         if (isMapped(module.copy ? module.copy->file : module.file))
             busy += (busy.empty() ? "" : ", ") + module.request.name;
