@@ -89,9 +89,5 @@ std::size_t CameraSettings::frameBytes() const {
 std::unique_ptr<FrameProducer> openProducer(const CameraSettings& settings, const StopSignal& stop) {
     if (settings.source == "scene") return std::make_unique<SceneProducer>(settings);
     if (isVideoDevice(settings.source)) return openVideoDevice(settings, stop);
-    return openFileProducer(settings, stop);
-}
-
-std::unique_ptr<FrameProducer> openFileProducer(const CameraSettings& settings, const StopSignal& stop) {
     return std::make_unique<FileProducer>(settings, stop);
 }

@@ -38,7 +38,6 @@ public:
 /// Opens what the settings name; `stop` must outlive the result. @throws std::runtime_error
 std::unique_ptr<FrameProducer> openProducer(const CameraSettings& settings, const StopSignal& stop);
 
-std::unique_ptr<FrameProducer> openFileProducer(const CameraSettings& settings, const StopSignal& stop);
 /// A video device of the platform.
 std::unique_ptr<FrameProducer> openVideoDevice(const CameraSettings& settings, const StopSignal& stop);
 bool isVideoDevice(const std::string& path);

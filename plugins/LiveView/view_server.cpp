@@ -119,8 +119,7 @@ struct ViewServer::Callbacks {
             server.m_connections.advanced(connection, Clock::now());
             return send(connection, server.answerTo(connection, path));
         } catch (...) {
-            return MHD_NO;  // lack of memory, most likely: the connection is closed, and the viewer asks
-                            // again
+            return MHD_NO;  // lack of memory, most likely: the connection closes, and the viewer asks again
         }
     }
 

@@ -5,9 +5,8 @@
 // searched from the first configuration on; "{}" is one.
 //   "family"  of the tags: "tag36h11" (by default), "tag25h9", "tag16h5", "tagCircle21h7" or
 //             "tagStandard41h12"
-//   "level"   of the pyramid to search, 0 (by default) to 7. Each level up costs a third to a half of the
-//   time
-//             and needs tags of twice the size. A frame without that level is not searched.
+//   "level"   of the pyramid to search, 0 (by default) to 7. Each level up costs a third to a
+//             half of the time and needs tags of twice the size. A frame without that level is not searched.
 //   "rate"    searches a second at most, 0.01 to 1000; by default 15
 //
 // Only the newest frame is searched, on a thread of the module's own; frames that come meanwhile, or sooner

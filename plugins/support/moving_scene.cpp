@@ -14,15 +14,13 @@ using Colour = std::array<int, 3>;  // red, green, blue
 constexpr Colour OTHERS[] = {{245, 245, 250}, {110, 222, 190}, {240, 98, 110}, {255, 214, 92},  // discs
                              {235, 235, 235}, {235, 220, 60},  {60, 210, 220}, {70, 200, 90},   // bars
                              {205, 80, 200},  {215, 70, 60},   {60, 80, 210},  {20, 20, 24}};
-constexpr int WAVE_COLOURS = 256;
 
-// Of the palette: the waves' colours, then the others.
-Colour colourOf(int index) {
-    if (index >= WAVE_COLOURS) return OTHERS[index - WAVE_COLOURS];
+// Of a wave that is `high` of `levels`.
+Colour waveColour(int high, int levels) {
     constexpr Colour STOPS[] = {{18, 26, 66}, {40, 120, 150}, {236, 160, 120}};
-    const int part = 2 * index / WAVE_COLOURS, share = 2 * index % WAVE_COLOURS;
+    const int part = 2 * high / levels, share = 2 * high % levels;
     Colour colour = STOPS[part];
-    for (std::size_t c = 0; c < 3; ++c) colour[c] += (STOPS[part + 1][c] - colour[c]) * share / WAVE_COLOURS;
+    for (std::size_t c = 0; c < 3; ++c) colour[c] += (STOPS[part + 1][c] - colour[c]) * share / levels;
     return colour;
 }
 
@@ -62,7 +60,10 @@ MovingScene::MovingScene(LUMETRA_IMGFORMATTYPE format, std::int32_t width, std::
       m_row(static_cast<std::size_t>(width)) {
     static_assert(std::size(OTHERS) == DISCS + BARS);
     for (int index = 0; index < COLOURS; ++index)
-        for (const bool odd : {false, true}) m_palette[odd][index] = encode(colourOf(index), format, odd);
+        for (const bool odd : {false, true})
+            m_palette[odd][index] =
+                encode(index < WAVE_COLOURS ? waveColour(index, WAVE_COLOURS) : OTHERS[index - WAVE_COLOURS],
+                       format, odd);
 }
 
 void MovingScene::draw(std::uint32_t number, std::vector<std::uint8_t>& frame) {
@@ -70,8 +71,7 @@ void MovingScene::draw(std::uint32_t number, std::vector<std::uint8_t>& frame) {
     const int n = static_cast<int>(number % (1u << 20));  // the waves go on, and no product overflows
     const std::size_t step = bytesPerPixel(m_format),
                       bytes = step * m_row.size() * static_cast<std::size_t>(m_height);
-    frame.resize(bytes +
-                 PIXEL);  // whole pixels of the palette are copied, each over the end of the one before
+    frame.resize(bytes + PIXEL);  // each pixel is copied whole, and the next one over what is too much
     std::uint8_t* out = frame.data();
     for (int y = 0; y < m_height; ++y) {
         indexRow(y, n);
@@ -81,25 +81,28 @@ void MovingScene::draw(std::uint32_t number, std::vector<std::uint8_t>& frame) {
     frame.resize(bytes);
 }
 
-// Of the palette: the sum of three waves, the discs upon each other, or the bars.
+// Of the palette: the bars, or the sum of three waves with the discs upon it.
 void MovingScene::indexRow(int y, int n) {
+    const auto index = [](int value) { return static_cast<std::uint16_t>(value); };
+    if (y >= m_height * 22 / 25) {
+        for (int x = 0; x < m_width; ++x)
+            m_row[static_cast<std::size_t>(x)] =
+                index(WAVE_COLOURS + DISCS + (x + 2 * n) % m_width * BARS / m_width);
+        return;
+    }
     const int down = y * m_stepY, falling = wave(down + 7 * n);
-    const bool bars = y >= m_height * 22 / 25;
     for (int x = 0; x < m_width; ++x) {
         const int right = x * m_stepX;
         const int rolling = wave(right + 2 * falling - 5 * n), slanting = wave(right + down + 3 * n);
-        m_row[static_cast<std::size_t>(x)] =
-            static_cast<std::uint16_t>(bars ? WAVE_COLOURS + DISCS + (x + 2 * n) % m_width * BARS / m_width
-                                            : (2 * rolling + falling + slanting) / 4);
+        m_row[static_cast<std::size_t>(x)] = index((2 * rolling + falling + slanting) / 4);
     }
-    for (int k = DISCS - 1; k >= 0 && !bars; --k) {
+    for (int k = DISCS - 1; k >= 0; --k) {
         const int middleX = m_width * wave((9 - 2 * k) * n + 310 * (3 - k)) / 255;
-        const int dy = y - m_height * wave((7 - k) * n + 170 * (3 - k)) / 300,
-                  radius = m_height * (5 + k) / 48;
+        const int middleY = m_height * wave((7 - k) * n + 170 * (3 - k)) / 300;
+        const int radius = m_height * (5 + k) / 48, dy = y - middleY;
         if (dy * dy >= radius * radius) continue;
         const int half = static_cast<int>(std::sqrt(radius * radius - dy * dy));
-        const auto begin = m_row.begin() + std::clamp(middleX - half, 0, m_width);
-        std::fill(begin, m_row.begin() + std::clamp(middleX + half, 0, m_width),
-                  static_cast<std::uint16_t>(WAVE_COLOURS + k));
+        std::fill(m_row.begin() + std::clamp(middleX - half, 0, m_width),
+                  m_row.begin() + std::clamp(middleX + half, 0, m_width), index(WAVE_COLOURS + k));
     }
 }

@@ -15,8 +15,7 @@ public:
     /// @param width, height  pixels, 1 to 32768
     MovingScene(LUMETRA_IMGFORMATTYPE format, std::int32_t width, std::int32_t height);
 
-    /// Replaces `frame` by the rows of this frame, without padding; the same number always gives the same
-    /// bytes.
+    /// Replaces `frame` by its rows, without padding; the same number always gives the same bytes.
     void draw(std::uint32_t number, std::vector<std::uint8_t>& frame);
 
 private:

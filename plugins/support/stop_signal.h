@@ -18,9 +18,8 @@ public:
     /// Before the first wait. @throws std::runtime_error if there is no descriptor left
     void clear();
     bool isRaised() const { return !waitUntil(Clock::time_point::min()); }
-    int descriptor() const {
-        return m_pipe[0];
-    }  ///< readable while it is raised; -1 before the first clear()
+    /// Readable while it is raised; -1 before the first clear().
+    int descriptor() const { return m_pipe[0]; }
 
     enum class Wait { Readable, Closed, Stopped, TimeIsUp };  ///< Closed: the other end is, or an error waits
     /// @param file  a descriptor; -1: for nothing but the time

@@ -86,7 +86,11 @@ const Case CASES[] = {
     {"--from / IdFive", 1, "not as IdFive.framework/IdFive from /\n"},
     {"--from . IdFive", 0, "found +as IdFive.framework/IdFive from"},
     {"'" FRAMEMONITOR_LIBRARY "'", 0, "hint +a host finds it while it works in .*/modules\n"},
-    {"--no-such-option IdFive", 2, "no-such-option"},
+    {"--no-such-option IdFive", 2,
+     "^lumetra-inspect: --no-such-option is no option: see lumetra-inspect --help"},
+    {"--timeout 0 IdFive", 2, "--timeout: 0 is no such number: use 0.1 to 3600"},
+    {"--from /nowhere IdFive", 2, "--from: /nowhere is no folder"},
+    {"--version", 0, "^lumetra-inspect [0-9]"},
     {"--only id IdFive", 2, "--only requires --try"},
     {"--json IdFive", 2, "--json goes with"},
     {"FrameMonitor", 0, "\nid +101\n"},  // beside the program

@@ -187,9 +187,9 @@ TEST_F(LumetraPlay, SaysWhyThePageCannotBeServed) {
     EXPECT_THAT(err, ContainsRegex("Address already in use.*name another port"));
     close(taken);
     EXPECT_EQ(1, play("--frames 1 --view=192.0.2.1:8080"));
-    EXPECT_THAT(err,
-                ContainsRegex(
-                    "lumetra-play: LiveView: .*Cannot assign requested address.*an address of this machine"));
+    EXPECT_THAT(
+        err,
+        ContainsRegex("not served .LiveView: .*Cannot assign requested address.*an address of this machine"));
     EXPECT_EQ(1, play("--frames 1 --view=[2001:db8::1]:8080"));
     EXPECT_THAT(err, HasSubstr("[2001:db8::1]:8080 cannot be opened ("));
     EXPECT_EQ(0, play("--frames 1 --view=0.0.0.0:0 --view-name board.local")) << err;

@@ -190,8 +190,8 @@ TEST(Progress, FitsEveryWidthWithWhatMattersFirst) {
 }
 
 TEST(MonitorLines, AreReadOnlyIfTheyAreWhatTheySay) {
-    const auto report =
-        readReport(R"({"frameMonitor":"report","distinct":6,"latencyUs":{"median":5},"newest":{"frame":9}})");
+    const auto report = readReport(
+        parseJson(R"({"frameMonitor":"report","distinct":6,"latencyUs":{"median":5},"newest":{"frame":9}})"));
     ASSERT_TRUE(report);
     EXPECT_EQ(6, report->distinct);
     EXPECT_EQ(5, report->medianUs);
@@ -199,7 +199,8 @@ TEST(MonitorLines, AreReadOnlyIfTheyAreWhatTheySay) {
     EXPECT_EQ(9, report->newestFrame);
 
     const std::string eight = R"(["00000000000000ff",null,null,null,null,null,null,"ffffffffffffffff"])";
-    const auto found = readDigests(R"({"frameMonitor":"frame","frame":3,"digests":)" + eight + "}");
+    const auto found =
+        readDigests(parseJson(R"({"frameMonitor":"frame","frame":3,"digests":)" + eight + "}"));
     ASSERT_TRUE(found);
     EXPECT_EQ(3, found->frame);
     EXPECT_EQ("00000000000000ff", found->levels[0]);
@@ -207,8 +208,8 @@ TEST(MonitorLines, AreReadOnlyIfTheyAreWhatTheySay) {
     EXPECT_EQ("ffffffffffffffff", found->levels[7]);
     for (const char* line : {"", "[]", R"({"frameMonitor":"frame","frame":3,"digests":[null]})",
                              R"({"frameMonitor":"frame","digests":{}})", R"({"frameMonitor":5})"}) {
-        EXPECT_FALSE(readReport(line)) << line;
-        EXPECT_FALSE(readDigests(line)) << line;
+        EXPECT_FALSE(readReport(parseJson(line))) << line;
+        EXPECT_FALSE(readDigests(parseJson(line))) << line;
     }
 }
 

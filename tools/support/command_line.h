@@ -1,5 +1,4 @@
-// command_line.h - a tool's command line by CLI11, with its help in groups and refusals of one line. One
-// thread.
+// command_line.h - a tool's command line by CLI11: help in groups, refusals of one line. One thread.
 #ifndef LUMETRA_TOOLS_COMMAND_LINE_H
 #define LUMETRA_TOOLS_COMMAND_LINE_H
 

@@ -18,8 +18,7 @@ std::vector<std::filesystem::path> moduleFoldersOfProgram();
 /// Whether code of that library is still mapped.
 bool isMapped(const std::filesystem::path& file);
 
-/// A folder that is gone, with all that is in it, when this is. @throws std::runtime_error if none can be
-/// made
+/// A folder that is gone, with what is in it, when this is. @throws std::runtime_error if none can be made
 class ScratchFolder {
 public:
     ScratchFolder();

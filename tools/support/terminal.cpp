@@ -9,6 +9,17 @@
 #include <cerrno>
 #include <cstdlib>
 
+namespace {
+
+bool takesColours(int descriptor) {
+    const char* const terminal = std::getenv("TERM");
+    const char* const refused = std::getenv("NO_COLOR");
+    return isatty(descriptor) == 1 && (refused == nullptr || *refused == 0) && terminal != nullptr &&
+           std::string_view(terminal) != "dumb";
+}
+
+}  // namespace
+
 bool writeAll(int descriptor, std::string_view text) {
     while (!text.empty()) {
         const ssize_t done = write(descriptor, text.data(), text.size());
@@ -29,13 +40,6 @@ std::string printable(std::string_view text) {
         line.begin(), line.end(),
         [](char letter) { return static_cast<unsigned char>(letter) < ' ' || letter == '\177'; }, ' ');
     return line;
-}
-
-bool takesColours(int descriptor) {
-    const char* const terminal = std::getenv("TERM");
-    const char* const refused = std::getenv("NO_COLOR");
-    return isatty(descriptor) == 1 && (refused == nullptr || *refused == 0) && terminal != nullptr &&
-           std::string_view(terminal) != "dumb";
 }
 
 std::string inColour(Colour colour, std::string_view text, int descriptor) {

@@ -13,9 +13,7 @@ std::string printable(std::string_view text);
 
 enum class Colour { Red = 31, Yellow = 33 };
 
-/// Whether it is a terminal that takes colours, and nobody asked for none by NO_COLOR.
-bool takesColours(int descriptor);
-/// In colour if the descriptor takes it.
+/// In colour if the descriptor is a terminal that takes it, and nobody asked for none by NO_COLOR.
 std::string inColour(Colour colour, std::string_view text, int descriptor);
 
 /// The terminal's present width; 80 if there is none.

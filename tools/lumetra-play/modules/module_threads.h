@@ -1,5 +1,4 @@
-// module_threads.h - what goes on with modules while frames flow, each on a thread of its own until its
-// `end`.
+// module_threads.h - what goes on with modules while frames flow, each on a thread until its `end`.
 #ifndef LUMETRA_PLAY_MODULE_THREADS_H
 #define LUMETRA_PLAY_MODULE_THREADS_H
 

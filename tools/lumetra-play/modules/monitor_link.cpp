@@ -3,13 +3,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tools/support/text.h"
-
-std::optional<MonitorReport> readReport(const std::string& line) try {
-    const Json document = Json::parse(line);
-    if (document.value("frameMonitor", "") != "report") return std::nullopt;
-    const auto number = [&document](const char* path, auto otherwise) {
-        return document.value(Json::json_pointer(path), otherwise);
+std::optional<MonitorReport> readReport(const Json& line) try {
+    if (line.value("frameMonitor", "") != "report") return std::nullopt;
+    const auto number = [&line](const char* path, auto otherwise) {
+        return line.value(Json::json_pointer(path), otherwise);
     };
     constexpr std::int64_t NONE = 0;
     return MonitorReport{number("/distinct", NONE),
@@ -25,11 +22,10 @@ std::optional<MonitorReport> readReport(const std::string& line) try {
     return std::nullopt;
 }
 
-std::optional<FrameDigests> readDigests(const std::string& line) try {
-    const Json document = Json::parse(line);
-    if (document.value("frameMonitor", "") != "frame") return std::nullopt;
-    FrameDigests found{document.at("frame"), {}};
-    const Json& list = document.at("digests");
+std::optional<FrameDigests> readDigests(const Json& line) try {
+    if (line.value("frameMonitor", "") != "frame") return std::nullopt;
+    FrameDigests found{line.at("frame"), {}};
+    const Json& list = line.at("digests");
     for (std::size_t k = 0; k < found.levels.size(); ++k)
         if (!list.at(k).is_null()) found.levels[k] = list.at(k);
     return found;
@@ -68,10 +64,10 @@ int MonitorLink::command(std::int32_t number, const std::string& text) const {
 }
 
 void MonitorLink::onLine(std::int32_t, const char16_t* text) {
-    if (MonitorLink* const link = s_current) link->take(toUtf8(text));
+    if (MonitorLink* const link = s_current) link->take(parseJson(toUtf8(text)));
 }
 
-void MonitorLink::take(const std::string& line) {
+void MonitorLink::take(const Json& line) {
     if (const auto report = readReport(line)) {
         const std::lock_guard lock(m_mutex);
         m_report = *report;

@@ -13,6 +13,7 @@
 #include "plugins/FrameMonitor/FrameMonitor.h"
 #include "tools/lumetra-play/pixels/pixel_check.h"
 #include "tools/support/library_table.h"
+#include "tools/support/text.h"
 
 /// The module's figures.
 struct MonitorReport {
@@ -31,9 +32,9 @@ struct FrameDigests {
     LevelDigests levels;
 };
 
-/// What a line of the module says; nothing for a line of another kind.
-std::optional<MonitorReport> readReport(const std::string& line);
-std::optional<FrameDigests> readDigests(const std::string& line);
+/// What a line of the module says, parsed; nothing for a line of another kind.
+std::optional<MonitorReport> readReport(const Json& line);
+std::optional<FrameDigests> readDigests(const Json& line);
 
 class MonitorLink {
 public:
@@ -48,7 +49,7 @@ public:
 
 private:
     static void onLine(std::int32_t level, const char16_t* text);
-    void take(const std::string& line);
+    void take(const Json& line);
     int command(std::int32_t number, const std::string& text) const;
 
     static inline std::atomic<MonitorLink*> s_current = nullptr;

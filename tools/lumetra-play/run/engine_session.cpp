@@ -42,14 +42,14 @@ auto inModule(const std::string& module, const std::string& what, const Call& ca
 // The library's function for commands while LiveView is loaded: its page shows results and log lines too.
 std::atomic<decltype(&LumetraCore_command)> commandForView = nullptr;
 
-void showOnPage(std::int32_t number, const std::u16string& text) {
+void showOnPage(std::int32_t number, const char16_t* text) {
     // What is logged while the module takes a line would be the next line for it to take.
     thread_local bool sending = false;
     const auto command = commandForView.load();
     if (sending || command == nullptr) return;
     sending = true;
     try {
-        command(LIVEVIEW_ID, LUMETRA_CMDTYPE(number), text.c_str());
+        command(LIVEVIEW_ID, LUMETRA_CMDTYPE(number), text);
     } catch (...) {  // it would be the caller's, who knows nothing of a view
     }
     sending = false;
@@ -194,8 +194,9 @@ void EngineSession::onResult(void* user, const char* utf8Json) {
         ++module.results;
         module.lastResult = text;
     }
-    showOnPage(LIVEVIEW_CMD_RESULT, toUtf16(module.request.name + " " + text));
-    output::showResult(module.request.name + " " + text);
+    const std::string line = module.request.name + " " + text;
+    if (commandForView != nullptr) showOnPage(LIVEVIEW_CMD_RESULT, toUtf16(line).c_str());
+    output::showResult(line);
 }
 
 Json EngineSession::report() const {

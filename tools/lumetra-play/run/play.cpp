@@ -124,13 +124,9 @@ std::string Play::loadView() {
     const Json configuration = {{"port", view.port}, {"address", view.address}, {"name", m_options.viewName}};
     m_engine->loadModule({"LiveView", toText(configuration)});
     const int port = m_library->command(LIVEVIEW_ID, LUMETRA_CMDTYPE(LIVEVIEW_CMD_PORT), u"");
-    if (port == 0) {
-        const std::string line = output::logCounts().lastWarning;  // Error: LiveView: ...!
-        const std::size_t begin = std::min(line.find("LiveView: "), line.size());
-        throw PlayError(
-            (begin == line.size() ? "LiveView does not serve" : line.substr(begin, line.size() - begin - 1)) +
-            ": name another port, or an address of this machine such as 0.0.0.0, by --view");
-    }
+    if (port == 0)
+        throw PlayError("the live view is not served (" + output::logCounts().lastWarning +
+                        "): name another port, or an address of this machine such as 0.0.0.0, by --view");
     // One that stands for all addresses is none that a browser can go to.
     const bool all = view.address == "0.0.0.0" || view.address == "::";
     std::string address = all ? "127.0.0.1" : view.address;

@@ -110,7 +110,8 @@ void onLogLine(std::int32_t, const char16_t* text) {
         const auto begins = [&line](const char* word) { return line.starts_with(word); };
         if (begins("Warning") || begins("Error") || begins("NOT IMPLEMENTED")) {
             ++counts.warnings;
-            counts.lastWarning = line;
+            counts.lastWarning =
+                begins("Error: ") && line.ends_with('!') ? line.substr(7, line.size() - 8) : line;
         }
     }
     showLog(line);

@@ -45,7 +45,7 @@ void onLogLine(std::int32_t level, const char16_t* text);
 void showLog(const std::string& line);
 struct LogCounts {
     std::uint64_t lines = 0, warnings = 0;  ///< warnings: errors too, and what the library says it cannot do
-    std::string lastWarning;
+    std::string lastWarning;                ///< of an error without its "Error: " and its "!", to be quoted
 };
 LogCounts logCounts();
 
